@@ -1,0 +1,184 @@
+#include "consumer.h"
+
+enum { MAX_ADDRESS_BYTES = 4 };
+
+/// A block and the place reached in it. After a failure, Pos is the offset of the offending character.
+typedef struct {
+  const char* pChars;
+  size_t NumChars;
+  size_t Pos;
+} BlockText;
+
+/// The data of one record. The bytes are kept as they stand in the line: address, data, checksum.
+typedef struct {
+  size_t NumAddressBytes;
+  size_t NumDataBytes;
+  uint8_t aBytes[MAX_ADDRESS_BYTES + CONSUMER_MAX_DATA_BYTES + 1];
+} DataRecord;
+
+static const char* const apErrorTexts[] = {
+    [-CONSUMER_ERR_LINE_START] = "record or CR LF expected",
+    [-CONSUMER_ERR_TYPE] = "record type 1, 2, 3 or 9 expected",
+    [-CONSUMER_ERR_DIGIT] = "upper-case hexadecimal digit expected",
+    [-CONSUMER_ERR_COUNT] = "count does not stand for 1 to 32 data bytes",
+    [-CONSUMER_ERR_CHECKSUM] = "wrong checksum",
+    [-CONSUMER_ERR_LINE_END] = "CR LF expected",
+    [-CONSUMER_ERR_CUT_OFF] = "line is not complete in its block",
+    [-CONSUMER_ERR_ADDRESS] = "data runs past the last address of its record type",
+    [-CONSUMER_ERR_END_RECORD] = "end record is not S9030000FC",
+    [-CONSUMER_ERR_BEHIND_END] = "text behind the end record",
+    [-CONSUMER_ERR_REFUSED] = "record refused",
+};
+
+static ConsumerStatus FailAt(BlockText* pText, size_t Pos, ConsumerStatus Status) {
+  pText->Pos = Pos;
+  return Status;
+}
+
+/// Steps over the text pExpected. Otherwise is the status for any other character.
+static ConsumerStatus TakeText(BlockText* pText, const char* pExpected, ConsumerStatus Otherwise) {
+  for (; *pExpected != '\0'; pExpected++) {
+    if (pText->Pos == pText->NumChars) {
+      return CONSUMER_ERR_CUT_OFF;
+    }
+    if (pText->pChars[pText->Pos] != *pExpected) {
+      return Otherwise;
+    }
+    pText->Pos++;
+  }
+  return CONSUMER_MORE;
+}
+
+static ConsumerStatus TakeLineEnd(BlockText* pText) {
+  return TakeText(pText, "\r\n", CONSUMER_ERR_LINE_END);
+}
+
+static int DigitValue(char Char) {
+  if (Char >= '0' && Char <= '9') {
+    return Char - '0';
+  }
+  if (Char >= 'A' && Char <= 'F') {
+    return Char - 'A' + 10;
+  }
+  return -1;
+}
+
+/// Reads NumBytes bytes of two digits each.
+static ConsumerStatus TakeBytes(BlockText* pText, uint8_t* pBytes, size_t NumBytes) {
+  for (size_t i = 0; i < 2 * NumBytes; i++) {
+    if (pText->Pos == pText->NumChars) {
+      return CONSUMER_ERR_CUT_OFF;
+    }
+    const int Digit = DigitValue(pText->pChars[pText->Pos]);
+    if (Digit < 0) {
+      return CONSUMER_ERR_DIGIT;
+    }
+    pBytes[i / 2] = (uint8_t)(i % 2 == 0 ? Digit << 4 : pBytes[i / 2] | Digit);
+    pText->Pos++;
+  }
+  return CONSUMER_MORE;
+}
+
+/// Count, address, data and checksum add up to 0xFF modulo 256.
+static int IsSumRight(uint8_t Count, const uint8_t* pBytes) {
+  unsigned Sum = Count;
+  for (size_t i = 0; i < Count; i++) {
+    Sum += pBytes[i];
+  }
+  return (Sum & 0xFF) == 0xFF;
+}
+
+/// Reads what follows the type of a data record. pRecord->NumAddressBytes is given by the type.
+static ConsumerStatus TakeDataRecord(BlockText* pText, DataRecord* pRecord) {
+  const size_t CountPos = pText->Pos;
+  const size_t NumOtherBytes = pRecord->NumAddressBytes + 1;
+  uint8_t Count = 0;
+  ConsumerStatus Status = TakeBytes(pText, &Count, 1);
+  if (Status < 0) {
+    return Status;
+  }
+  if (Count <= NumOtherBytes || Count > NumOtherBytes + CONSUMER_MAX_DATA_BYTES) {
+    return FailAt(pText, CountPos, CONSUMER_ERR_COUNT);
+  }
+  pRecord->NumDataBytes = Count - NumOtherBytes;
+  Status = TakeBytes(pText, pRecord->aBytes, Count);
+  if (Status < 0) {
+    return Status;
+  }
+  if (!IsSumRight(Count, pRecord->aBytes)) {
+    return FailAt(pText, pText->Pos - 2, CONSUMER_ERR_CHECKSUM);
+  }
+  return TakeLineEnd(pText);
+}
+
+static uint32_t AddressOf(const DataRecord* pRecord) {
+  uint32_t Address = 0;
+  for (size_t i = 0; i < pRecord->NumAddressBytes; i++) {
+    Address = Address << 8 | pRecord->aBytes[i];
+  }
+  return Address;
+}
+
+/// The last data byte has an address that NumAddressBytes bytes can name. Written so that no sum can overflow.
+static int IsTypeWideEnough(const DataRecord* pRecord) {
+  const uint32_t LastAddress = 0xFFFFFFFFu >> (8 * (MAX_ADDRESS_BYTES - pRecord->NumAddressBytes));
+  return pRecord->NumDataBytes - 1 <= LastAddress - AddressOf(pRecord);
+}
+
+static ConsumerStatus ReadRecord(BlockText* pText, ConsumerSink pfSink, void* pContext) {
+  const size_t LineStart = pText->Pos;
+  const size_t AddressPos = LineStart + 4;
+  if (pText->NumChars - LineStart < 2) {
+    return FailAt(pText, pText->NumChars, CONSUMER_ERR_CUT_OFF);
+  }
+  const char Type = pText->pChars[LineStart + 1];
+  pText->Pos = LineStart + 2;
+  if (Type == '9') {
+    const ConsumerStatus Status = TakeText(pText, "030000FC\r\n", CONSUMER_ERR_END_RECORD);
+    return Status < 0 ? Status : CONSUMER_END;
+  }
+  if (Type < '1' || Type > '3') {
+    return FailAt(pText, LineStart + 1, CONSUMER_ERR_TYPE);
+  }
+  DataRecord Record = {.NumAddressBytes = (size_t)(Type - '0') + 1};
+  const ConsumerStatus Status = TakeDataRecord(pText, &Record);
+  if (Status < 0) {
+    return Status;
+  }
+  if (!IsTypeWideEnough(&Record)) {
+    return FailAt(pText, AddressPos, CONSUMER_ERR_ADDRESS);
+  }
+  const uint8_t* pData = Record.aBytes + Record.NumAddressBytes;
+  if (pfSink != NULL && pfSink(pContext, AddressOf(&Record), pData, Record.NumDataBytes) != 0) {
+    return FailAt(pText, LineStart, CONSUMER_ERR_REFUSED);
+  }
+  return CONSUMER_MORE;
+}
+
+static ConsumerStatus ReadLine(BlockText* pText, ConsumerSink pfSink, void* pContext) {
+  switch (pText->pChars[pText->Pos]) {
+    case 'S':
+      return ReadRecord(pText, pfSink, pContext);
+    case '\r':
+      return TakeLineEnd(pText);
+    default:
+      return CONSUMER_ERR_LINE_START;
+  }
+}
+
+ConsumerStatus CONSUMER_ReadBlock(const char* pBlock, size_t NumChars, ConsumerSink pfSink, void* pContext,
+                                  ConsumerError* pError) {
+  BlockText Text = {pBlock, NumChars, 0};
+  ConsumerStatus Status = CONSUMER_MORE;
+  while (Status == CONSUMER_MORE && Text.Pos < NumChars) {
+    Status = ReadLine(&Text, pfSink, pContext);
+  }
+  if (Status == CONSUMER_END && Text.Pos < NumChars) {
+    Status = CONSUMER_ERR_BEHIND_END;
+  }
+  if (pError != NULL) {
+    pError->Offset = Text.Pos;
+    pError->pText = Status < 0 ? apErrorTexts[-Status] : NULL;
+  }
+  return Status;
+}

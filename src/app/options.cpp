@@ -1,0 +1,71 @@
+#include "app/options.h"
+
+#include <array>
+
+#include "util/number.h"
+#include "util/print.h"
+#include "util/text.h"
+
+namespace {
+
+struct Option {
+  const char* pWord;
+  int (*pfApply)(RunSettings* pSettings, const char* pValue);
+};
+
+int ApplyBaseAddr(RunSettings* pSettings, const char* pValue) {
+  uint32_t Value = 0;
+  if (UTIL_ParseHex32(&pValue, &Value) != 0) {
+    return -1;
+  }
+  pSettings->BaseAddr = Value;
+  return 0;
+}
+
+int ApplyOutputBase(RunSettings* pSettings, const char* pValue) {
+  pSettings->pOutputBase = pValue;
+  return 0;
+}
+
+/// The confirmation is decimal, so that whoever gave 8192 sees that it means 33170.
+int ApplyBlockAlign(RunSettings* pSettings, const char* pValue) {
+  uint32_t Value = 0;
+  if (UTIL_ParseHex32(&pValue, &Value) != 0) {
+    return -1;
+  }
+  pSettings->BlockAlign = Value;
+  UTIL_Printf("Set block alignment to %u.\n", Value);
+  return 0;
+}
+
+int ApplyLineAlign(RunSettings* pSettings, const char* pValue) {
+  uint32_t Value = 0;
+  if (UTIL_ParseHex32(&pValue, &Value) != 0) {
+    return -1;
+  }
+  pSettings->LineAlign = Value;
+  UTIL_Printf("Set line alignment to %u.\n", Value);
+  return 0;
+}
+
+constexpr std::array<Option, 8> OPTION_TABLE = {{
+    {"-a", ApplyBaseAddr},
+    {"-BaseAddr", ApplyBaseAddr},
+    {"-o", ApplyOutputBase},
+    {"-Out", ApplyOutputBase},
+    {"-balign", ApplyBlockAlign},
+    {"-BlockAlign", ApplyBlockAlign},
+    {"-lalign", ApplyLineAlign},
+    {"-LineAlign", ApplyLineAlign},
+}};
+
+}  // namespace
+
+int APP_ApplyOption(RunSettings* pSettings, const char* pWord, const char* pValue) {
+  for (const Option& Row : OPTION_TABLE) {
+    if (UTIL_CompareNoCase(pWord, Row.pWord) == 0) {
+      return Row.pfApply(pSettings, pValue);
+    }
+  }
+  return -1;
+}

@@ -1,0 +1,122 @@
+#include "memimage/mem_image.h"
+
+#include "memimage/area_search.h"
+#include "sys/heap.h"
+
+namespace {
+
+constexpr uint32_t LOCK_TIMEOUT_MS = 10000;
+constexpr uint64_t PENDING_STEP = 100;
+
+/// Returns whether the image has a mutex, creating it if need be.
+[[nodiscard]] bool EnsureMutex(MemImage* pImage) {
+  if (pImage->hLock == nullptr) {
+    pImage->hLock = SYS_CreateMutex(nullptr);
+  }
+  return pImage->hLock != nullptr;
+}
+
+void FreeAreas(MemImage* pImage) {
+  DataArea* pArea = pImage->pFirstArea;
+  while (pArea != nullptr) {
+    DataArea* pNext = pArea->pNext;
+    AREA_Free(pArea);
+    pArea = pNext;
+  }
+}
+
+/// Returns whether the byte is in the image now.
+[[nodiscard]] bool CommitByte(MemImage* pImage, const PendingByte& Byte) {
+  DataArea* pArea = MEMIMG_FindAreas(pImage, Byte.Addr).pBelow;
+  if (pArea == nullptr || AREA_LastOf(*pArea) < Byte.Addr) {
+    return MEMIMG_WriteData(pImage, Byte.Addr, 1, &Byte.Value, 0) == 0;
+  }
+  if (!AREA_HasStorage(*pArea)) {
+    return false;
+  }
+  pArea->pData[Byte.Addr - pArea->Addr] = Byte.Value;
+  return true;
+}
+
+[[nodiscard]] bool ReservePending(MemImage* pImage) {
+  if (pImage->NumPending < pImage->NumPendingAlloc) {
+    return true;
+  }
+  const uint64_t NewAlloc = pImage->NumPendingAlloc + PENDING_STEP;
+  const uint64_t Size = NewAlloc * sizeof(PendingByte);
+  void* pBlock = Size <= UINT32_MAX ? SYS_Realloc(pImage->paPending, static_cast<uint32_t>(Size)) : nullptr;
+  if (pBlock == nullptr) {
+    return false;
+  }
+  pImage->paPending = static_cast<PendingByte*>(pBlock);
+  pImage->NumPendingAlloc = NewAlloc;
+  return true;
+}
+
+}  // namespace
+
+MemImage* MEMIMG_Create() {
+  MemImage* pImage = static_cast<MemImage*>(SYS_Alloc(sizeof(MemImage)));
+  if (pImage == nullptr) {
+    return nullptr;
+  }
+  *pImage = {};
+  pImage->hLock = SYS_CreateMutex(nullptr);
+  pImage->NumChanges = 1;
+  pImage->CursorIndex = -1;
+  return pImage;
+}
+
+void MEMIMG_Free(MemImage* pImage) {
+  if (pImage == nullptr) {
+    return;
+  }
+  SYS_DestroyMutex(&pImage->hLock);
+  FreeAreas(pImage);
+  INDEX_Clear(&pImage->Index);
+  SYS_Free(pImage->paPending);
+  SYS_Free(pImage);
+}
+
+int MEMIMG_Lock(MemImage* pImage) {
+  if (pImage == nullptr || !EnsureMutex(pImage)) {
+    return MEMIMG_ERR_NO_LOCK;
+  }
+  return SYS_LockMutex(pImage->hLock, LOCK_TIMEOUT_MS) == SYS_LOCK_TIMEOUT ? MEMIMG_ERR_TIMEOUT : 0;
+}
+
+int MEMIMG_Unlock(MemImage* pImage) {
+  return SYS_UnlockMutex(pImage->hLock);
+}
+
+int MEMIMG_FlushByteCache(MemImage* pImage) {
+  MEMIMG_Lock(pImage);
+  int Result = 0;
+  for (uint64_t i = 0; i < pImage->NumPending; ++i) {
+    if (!CommitByte(pImage, pImage->paPending[i])) {
+      Result = 1;
+    }
+  }
+  SYS_Free(pImage->paPending);
+  pImage->paPending = nullptr;
+  pImage->NumPending = 0;
+  pImage->NumPendingAlloc = 0;
+  pImage->NumChanges = 0;
+  MEMIMG_Unlock(pImage);
+  return Result;
+}
+
+uint64_t MEMIMG_QueueByte(MemImage* pImage, uint64_t Addr, uint8_t Value) {
+  if (pImage == nullptr) {
+    return 0;
+  }
+  MEMIMG_Lock(pImage);
+  const uint64_t Index = pImage->NumPending;
+  if (ReservePending(pImage)) {
+    pImage->paPending[Index] = {Addr, Value};
+    ++pImage->NumPending;
+  }
+  ++pImage->NumChanges;
+  MEMIMG_Unlock(pImage);
+  return Index;
+}

@@ -1,0 +1,220 @@
+#include <algorithm>
+#include <cstring>
+
+#include "memimage/area_search.h"
+#include "memimage/mem_image.h"
+
+namespace {
+
+/// A span of addresses that is read out.
+struct Span {
+  uint64_t Addr;
+  int64_t NumBytes;
+};
+
+/// Where the bytes of a span go, and what stands for those that hold no data.
+struct SpanOutput {
+  uint8_t* pData;   ///< May be null.
+  uint8_t* pValid;  ///< May be null.
+  uint8_t FillByte;
+};
+
+/// Returns 2 to the power Bits (its low five bits count), less 1.
+uint64_t MaskOf(uint32_t Bits) {
+  return (uint64_t{1} << (Bits & 31)) - 1;
+}
+
+/// Goes on to the runs that follow within MaxGap until the span is long enough.
+void BridgeGaps(MemImage* pImage, Span* pSpan, uint64_t EndAddr, uint64_t MaxGap, int64_t MaxNumBytes) {
+  uint64_t Next = pSpan->Addr + static_cast<uint64_t>(pSpan->NumBytes);
+  // Next is 0 behind a run that ends at the top of the address space: nothing follows there.
+  while (pSpan->NumBytes < MaxNumBytes && Next != 0) {
+    uint64_t Found = 0;
+    const int64_t NumBytes = MEMIMG_FindRun(pImage, Next, EndAddr, &Found);
+    const uint64_t Gap = Found - Next;
+    if (NumBytes == 0 || Gap > MaxGap) {
+      return;
+    }
+    if (Gap >= static_cast<uint64_t>(MaxNumBytes - pSpan->NumBytes)) {
+      pSpan->NumBytes = MaxNumBytes;
+      return;
+    }
+    pSpan->NumBytes += static_cast<int64_t>(Gap) + NumBytes;
+    Next = Found + static_cast<uint64_t>(NumBytes);
+  }
+}
+
+void AlignStart(Span* pSpan, uint32_t Bits) {
+  const uint64_t Below = pSpan->Addr & MaskOf(Bits);
+  pSpan->Addr -= Below;
+  pSpan->NumBytes += static_cast<int64_t>(Below);
+}
+
+void AlignEnd(Span* pSpan, uint32_t Bits) {
+  const uint64_t End = pSpan->Addr + static_cast<uint64_t>(pSpan->NumBytes);
+  pSpan->NumBytes += static_cast<int64_t>((0 - End) & MaskOf(Bits));
+}
+
+/// Pulls the end of a span that is too long back to an aligned address.
+void LimitLength(Span* pSpan, int64_t MaxNumBytes, uint32_t AlignEndBits) {
+  if (pSpan->NumBytes > MaxNumBytes) {
+    const uint64_t Mask = AlignEndBits != 0 ? MaskOf(AlignEndBits) : 0;
+    const uint64_t Beyond = (pSpan->Addr + static_cast<uint64_t>(MaxNumBytes)) & Mask;
+    pSpan->NumBytes = MaxNumBytes - static_cast<int64_t>(Beyond);
+  }
+}
+
+/// Returns the first area that holds an address of the span, or one before it: the area where the last run search
+/// stopped if that is early enough, so that a scan front to back never starts again.
+const DataArea* FirstAreaFor(MemImage* pImage, const Span& Range) {
+  if (pImage->CursorIndex >= 0 && pImage->pCursorArea->Addr <= Range.Addr) {
+    return pImage->pCursorArea;
+  }
+  const AreaNeighbours Near = MEMIMG_FindAreas(pImage, Range.Addr);
+  return Near.pBelow != nullptr ? Near.pBelow : Near.pAbove;
+}
+
+/// Puts the bytes that an area holds of the span.
+void CopyOverlap(const DataArea& Area, const Span& Range, const SpanOutput& Out) {
+  const uint64_t RangeLast = Range.Addr + static_cast<uint64_t>(Range.NumBytes - 1);
+  const uint64_t First = std::max(Area.Addr, Range.Addr);
+  const uint64_t Last = std::min(AREA_LastOf(Area), RangeLast);
+  if (First > Last) {
+    return;
+  }
+  const size_t NumBytes = static_cast<size_t>(Last - First + 1);
+  if (Out.pData != nullptr && AREA_HasStorage(Area)) {
+    std::memcpy(Out.pData + (First - Range.Addr), Area.pData + (First - Area.Addr), NumBytes);
+  }
+  if (Out.pValid != nullptr) {
+    std::memset(Out.pValid + (First - Range.Addr), 1, NumBytes);
+  }
+}
+
+/// Fills the span from the areas: one fill, and one copy an area.
+void FillFromAreas(const DataArea* pArea, const Span& Range, const SpanOutput& Out) {
+  if (Out.pData != nullptr) {
+    std::memset(Out.pData, Out.FillByte, static_cast<size_t>(Range.NumBytes));
+  }
+  if (Out.pValid != nullptr) {
+    std::memset(Out.pValid, 0, static_cast<size_t>(Range.NumBytes));
+  }
+  const uint64_t RangeLast = Range.Addr + static_cast<uint64_t>(Range.NumBytes - 1);
+  for (; pArea != nullptr && pArea->Addr <= RangeLast; pArea = pArea->pNext) {
+    CopyOverlap(*pArea, Range, Out);
+  }
+}
+
+/// Returns the newest pending byte for an address, or null.
+const PendingByte* FindPending(const MemImage& Image, uint64_t Addr) {
+  for (uint64_t i = Image.NumPending; i > 0; --i) {
+    if (Image.paPending[i - 1].Addr == Addr) {
+      return &Image.paPending[i - 1];
+    }
+  }
+  return nullptr;
+}
+
+/// Returns the value of an address as a read sees it, or -1: pending bytes come before stored ones.
+int ValueAt(const MemImage& Image, const DataArea* pArea, uint64_t Addr) {
+  const PendingByte* pPending = FindPending(Image, Addr);
+  if (pPending != nullptr) {
+    return pPending->Value;
+  }
+  const bool IsHeld = pArea != nullptr && pArea->Addr <= Addr && AREA_LastOf(*pArea) >= Addr;
+  return IsHeld && AREA_HasStorage(*pArea) ? pArea->pData[Addr - pArea->Addr] : -1;
+}
+
+/// Fills the span address by address, pending bytes included.
+void FillByteWise(const MemImage& Image, const DataArea* pArea, const Span& Range, const SpanOutput& Out) {
+  for (int64_t i = 0; i < Range.NumBytes; ++i) {
+    const uint64_t Addr = Range.Addr + static_cast<uint64_t>(i);
+    while (pArea != nullptr && AREA_LastOf(*pArea) < Addr) {
+      pArea = pArea->pNext;
+    }
+    const int Value = ValueAt(Image, pArea, Addr);
+    if (Out.pData != nullptr) {
+      Out.pData[i] = Value >= 0 ? static_cast<uint8_t>(Value) : Out.FillByte;
+    }
+    if (Out.pValid != nullptr) {
+      Out.pValid[i] = Value >= 0 ? 1 : 0;
+    }
+  }
+}
+
+void FillSpan(MemImage* pImage, const Span& Range, const SpanOutput& Out) {
+  if (Out.pData == nullptr && Out.pValid == nullptr) {
+    return;
+  }
+  const DataArea* pArea = FirstAreaFor(pImage, Range);
+  if (pImage->NumPending == 0) {
+    FillFromAreas(pArea, Range, Out);
+  } else {
+    FillByteWise(*pImage, pArea, Range, Out);
+  }
+}
+
+}  // namespace
+
+int64_t MEMIMG_FindRun(MemImage* pImage, uint64_t Addr, uint64_t EndAddr, uint64_t* pFoundAddr) {
+  if (pImage->pFirstArea == nullptr) {
+    return 0;
+  }
+  const bool IsCursorUsable = pImage->CursorIndex >= 0 && pImage->pCursorArea->Addr <= Addr;
+  int64_t Position = IsCursorUsable ? pImage->CursorIndex : 0;
+  for (DataArea* pArea = IsCursorUsable ? pImage->pCursorArea : pImage->pFirstArea; pArea != nullptr;
+       pArea = pArea->pNext, ++Position) {
+    pImage->CursorIndex = Position;
+    pImage->pCursorArea = pArea;
+    const uint64_t First = pArea->Addr;
+    const uint64_t Last = AREA_LastOf(*pArea);
+    if (First <= Addr && Last >= Addr) {
+      *pFoundAddr = Addr;
+      return Last <= EndAddr ? static_cast<int64_t>(Last - Addr + 1)
+                             : std::max<int64_t>(static_cast<int64_t>(EndAddr - Addr + 1), 0);
+    }
+    if (First >= Addr && Last <= EndAddr) {
+      *pFoundAddr = First;
+      return static_cast<int64_t>(pArea->NumBytes);
+    }
+    if (First <= EndAddr && Last > EndAddr) {
+      *pFoundAddr = First;
+      return static_cast<int64_t>(EndAddr - First + 1);
+    }
+    if (First > Addr) {
+      *pFoundAddr = First;
+      return 0;
+    }
+  }
+  return 0;
+}
+
+int64_t MEMIMG_ReadData(MemImage* pImage, uint64_t StartAddr, uint64_t EndAddr, uint64_t MaxGap, uint32_t FillByte,
+                        uint8_t* pData, uint8_t* pValid, uint64_t* pFoundAddr, int64_t MaxNumBytes,
+                        uint32_t AlignStartBits, uint32_t AlignEndBits) {
+  Span Range{0, 0};
+  if (StartAddr <= EndAddr) {
+    Range.NumBytes = MEMIMG_FindRun(pImage, StartAddr, EndAddr, &Range.Addr);
+  }
+  if (Range.NumBytes == 0) {
+    return 0;
+  }
+  if (MaxGap != 0) {
+    BridgeGaps(pImage, &Range, EndAddr, MaxGap, MaxNumBytes);
+  }
+  if (AlignStartBits != 0) {
+    AlignStart(&Range, AlignStartBits);
+  }
+  if (AlignEndBits != 0) {
+    AlignEnd(&Range, AlignEndBits);
+  }
+  LimitLength(&Range, MaxNumBytes, AlignEndBits);
+  if (Range.NumBytes <= 0) {
+    return 0;
+  }
+  FillSpan(pImage, Range, {pData, pValid, static_cast<uint8_t>(FillByte)});
+  if (pFoundAddr != nullptr) {
+    *pFoundAddr = Range.Addr;
+  }
+  return Range.NumBytes;
+}

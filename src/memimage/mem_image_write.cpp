@@ -1,0 +1,143 @@
+#include "memimage/area_search.h"
+#include "memimage/mem_image.h"
+
+namespace {
+
+bool HasIndex(const MemImage& Image) {
+  return Image.Index.NumBlocks != 0;
+}
+
+/// Returns whether areas and ranges of these lengths make an area of a legal length together.
+bool IsLegalLength(uint64_t NumBytesA, uint64_t NumBytesB, uint64_t NumBytesC = 0) {
+  return NumBytesA <= MEMIMG_MAX_AREA_BYTES && NumBytesB <= MEMIMG_MAX_AREA_BYTES - NumBytesA &&
+         NumBytesC <= MEMIMG_MAX_AREA_BYTES - NumBytesA - NumBytesB;
+}
+
+/// Contents that go into an area without storage are gone.
+void NoteLostBytes(MemImage* pImage, const DataArea& Area, const WriteRange& Range) {
+  if (AREA_HasContents(Range) && !AREA_HasStorage(Area)) {
+    pImage->HasLostBytes = 1;
+  }
+}
+
+void EnterInIndex(MemImage* pImage, DataArea* pArea) {
+  if (HasIndex(*pImage) && !INDEX_Insert(&pImage->Index, pArea)) {
+    INDEX_Clear(&pImage->Index);  // an index that misses an area would mislead; without one the chain is walked
+  }
+}
+
+/// Makes the range an area of its own behind pPrev, at the head of the chain if that is null.
+[[nodiscard]] int NewArea(MemImage* pImage, DataArea* pPrev, const WriteRange& Range) {
+  if (!IsLegalLength(Range.NumBytes, 0)) {
+    return MEMIMG_ERR_NO_MEMORY;
+  }
+  DataArea* pArea = AREA_Create(Range);
+  if (pArea == nullptr) {
+    return MEMIMG_ERR_NO_MEMORY;
+  }
+  NoteLostBytes(pImage, *pArea, Range);
+  DataArea** ppLink = pPrev != nullptr ? &pPrev->pNext : &pImage->pFirstArea;
+  pArea->pNext = *ppLink;
+  *ppLink = pArea;
+  if (pArea->pNext == nullptr) {
+    pImage->pLastArea = pArea;
+  }
+  ++pImage->NumAreas;
+  EnterInIndex(pImage, pArea);
+  return 0;
+}
+
+/// Takes the successor of pArea, whose contents are in pArea now, out of the chain. It was entered in the index with
+/// NextAddr.
+void RemoveNext(MemImage* pImage, DataArea* pArea, uint64_t NextAddr) {
+  DataArea* pNext = pArea->pNext;
+  pArea->pNext = pNext->pNext;
+  if (pImage->pLastArea == pNext) {
+    pImage->pLastArea = nullptr;
+  }
+  if (HasIndex(*pImage)) {
+    INDEX_Remove(&pImage->Index, NextAddr);
+  }
+  AREA_Free(pNext);
+  --pImage->NumAreas;
+  pImage->CursorIndex = -1;
+}
+
+/// Joins pArea, the range behind it and the successor, which the range touches.
+[[nodiscard]] int MergeWithNext(MemImage* pImage, DataArea* pArea, const WriteRange& Range) {
+  DataArea* pNext = pArea->pNext;
+  const uint64_t NextAddr = pNext->Addr;
+  if (!IsLegalLength(pArea->NumBytes, Range.NumBytes, pNext->NumBytes) || !AREA_Join(pArea, Range, pNext)) {
+    return MEMIMG_ERR_NO_MEMORY;
+  }
+  NoteLostBytes(pImage, *pArea, Range);
+  RemoveNext(pImage, pArea, NextAddr);
+  return 0;
+}
+
+[[nodiscard]] int ExtendAtEnd(MemImage* pImage, DataArea* pArea, const WriteRange& Range) {
+  if (!IsLegalLength(pArea->NumBytes, Range.NumBytes) ||
+      (AREA_HasStorage(*pArea) && !AREA_ReserveAtEnd(pArea, Range.NumBytes))) {
+    return MEMIMG_ERR_NO_MEMORY;
+  }
+  AREA_PutAtEnd(pArea, Range);
+  NoteLostBytes(pImage, *pArea, Range);
+  return 0;
+}
+
+[[nodiscard]] int ExtendAtFront(MemImage* pImage, DataArea* pArea, const WriteRange& Range) {
+  if (!IsLegalLength(pArea->NumBytes, Range.NumBytes) ||
+      (AREA_HasStorage(*pArea) && !AREA_ReserveInFront(pArea, Range.NumBytes))) {
+    return MEMIMG_ERR_NO_MEMORY;
+  }
+  if (HasIndex(*pImage)) {
+    INDEX_Move(&pImage->Index, pArea->Addr, Range.Addr);
+  }
+  AREA_PutInFront(pArea, Range);
+  NoteLostBytes(pImage, *pArea, Range);
+  return 0;
+}
+
+/// Stores a range that begins behind the last area (null: the image is empty).
+[[nodiscard]] int Append(MemImage* pImage, DataArea* pLast, const WriteRange& Range) {
+  if (pLast != nullptr && AREA_LastOf(*pLast) + 1 == Range.Addr) {
+    return ExtendAtEnd(pImage, pLast, Range);
+  }
+  return NewArea(pImage, pLast, Range);
+}
+
+/// Stores a range anywhere in the chain.
+[[nodiscard]] int Insert(MemImage* pImage, const WriteRange& Range) {
+  const AreaNeighbours Near = MEMIMG_FindAreas(pImage, Range.Addr);
+  const uint64_t RangeLast = Range.Addr + (Range.NumBytes - 1);
+  const bool IsInBelow = Near.pBelow != nullptr && AREA_LastOf(*Near.pBelow) >= Range.Addr;
+  const bool ReachesAbove = Near.pAbove != nullptr && RangeLast >= Near.pAbove->Addr;
+  if (IsInBelow || ReachesAbove) {
+    return MEMIMG_ERR_OVERLAP;
+  }
+  const bool TouchesBelow = Near.pBelow != nullptr && AREA_LastOf(*Near.pBelow) + 1 == Range.Addr;
+  const bool TouchesAbove = Near.pAbove != nullptr && RangeLast + 1 == Near.pAbove->Addr;
+  if (TouchesBelow) {
+    return TouchesAbove ? MergeWithNext(pImage, Near.pBelow, Range) : ExtendAtEnd(pImage, Near.pBelow, Range);
+  }
+  return TouchesAbove ? ExtendAtFront(pImage, Near.pAbove, Range) : NewArea(pImage, Near.pBelow, Range);
+}
+
+}  // namespace
+
+int MEMIMG_WriteData(MemImage* pImage, uint64_t Addr, uint64_t NumBytes, const uint8_t* pData, int32_t FillByte) {
+  ++pImage->NumChanges;
+  pImage->CursorIndex = -1;
+  if (NumBytes == 0) {
+    return 0;
+  }
+  if (NumBytes - 1 > UINT64_MAX - Addr) {
+    return MEMIMG_ERR_OVERLAP;
+  }
+  const WriteRange Range{Addr, NumBytes, pData, FillByte};
+  DataArea* pLast = MEMIMG_LastArea(pImage);
+  if (pLast == nullptr || AREA_LastOf(*pLast) < Addr) {
+    return Append(pImage, pLast, Range);
+  }
+  return Insert(pImage, Range);
+}

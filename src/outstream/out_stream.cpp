@@ -1,0 +1,138 @@
+#include "outstream/out_stream.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+#include "sys/directory.h"
+#include "sys/file.h"
+#include "sys/heap.h"
+#include "sys/last_error.h"
+#include "util/format.h"
+#include "util/text.h"
+
+namespace {
+
+constexpr uint32_t OPEN_FLAGS = SYS_OPEN_WRITE | SYS_OPEN_SHARE | SYS_OPEN_CREATE | SYS_OPEN_TRUNCATE;
+
+/// Only the first message of a stream's life survives.
+void StoreMessage(char* pErrText, uint32_t ErrTextSize, const char* pMessage) {
+  if (pErrText != nullptr && ErrTextSize != 0 && pErrText[0] == '\0') {
+    UTIL_CopyString(pErrText, pMessage, ErrTextSize);
+  }
+}
+
+void StoreOpenFailure(const OutStream& Stream, const char* pPath) {
+  const int Error = SYS_GetLastError();
+  const int Attributes = SYS_GetFileAttributes(pPath);
+  std::array<char, 512> acMessage;
+  if (Error == EACCES && Attributes != -1 && (Attributes & SYS_ATTR_READ_ONLY) != 0) {
+    UTIL_snprintf(acMessage.data(), acMessage.size(), "Could not write file. File has read only attribute.\n%s", pPath);
+  } else if (Error == EACCES) {
+    UTIL_snprintf(acMessage.data(), acMessage.size(), "Could not write file. Access denied.\n%s", pPath);
+  } else {
+    UTIL_snprintf(acMessage.data(), acMessage.size(), "Could not write file.\n%s", pPath);
+  }
+  StoreMessage(Stream.pErrText, Stream.ErrTextSize, acMessage.data());
+}
+
+/// Opens the stream's file. Returns whether that worked; if not, the reason is stored.
+[[nodiscard]] bool OpenFile(OutStream* pStream, const char* pPath) {
+  pStream->hFile = SYS_NO_FILE;
+  if (pPath == nullptr || pPath[0] == '\0') {
+    StoreMessage(pStream->pErrText, pStream->ErrTextSize, "Could not write file. Invalid filename.");
+    return false;
+  }
+  pStream->hFile = SYS_OpenFileEx(pPath, OPEN_FLAGS);
+  if (pStream->hFile == SYS_NO_FILE) {
+    StoreOpenFailure(*pStream, pPath);
+    return false;
+  }
+  return true;
+}
+
+void FreeStream(OutStream* pStream) {
+  SYS_Free(pStream->pBuffer);
+  SYS_Free(pStream);
+}
+
+/// Returns a stream with its buffer and no file yet; null without memory.
+[[nodiscard]] OutStream* AllocStream(char* pErrText, uint32_t ErrTextSize) {
+  OutStream* pStream = static_cast<OutStream*>(SYS_Alloc(sizeof(OutStream)));
+  if (pStream == nullptr) {
+    return nullptr;
+  }
+  uint8_t* pBuffer = static_cast<uint8_t*>(SYS_Alloc(OUTSTREAM_BUFFER_SIZE));
+  if (pBuffer == nullptr) {
+    SYS_Free(pStream);
+    return nullptr;
+  }
+  *pStream = {SYS_NO_FILE, pBuffer, pErrText, 0, ErrTextSize};
+  return pStream;
+}
+
+void NoteWriteError(const OutStream& Stream) {
+  StoreMessage(Stream.pErrText, Stream.ErrTextSize, "Error writing file.");
+}
+
+/// Writes the buffer with one call, also when it holds nothing. What could not be written is gone: the stream goes on.
+void WriteBuffer(OutStream* pStream) {
+  const uint32_t NumBytes = pStream->NumBytesInBuffer;
+  if (SYS_FileWrite(static_cast<uint32_t>(pStream->hFile), pStream->pBuffer, NumBytes) != NumBytes) {
+    NoteWriteError(*pStream);
+  }
+  pStream->NumBytesInBuffer = 0;
+}
+
+}  // namespace
+
+OutStream* OUTSTREAM_Create(const char* pPath, char* pErrText, uint32_t ErrTextSize) {
+  OutStream* pStream = AllocStream(pErrText, ErrTextSize);
+  if (pErrText != nullptr) {
+    std::memset(pErrText, 0, ErrTextSize);
+  }
+  if (pStream == nullptr) {
+    StoreMessage(pErrText, ErrTextSize, "Could not write file. Out of memory.");
+    return nullptr;
+  }
+  if (!OpenFile(pStream, pPath)) {
+    FreeStream(pStream);
+    return nullptr;
+  }
+  return pStream;
+}
+
+void OUTSTREAM_Write(OutStream* pStream, const void* pData, uint32_t NumBytes) {
+  if (pStream == nullptr) {
+    return;
+  }
+  const uint8_t* pSrc = static_cast<const uint8_t*>(pData);
+  while (NumBytes != 0) {
+    const uint32_t NumChunk = std::min(NumBytes, OUTSTREAM_BUFFER_SIZE - pStream->NumBytesInBuffer);
+    uint8_t* pDest = pStream->pBuffer + pStream->NumBytesInBuffer;
+    if (pSrc != nullptr) {
+      std::memcpy(pDest, pSrc, NumChunk);
+      pSrc += NumChunk;
+    } else {
+      std::memset(pDest, 0xFF, NumChunk);
+    }
+    pStream->NumBytesInBuffer += NumChunk;
+    NumBytes -= NumChunk;
+    if (pStream->NumBytesInBuffer == OUTSTREAM_BUFFER_SIZE) {
+      WriteBuffer(pStream);
+    }
+  }
+}
+
+void OUTSTREAM_Close(OutStream* pStream) {
+  if (pStream == nullptr) {
+    return;
+  }
+  WriteBuffer(pStream);
+  // Network and quota file systems tell of a lost write only here.
+  if (SYS_FileClose(static_cast<uint32_t>(pStream->hFile)) != 0) {
+    NoteWriteError(*pStream);
+  }
+  FreeStream(pStream);
+}

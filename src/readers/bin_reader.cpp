@@ -1,0 +1,65 @@
+#include "readers/bin_reader.h"
+
+#include <array>
+
+#include "readers/read_frame.h"
+#include "sys/file.h"
+#include "sys/heap.h"
+
+namespace {
+
+constexpr uint32_t BIN_CHUNK_SIZE = 32768;
+
+constinit ReportSink BinSink{};
+
+[[nodiscard]] int Fail(const char* pText) {
+  UTIL_ReportError(BinSink, pText);
+  return READER_ERR_OPEN;
+}
+
+/// Reads pieces until a read brings nothing; one that brings less than asked for is not the end of the file.
+[[nodiscard]] int ReadPieces(MemImage* pImage, uint32_t hFile, uint64_t Addr, uint8_t* pBuffer) {
+  for (;;) {
+    const int64_t NumRead = SYS_FileRead(hFile, pBuffer, BIN_CHUNK_SIZE);
+    if (NumRead < 0) {
+      return Fail("Could not read file.");
+    }
+    if (NumRead == 0) {
+      return 0;
+    }
+    const uint32_t NumBytes = static_cast<uint32_t>(NumRead);
+    if (READER_Store(pImage, Addr, NumBytes, pBuffer) == MEMIMG_ERR_NO_MEMORY) {
+      return Fail("Could not read file. Out of memory.");
+    }
+    Addr += NumBytes;
+  }
+}
+
+[[nodiscard]] int ReadBody(void* pContext, MemImage* pImage, uint32_t hFile) {
+  const uint64_t BaseAddr = *static_cast<const uint64_t*>(pContext);
+  uint8_t* pBuffer = static_cast<uint8_t*>(SYS_Alloc(BIN_CHUNK_SIZE));
+  if (pBuffer == nullptr) {
+    return Fail("Could not read file. Out of memory.");
+  }
+  const int Status = ReadPieces(pImage, hFile, BaseAddr, pBuffer);
+  SYS_Free(pBuffer);
+  return Status;
+}
+
+}  // namespace
+
+int BIN_ReadEx(MemImage* pImage, const char* pPath, uint64_t BaseAddr, ReportFn pfReport, void* pReportContext) {
+  std::array<char, 512> acOpenError;
+  const ReadCall Call{pImage,
+                      pPath,
+                      {pfReport, pReportContext},
+                      &BinSink,
+                      acOpenError.data(),
+                      static_cast<uint32_t>(acOpenError.size())};
+  return READER_Run(Call, ReadBody, &BaseAddr);
+}
+
+int BIN_Read(MemImage* pImage, const char* pPath, char* pErrText, uint32_t ErrTextSize, uint64_t BaseAddr) {
+  ErrorTextBuffer Buffer{pErrText, ErrTextSize};
+  return BIN_ReadEx(pImage, pPath, BaseAddr, UTIL_CollectErrorText, &Buffer);
+}

@@ -1,0 +1,16 @@
+/// Reads raw binary files: every byte of the file is data.
+#pragma once
+
+#include <cstdint>
+
+#include "memimage/mem_image.h"
+#include "util/report.h"
+
+/// Stores the whole file at BaseAddr and up in the image, which is empty before.
+/// Returns 0; or READER_ERR_OPEN, with one error reported, when the file cannot be opened or read or memory gives out.
+[[nodiscard]] int BIN_ReadEx(MemImage* pImage, const char* pPath, uint64_t BaseAddr, ReportFn pfReport,
+                             void* pReportContext);
+
+/// The same with the report going to pErrText, a buffer of ErrTextSize characters.
+[[nodiscard]] int BIN_Read(MemImage* pImage, const char* pPath, char* pErrText, uint32_t ErrTextSize,
+                           uint64_t BaseAddr);

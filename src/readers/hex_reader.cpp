@@ -1,0 +1,183 @@
+#include "readers/hex_reader.h"
+
+#include <array>
+
+#include "util/hex_digits.h"
+
+namespace {
+
+constinit ReportSink HexSink{};
+
+constexpr char RECORD_MARK = ':';
+
+enum HexRecordType : uint8_t {
+  HEX_TYPE_DATA = 0x00,
+  HEX_TYPE_EXTENDED_SEGMENT = 0x02,
+  HEX_TYPE_EXTENDED_LINEAR = 0x04,
+  HEX_TYPE_EXTENDED_LINEAR_ALIAS = 0xFF,
+};
+
+/// The bytes of a record as they stand in the file: byte count, address (two bytes), type, data, checksum.
+struct HexRecord {
+  static constexpr uint32_t NUM_FRAME_BYTES = 5;
+
+  std::array<uint8_t, 255 + NUM_FRAME_BYTES> aByte;
+
+  [[nodiscard]] uint32_t NumData() const {
+    return aByte[0];
+  }
+  [[nodiscard]] uint32_t NumBytes() const {
+    return NumData() + NUM_FRAME_BYTES;
+  }
+  [[nodiscard]] uint32_t Address() const {
+    return uint32_t{aByte[1]} << 8 | aByte[2];
+  }
+  [[nodiscard]] uint8_t Type() const {
+    return aByte[3];
+  }
+  [[nodiscard]] const uint8_t* Data() const {
+    return aByte.data() + 4;
+  }
+  [[nodiscard]] uint8_t Checksum() const {
+    return aByte[NumBytes() - 1];
+  }
+};
+
+uint8_t Peek(const TextReadState& State) {
+  return State.pWindow[State.Pos];
+}
+
+/// Decodes the whole record in one pass. Returns false if there is anything wrong with its text.
+[[nodiscard]] bool DecodeWhole(TextReadState* pState, HexRecord* pRecord) {
+  const uint8_t* pText = pState->pWindow + pState->Pos;
+  const uint8_t High = UTIL_HEX_DIGIT_VALUE[pText[0]];
+  const uint8_t Low = High != UTIL_NO_HEX_DIGIT ? UTIL_HEX_DIGIT_VALUE[pText[1]] : UTIL_NO_HEX_DIGIT;
+  if (Low == UTIL_NO_HEX_DIGIT) {
+    return false;
+  }
+  const uint32_t NumData = uint32_t{High} << 4 | Low;
+  return TEXT_DecodeBytes(pState, NumData + HexRecord::NUM_FRAME_BYTES, pRecord->aByte.data());
+}
+
+/// Decodes the record byte by byte, up to the character that is wrong.
+void DecodeByteWise(TextReadState* pState, HexRecord* pRecord) {
+  pRecord->aByte[0] = HEX_ReadByte(pState);
+  for (uint32_t i = 1; i < pRecord->NumBytes(); ++i) {
+    pRecord->aByte[i] = HEX_ReadByte(pState);
+  }
+}
+
+/// Intel HEX checksum: the low byte of the sum of all bytes of a record, its checksum included, is 0.
+void TestChecksum(TextReadState* pState, const HexRecord& Record) {
+  if (pState->Checksum != 0) {
+    const uint32_t SumBefore = uint32_t{pState->Checksum} - Record.Checksum();
+    TEXT_SetError(pState, READER_ERR_RECORD, "Checksum error !\nExpected: 0x%02X, found: 0x%02X",
+                  static_cast<uint8_t>(0 - SumBefore), Record.Checksum());
+  }
+}
+
+/// Sets UpperAddr from the first two data bytes, the high byte first, at the given position.
+void SetUpperAddr(TextReadState* pState, const HexRecord& Record, uint32_t Shift) {
+  if (Record.NumData() < 2) {
+    TEXT_SetError(pState, READER_ERR_RECORD, "Record too short");
+    return;
+  }
+  pState->UpperAddr = (uint32_t{Record.Data()[0]} << 8 | Record.Data()[1]) << Shift;
+}
+
+void ActOnRecord(TextReadState* pState, MemImage* pImage, const HexRecord& Record) {
+  switch (Record.Type()) {
+    case HEX_TYPE_DATA: {
+      const uint32_t Addr = pState->UpperAddr + Record.Address();  // modulo 2 to the power 32
+      TEXT_StoreData(pState, pImage, Addr, Record.NumData(), Record.Data());
+      break;
+    }
+    case HEX_TYPE_EXTENDED_SEGMENT:
+      SetUpperAddr(pState, Record, 4);
+      break;
+    case HEX_TYPE_EXTENDED_LINEAR:
+    case HEX_TYPE_EXTENDED_LINEAR_ALIAS:
+      SetUpperAddr(pState, Record, 16);
+      break;
+    default:
+      break;
+  }
+}
+
+bool IsLineEnd(uint8_t c) {
+  return c == '\r' || c == '\n';
+}
+
+/// Steps over the line end behind a record; any two of CR and LF are one line end there.
+void ReadLineEnd(TextReadState* pState) {
+  const uint8_t Next = Peek(*pState);
+  if (IsLineEnd(Next)) {
+    ++pState->NumLineEnds;
+    ++pState->Pos;
+    if (IsLineEnd(Peek(*pState))) {
+      ++pState->Pos;
+    }
+  } else if (!TEXT_IsEndOfData(Next)) {
+    TEXT_SetError(pState, READER_ERR_RECORD, "Expected CR or LF");
+  }
+}
+
+void ReadRecord(TextReadState* pState, MemImage* pImage) {
+  pState->Checksum = 0;
+  if (Peek(*pState) != RECORD_MARK) {
+    TEXT_SetError(pState, READER_ERR_RECORD, "Unexpected character (Expected: %c, Found: %c)", RECORD_MARK,
+                  Peek(*pState));
+    return;
+  }
+  ++pState->Pos;
+  HexRecord Record;
+  if (!DecodeWhole(pState, &Record)) {
+    DecodeByteWise(pState, &Record);
+  }
+  if (TEXT_HasError(*pState)) {
+    return;
+  }
+  TestChecksum(pState, Record);
+  if (TEXT_HasError(*pState)) {
+    return;
+  }
+  ActOnRecord(pState, pImage, Record);
+  if (TEXT_HasError(*pState)) {
+    return;
+  }
+  ReadLineEnd(pState);
+}
+
+constexpr TextFormat INTEL_HEX = {RECORD_MARK, true, "Not a hex file", "malloc Problem", ReadRecord};
+
+}  // namespace
+
+int HEX_ReadEx(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext) {
+  return TEXT_Read(INTEL_HEX, pImage, pPath, {pfReport, pReportContext}, &HexSink);
+}
+
+int HEX_Read(MemImage* pImage, const char* pPath, char* pErrText, uint32_t ErrTextSize) {
+  ErrorTextBuffer Buffer{pErrText, ErrTextSize};
+  return HEX_ReadEx(pImage, pPath, UTIL_CollectErrorText, &Buffer);
+}
+
+uint8_t HEX_ReadByte(TextReadState* pState) {
+  if (TEXT_HasError(*pState)) {
+    return 0;
+  }
+  const uint8_t High = UTIL_HEX_DIGIT_VALUE[Peek(*pState)];
+  if (High == UTIL_NO_HEX_DIGIT) {
+    TEXT_SetDigitError(pState);
+    return 0;
+  }
+  ++pState->Pos;
+  const uint8_t Low = UTIL_HEX_DIGIT_VALUE[Peek(*pState)];
+  if (Low == UTIL_NO_HEX_DIGIT) {
+    TEXT_SetDigitError(pState);
+    return static_cast<uint8_t>(High << 4);
+  }
+  ++pState->Pos;
+  const uint8_t Value = static_cast<uint8_t>(High << 4 | Low);
+  pState->Checksum = static_cast<uint8_t>(pState->Checksum + Value);
+  return Value;
+}

@@ -1,0 +1,110 @@
+#include "readers/mot_reader.h"
+
+#include <array>
+
+#include "readers/text_window.h"
+
+namespace {
+
+constinit ReportSink MotSink{};
+
+constexpr char RECORD_MARK = 'S';
+constexpr bool COUNTS_CR = false;
+
+/// The bytes of a record as they stand in the file behind 'S' and type: count, address, data, checksum.
+struct MotRecord {
+  uint8_t Type;
+  uint8_t Count;                   ///< Bytes that follow, checksum included.
+  std::array<uint8_t, 255> aByte;  ///< Address and data, then the checksum.
+
+  /// A count of 0 has a checksum all the same.
+  [[nodiscard]] uint32_t NumBytes() const {
+    return Count != 0 ? Count : 1;
+  }
+  [[nodiscard]] uint8_t Checksum() const {
+    return aByte[NumBytes() - 1];
+  }
+};
+
+/// Returns the address bytes of a data record, or 0 for a type that carries no data.
+uint32_t NumAddressBytesOf(uint8_t Type) {
+  return Type >= 1 && Type <= 3 ? uint32_t{Type} + 1 : 0;
+}
+
+/// Reads 'S' and the type digit; white space may stand between them.
+void ReadMarkAndType(TextReadState* pState, MotRecord* pRecord) {
+  if (pState->pWindow[pState->Pos] == RECORD_MARK) {
+    ++pState->Pos;
+    TEXT_SkipWhiteSpace(pState, COUNTS_CR);
+    const uint8_t Digit = pState->pWindow[pState->Pos];
+    if (Digit >= '0' && Digit <= '9') {
+      ++pState->Pos;
+      pRecord->Type = static_cast<uint8_t>(Digit - '0');
+      return;
+    }
+  }
+  TEXT_SetError(pState, READER_ERR_RECORD, "Unexpected character");
+}
+
+void DecodeRecord(TextReadState* pState, MotRecord* pRecord) {
+  if (!TEXT_DecodeBytes(pState, 1, &pRecord->Count) ||
+      !TEXT_DecodeBytes(pState, pRecord->NumBytes(), pRecord->aByte.data())) {
+    TEXT_SetDigitError(pState);
+  }
+}
+
+/// S-record checksum: the low byte of the sum of all bytes of a record, its checksum included, is 0xFF.
+void TestChecksum(TextReadState* pState, const MotRecord& Record) {
+  if (pState->Checksum != 0xFF) {
+    const uint32_t SumBefore = uint32_t{pState->Checksum} - Record.Checksum();
+    TEXT_SetError(pState, READER_ERR_RECORD, "Checksum error! Checksum in file: 0x%02X, checksum calculated 0x%02X",
+                  Record.Checksum(), static_cast<uint8_t>(~SumBefore));
+  }
+}
+
+void StoreRecord(TextReadState* pState, MemImage* pImage, const MotRecord& Record) {
+  const uint32_t NumAddressBytes = NumAddressBytesOf(Record.Type);
+  if (NumAddressBytes == 0) {
+    return;
+  }
+  if (Record.Count < NumAddressBytes + 1) {
+    TEXT_SetError(pState, READER_ERR_RECORD, "Record too short");
+    return;
+  }
+  uint32_t Addr = 0;
+  for (uint32_t i = 0; i < NumAddressBytes; ++i) {
+    Addr = Addr << 8 | Record.aByte[i];
+  }
+  TEXT_StoreData(pState, pImage, Addr, Record.Count - NumAddressBytes - 1, Record.aByte.data() + NumAddressBytes);
+}
+
+void ReadRecord(TextReadState* pState, MemImage* pImage) {
+  MotRecord Record;
+  pState->Checksum = 0;
+  ReadMarkAndType(pState, &Record);
+  if (TEXT_HasError(*pState)) {
+    return;
+  }
+  DecodeRecord(pState, &Record);
+  if (TEXT_HasError(*pState)) {
+    return;
+  }
+  TestChecksum(pState, Record);
+  if (TEXT_HasError(*pState)) {
+    return;
+  }
+  StoreRecord(pState, pImage, Record);
+}
+
+constexpr TextFormat S_RECORD = {RECORD_MARK, COUNTS_CR, "Not a mot file", "Malloc problem", ReadRecord};
+
+}  // namespace
+
+int MOT_ReadEx(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext) {
+  return TEXT_Read(S_RECORD, pImage, pPath, {pfReport, pReportContext}, &MotSink);
+}
+
+int MOT_Read(MemImage* pImage, const char* pPath, char* pErrText, uint32_t ErrTextSize) {
+  ErrorTextBuffer Buffer{pErrText, ErrTextSize};
+  return MOT_ReadEx(pImage, pPath, UTIL_CollectErrorText, &Buffer);
+}

@@ -1,0 +1,167 @@
+#include "readers/text_window.h"
+
+#include <cstdarg>
+#include <cstring>
+
+#include "sys/file.h"
+#include "sys/heap.h"
+#include "util/format.h"
+#include "util/hex_digits.h"
+
+namespace {
+
+struct TextReadContext {
+  const TextFormat* pFormat;
+  TextReadState State;
+  const ReportSink* pSink;
+};
+
+int32_t NumUnread(const TextReadState& State) {
+  return State.NumFilled - State.Pos;
+}
+
+/// Reads until the window is full or the file ends, also when the system delivers less at a time.
+void FillWindow(TextReadState* pState) {
+  while (pState->NumFilled < static_cast<int32_t>(READ_WINDOW_SIZE) && !pState->IsAtEnd) {
+    const uint32_t NumWanted = READ_WINDOW_SIZE - static_cast<uint32_t>(pState->NumFilled);
+    const int64_t NumRead = SYS_FileRead(pState->hFile, pState->pWindow + pState->NumFilled, NumWanted);
+    if (NumRead < 0) {
+      TEXT_SetError(pState, READER_ERR_OPEN, "Could not read file.");
+    }
+    pState->IsAtEnd = NumRead <= 0;
+    pState->NumFilled += NumRead > 0 ? static_cast<int32_t>(NumRead) : 0;
+  }
+  pState->pWindow[pState->NumFilled] = 0;
+}
+
+/// Moves the unread bytes to the front and fills the rest. A file that has ended leaves the window as it is.
+void TopUpWindow(TextReadState* pState) {
+  if (pState->IsAtEnd) {
+    return;
+  }
+  const int32_t NumKept = NumUnread(*pState);
+  std::memmove(pState->pWindow, pState->pWindow + pState->Pos, static_cast<size_t>(NumKept));
+  pState->Pos = 0;
+  pState->NumFilled = NumKept;
+  FillWindow(pState);
+}
+
+/// Steps over the white space that the window holds.
+void SkipWithinWindow(TextReadState* pState, bool CountsCr) {
+  for (;; ++pState->Pos) {
+    switch (pState->pWindow[pState->Pos]) {
+      case '\n':
+        ++pState->NumLineEnds;
+        break;
+      case '\r':
+        pState->NumLineEnds += CountsCr ? 1 : 0;
+        break;
+      case '\t':
+      case ' ':
+        break;
+      default:
+        return;
+    }
+  }
+}
+
+void ReadRecords(const TextFormat& Format, TextReadState* pState, MemImage* pImage) {
+  FillWindow(pState);
+  if (!TEXT_HasError(*pState) && pState->pWindow[0] != static_cast<uint8_t>(Format.StartChar)) {
+    TEXT_SetError(pState, READER_ERR_NOT_FORMAT, "%s", Format.pNotFormatText);
+  }
+  while (!TEXT_HasError(*pState)) {
+    TEXT_SkipWhiteSpace(pState, Format.CountsCr);
+    if (TEXT_HasError(*pState) || TEXT_IsEndOfData(pState->pWindow[pState->Pos])) {
+      return;
+    }
+    Format.pfReadRecord(pState, pImage);
+  }
+}
+
+void ReportWithLine(const TextReadContext& Context) {
+  std::array<char, 256> acText;
+  UTIL_snprintf(acText.data(), acText.size(), "Error in line %d: %s", Context.State.NumLineEnds + 1,
+                Context.State.acError.data());
+  UTIL_ReportError(*Context.pSink, acText.data());
+}
+
+[[nodiscard]] int ReadBody(void* pContext, MemImage* pImage, uint32_t hFile) {
+  TextReadContext* pText = static_cast<TextReadContext*>(pContext);
+  TextReadState* pState = &pText->State;
+  pState->hFile = hFile;
+  pState->pWindow = static_cast<uint8_t*>(SYS_Alloc(READ_WINDOW_SIZE + 1));
+  if (pState->pWindow == nullptr) {
+    TEXT_SetError(pState, READER_ERR_NO_MEMORY, "%s", pText->pFormat->pNoWindowText);
+  } else {
+    ReadRecords(*pText->pFormat, pState, pImage);
+    SYS_Free(pState->pWindow);
+  }
+  if (TEXT_HasError(*pState)) {
+    ReportWithLine(*pText);
+  }
+  return pState->Status;
+}
+
+}  // namespace
+
+int TEXT_Read(const TextFormat& Format, MemImage* pImage, const char* pPath, const ReportSink& Sink,
+              ReportSink* pModuleSink) {
+  TextReadContext Context{&Format, {}, pModuleSink};
+  const ReadCall Call{pImage,
+                      pPath,
+                      Sink,
+                      pModuleSink,
+                      Context.State.acError.data(),
+                      static_cast<uint32_t>(Context.State.acError.size())};
+  return READER_Run(Call, ReadBody, &Context);
+}
+
+void TEXT_SetError(TextReadState* pState, int Status, const char* pFormat, ...) {
+  if (TEXT_HasError(*pState)) {
+    return;
+  }
+  FormatBuffer Buffer{pState->acError.data(), static_cast<int32_t>(pState->acError.size()), 0};
+  va_list Args;
+  va_start(Args, pFormat);
+  UTIL_FormatV(&Buffer, pFormat, Args);
+  va_end(Args);
+  pState->Status = Status;
+}
+
+void TEXT_SetDigitError(TextReadState* pState) {
+  TEXT_SetError(pState, READER_ERR_RECORD, "Expected Hex character : 0..9, A..F");
+}
+
+void TEXT_SkipWhiteSpace(TextReadState* pState, bool CountsCr) {
+  SkipWithinWindow(pState, CountsCr);
+  while (NumUnread(*pState) == 0 && !pState->IsAtEnd) {
+    TopUpWindow(pState);
+    SkipWithinWindow(pState, CountsCr);
+  }
+  if (NumUnread(*pState) <= static_cast<int32_t>(READ_REFILL_THRESHOLD)) {
+    TopUpWindow(pState);
+  }
+}
+
+bool TEXT_DecodeBytes(TextReadState* pState, uint32_t NumBytes, uint8_t* pBytes) {
+  if (static_cast<uint32_t>(NumUnread(*pState)) < 2 * NumBytes) {
+    return false;
+  }
+  uint8_t Sum = pState->Checksum;
+  if (!UTIL_DecodeHex(pState->pWindow + pState->Pos, NumBytes, pBytes, &Sum)) {
+    return false;
+  }
+  pState->Checksum = Sum;
+  pState->Pos += static_cast<int32_t>(2 * NumBytes);
+  return true;
+}
+
+void TEXT_StoreData(TextReadState* pState, MemImage* pImage, uint64_t Addr, uint32_t NumBytes, const uint8_t* pData) {
+  const int Status = READER_Store(pImage, Addr, NumBytes, pData);
+  if (Status == MEMIMG_ERR_NO_MEMORY) {
+    TEXT_SetError(pState, READER_ERR_NO_MEMORY, "Out of memory");
+  } else if (Status != 0) {
+    TEXT_SetError(pState, READER_ERR_RECORD, "Areas overlap");
+  }
+}

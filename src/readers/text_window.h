@@ -1,0 +1,71 @@
+/// What the readers of both text formats share: a window that slides over the file, the white space between records,
+/// the pending error with its line number, and the loop over the records.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "readers/read_frame.h"
+
+/// File bytes that the window holds at most; one byte more is allocated, for the NUL behind them.
+constexpr uint32_t READ_WINDOW_SIZE = 60000;
+
+/// The window is topped up before a record when at most this many unread bytes remain, so that every record (521
+/// characters and its line end at most) lies whole in it unless the file ends.
+constexpr uint32_t READ_REFILL_THRESHOLD = 999;
+
+/// The state of one read.
+struct TextReadState {
+  int32_t NumLineEnds;            ///< Line ends passed so far; messages print it plus 1.
+  int32_t Pos;                    ///< Index of the next unread byte of the window.
+  uint8_t* pWindow;               ///< READ_WINDOW_SIZE + 1 bytes.
+  uint8_t Checksum;               ///< Running sum of the bytes of the current record.
+  uint32_t UpperAddr;             ///< Intel HEX: added to the addresses of data records.
+  std::array<char, 128> acError;  ///< The pending error's text; empty: no error.
+
+  int32_t NumFilled;  ///< File bytes in the window; the byte behind them is NUL.
+  uint32_t hFile;
+  bool IsAtEnd;  ///< The file has no more bytes to give.
+  int Status;    ///< The result that goes with acError.
+};
+
+/// What makes a text format.
+struct TextFormat {
+  char StartChar;              ///< The first character of the file and of every record.
+  bool CountsCr;               ///< A CR in white space is a line end as LF is.
+  const char* pNotFormatText;  ///< The error of a file that begins otherwise.
+  const char* pNoWindowText;   ///< The error when there is no memory for the window.
+  void (*pfReadRecord)(TextReadState* pState, MemImage* pImage);  ///< Reads the record at Pos, which is not NUL.
+};
+
+/// Reads a whole text file. acError of a failed read is reported as "Error in line ..."; open failures are reported as
+/// the frame makes them. Returns a result of a read.
+[[nodiscard]] int TEXT_Read(const TextFormat& Format, MemImage* pImage, const char* pPath, const ReportSink& Sink,
+                            ReportSink* pModuleSink);
+
+/// Makes a text the pending error unless there is one already: the first error of a record is the one reported.
+__attribute__((format(printf, 3, 4))) void TEXT_SetError(TextReadState* pState, int Status, const char* pFormat, ...);
+
+inline bool TEXT_HasError(const TextReadState& State) {
+  return State.acError[0] != '\0';
+}
+
+/// Whether a byte that stands where a record would begin ends the data: a NUL (the window's own behind the last byte of
+/// the file, or one in it) or the end-of-text mark of the operating systems of old.
+inline bool TEXT_IsEndOfData(uint8_t Byte) {
+  return Byte == 0 || Byte == 0x1A;
+}
+
+/// The error of a character that should be a hexadecimal digit.
+void TEXT_SetDigitError(TextReadState* pState);
+
+/// Skips TAB, SPACE, CR and LF, however many windows of it, and counts line ends; then makes sure that a whole record
+/// lies in the window unless the file ends.
+void TEXT_SkipWhiteSpace(TextReadState* pState, bool CountsCr);
+
+/// Decodes the next NumBytes bytes of two digits each, adds them to Checksum and steps over them.
+/// Returns false, with nothing changed but pBytes, when a character is no digit or the window ends before.
+[[nodiscard]] bool TEXT_DecodeBytes(TextReadState* pState, uint32_t NumBytes, uint8_t* pBytes);
+
+/// Stores the data of a record; a failure becomes the pending error.
+void TEXT_StoreData(TextReadState* pState, MemImage* pImage, uint64_t Addr, uint32_t NumBytes, const uint8_t* pData);

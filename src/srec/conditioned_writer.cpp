@@ -1,0 +1,162 @@
+#include "srec/conditioned_writer.h"
+
+#include <array>
+
+#include "outstream/out_stream.h"
+#include "srec/record.h"
+
+namespace {
+
+constexpr uint32_t MAX_PIECE_BYTES = 32;
+constexpr uint32_t MIN_BLOCK_ALIGN = 33;
+constexpr std::array<char, 12> END_RECORD = {'S', '9', '0', '3', '0', '0', '0', '0', 'F', 'C', '\r', '\n'};
+
+/// Where the write in progress reports to; so only one can be in progress.
+constinit ReportSink WriterSink{};
+
+/// The file under construction. Numbers are 64 bits wide, so that no product of alignments and no file size wraps.
+struct ConditionedFile {
+  OutStream* pStream;
+  uint64_t LineAlign;
+  uint64_t BlockAlign;
+  uint64_t NumChars;  ///< Characters written so far, fill included.
+};
+
+/// Bytes of one stored run that make one record, or two after a cut; both have the type that the whole needs.
+struct Piece {
+  uint64_t Addr;
+  uint32_t NumBytes;
+  uint32_t Type;
+  const uint8_t* pData;
+};
+
+bool AreAlignmentsLegal(uint32_t LineAlign, uint32_t BlockAlign) {
+  return LineAlign % 2 == 0 && BlockAlign >= MIN_BLOCK_ALIGN && BlockAlign % 2 == 0;
+}
+
+/// Returns the type with the shortest address that reaches LastAddr.
+uint32_t TypeFor(uint64_t LastAddr) {
+  if (LastAddr < 0x10000) {
+    return SREC_TYPE_DATA16;
+  }
+  return LastAddr < 0x1000000 ? SREC_TYPE_DATA24 : SREC_TYPE_DATA32;
+}
+
+/// Returns the length of a data record's line without its data: 'S', type, count, address, checksum, CR LF.
+uint64_t OverheadOf(uint32_t Type) {
+  return 2 * Type + 10;
+}
+
+/// Returns the characters left in the current block: BlockAlign at a block start, never 0.
+uint64_t RoomIn(const ConditionedFile& File) {
+  return File.BlockAlign - File.NumChars % File.BlockAlign;
+}
+
+void WriteRecord(ConditionedFile* pFile, const Piece& Part) {
+  pFile->NumChars += static_cast<uint64_t>(SREC_EncodeRecord(
+      pFile->pStream, Part.Type, static_cast<uint32_t>(Part.Addr), static_cast<int32_t>(Part.NumBytes), Part.pData));
+}
+
+/// Returns how many bytes of a piece that does not fit can be written before the block ends: whole line groups.
+uint32_t BytesBeforeCut(const ConditionedFile& File, const Piece& Whole) {
+  const uint64_t Room = RoomIn(File);
+  const uint64_t Overhead = OverheadOf(Whole.Type);
+  const uint64_t GroupChars = 2 * File.LineAlign;
+  if (GroupChars == 0 || Room <= Overhead) {
+    return 0;
+  }
+  return static_cast<uint32_t>((Room - Overhead) / GroupChars * File.LineAlign);
+}
+
+/// Fills the rest of the block with CR LF pairs; a block that has just begun stays as it is. Lines and blocks are even.
+void FillBlock(ConditionedFile* pFile) {
+  const uint64_t Room = RoomIn(*pFile);
+  if (Room == pFile->BlockAlign) {
+    return;
+  }
+  for (uint64_t i = 0; i < Room / 2; ++i) {
+    OUTSTREAM_Write(pFile->pStream, "\r\n", 2);
+  }
+  pFile->NumChars += Room;
+}
+
+void WritePiece(ConditionedFile* pFile, Piece Rest) {
+  if (RoomIn(*pFile) < OverheadOf(Rest.Type) + 2 * uint64_t{Rest.NumBytes}) {
+    const uint32_t NumCut = BytesBeforeCut(*pFile, Rest);
+    if (NumCut != 0) {
+      WriteRecord(pFile, {Rest.Addr, NumCut, Rest.Type, Rest.pData});
+      Rest = {Rest.Addr + NumCut, Rest.NumBytes - NumCut, Rest.Type, Rest.pData + NumCut};
+    }
+    FillBlock(pFile);
+  }
+  WriteRecord(pFile, Rest);
+}
+
+void WriteEndRecord(ConditionedFile* pFile) {
+  if (RoomIn(*pFile) < END_RECORD.size()) {
+    FillBlock(pFile);
+  }
+  OUTSTREAM_Write(pFile->pStream, END_RECORD.data(), END_RECORD.size());
+}
+
+/// Writes all stored bytes, piece by piece, and the end record. Returns false at an address that no record can hold.
+[[nodiscard]] bool WriteImage(ConditionedFile* pFile, MemImage* pImage) {
+  std::array<uint8_t, MAX_PIECE_BYTES> aData;
+  uint64_t Addr = 0;
+  for (;;) {
+    const int64_t NumBytes =
+        MEMIMG_ReadData(pImage, Addr, UINT64_MAX, 0, 0xFF, aData.data(), nullptr, &Addr, MAX_PIECE_BYTES, 0, 0);
+    if (NumBytes == 0) {
+      WriteEndRecord(pFile);
+      return true;
+    }
+    const uint64_t LastAddr = Addr + static_cast<uint64_t>(NumBytes - 1);
+    if (LastAddr > UINT32_MAX) {
+      return false;
+    }
+    WritePiece(pFile, {Addr, static_cast<uint32_t>(NumBytes), TypeFor(LastAddr), aData.data()});
+    Addr = LastAddr + 1;
+  }
+}
+
+/// Creates, fills and closes the file. Returns whether all went well; a text about what did not is reported.
+[[nodiscard]] bool WriteFile(MemImage* pImage, const char* pPath, uint32_t LineAlign, uint32_t BlockAlign) {
+  std::array<char, 128> acMessage{};
+  OutStream* pStream = OUTSTREAM_Create(pPath, acMessage.data(), acMessage.size());
+  bool IsWritten = false;
+  if (pStream != nullptr && AreAlignmentsLegal(LineAlign, BlockAlign)) {
+    ConditionedFile File{pStream, LineAlign, BlockAlign, 0};
+    IsWritten = WriteImage(&File, pImage);
+  }
+  OUTSTREAM_Close(pStream);
+  if (acMessage[0] != '\0') {
+    UTIL_ReportError(WriterSink, acMessage.data());
+    return false;
+  }
+  return IsWritten;
+}
+
+}  // namespace
+
+int SREC_WriteConditionedEx(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext,
+                            uint32_t LineAlign, uint32_t BlockAlign) {
+  if (pImage == nullptr) {
+    return -1;
+  }
+  MEMIMG_Lock(pImage);
+  WriterSink = {pfReport, pReportContext};
+  const uint32_t NumChanges = pImage->NumChanges;
+  MEMIMG_FlushByteCache(pImage);
+  const bool IsWritten = WriteFile(pImage, pPath, LineAlign, BlockAlign);
+  if (!IsWritten) {
+    pImage->NumChanges = NumChanges;
+  }
+  MEMIMG_Unlock(pImage);
+  return IsWritten ? 0 : -1;
+}
+
+int SREC_WriteConditioned(MemImage* pImage, const char* pPath, char* pErrText, uint32_t ErrTextSize, uint32_t LineAlign,
+                          uint32_t BlockAlign) {
+  ErrorTextBuffer Buffer{pErrText, ErrTextSize};
+  return SREC_WriteConditionedEx(pImage, pPath, UTIL_CollectErrorText, &Buffer, LineAlign, BlockAlign);
+}

@@ -1,0 +1,80 @@
+#include "sys/directory.h"
+
+#include <sys/stat.h>
+
+#include <array>
+#include <cerrno>
+
+#include "sys/heap.h"
+#include "sys/path.h"
+#include "util/text.h"
+
+namespace {
+
+constexpr mode_t DIRECTORY_MODE = 0777;
+constexpr mode_t ANY_WRITE_BIT = 0222;
+
+/// Returns a copy of pPath without the '/' characters at its end, to be freed with SYS_Free; or null without memory.
+char* CopyWithoutTrailingSlashes(const char* pPath) {
+  uint64_t Len = UTIL_StrLen(pPath);
+  while (Len > 0 && pPath[Len - 1] == '/') {
+    --Len;
+  }
+  if (Len >= UINT32_MAX) {
+    return nullptr;
+  }
+  const uint32_t Size = static_cast<uint32_t>(Len) + 1;
+  char* pCopy = static_cast<char*>(SYS_Alloc(Size));
+  UTIL_CopyString(pCopy, pPath, Size);
+  return pCopy;
+}
+
+[[nodiscard]] int CreateParentOf(const char* pPath, int32_t MaxDepth) {
+  char* pTrimmed = CopyWithoutTrailingSlashes(pPath);
+  if (pTrimmed == nullptr) {
+    return -1;
+  }
+  std::array<char, SYS_PATH_SIZE> acParent;
+  std::array<char, SYS_PATH_SIZE> acName;
+  SYS_SplitPath(pTrimmed, {}, {acParent.data(), SYS_PATH_SIZE}, {acName.data(), SYS_PATH_SIZE}, {});
+  SYS_Free(pTrimmed);
+  if (acParent[0] == '\0') {
+    return acName[0] == '\0' ? -1 : 0;
+  }
+  return SYS_CreateDirectory(acParent.data(), MaxDepth);
+}
+
+}  // namespace
+
+int SYS_GetFileAttributes(const char* pPath) {
+  if (pPath == nullptr) {
+    return 0;
+  }
+  struct stat Status {};
+  if (stat(pPath, &Status) != 0) {
+    return -1;
+  }
+  const int ReadOnly = (Status.st_mode & ANY_WRITE_BIT) == 0 ? SYS_ATTR_READ_ONLY : 0;
+  if (S_ISREG(Status.st_mode)) {
+    return ReadOnly;
+  }
+  return S_ISDIR(Status.st_mode) ? ReadOnly | SYS_ATTR_DIRECTORY : -1;
+}
+
+// NOLINTNEXTLINE(misc-no-recursion): one level a parent directory, MaxDepth at most
+int SYS_CreateDirectory(const char* pPath, int32_t MaxDepth) {
+  if (pPath == nullptr || MaxDepth <= 0) {
+    return -1;
+  }
+  struct stat Status {};
+  if (stat(pPath, &Status) == 0) {
+    return S_ISDIR(Status.st_mode) ? 0 : -1;
+  }
+  if (errno != ENOENT) {
+    return -1;
+  }
+  if (CreateParentOf(pPath, MaxDepth - 1) != 0) {
+    return -1;
+  }
+  return mkdir(pPath, DIRECTORY_MODE) == 0 ? 0 : -1;
+}

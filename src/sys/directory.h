@@ -1,0 +1,17 @@
+/// What stands at a path, and making directories.
+#pragma once
+
+#include <cstdint>
+
+/// Bits of SYS_GetFileAttributes.
+constexpr int SYS_ATTR_READ_ONLY = 0x01;  ///< No write permission bit is set for anyone.
+constexpr int SYS_ATTR_DIRECTORY = 0x10;
+
+/// Returns the attribute bits of the regular file or directory at pPath, links followed; -1 when there is none or it
+/// is of another kind; 0 for a null path.
+int SYS_GetFileAttributes(const char* pPath);
+
+/// Creates the directory at pPath with its missing parents, at most MaxDepth levels, with permissions 0777 less the
+/// creation mask.
+/// Returns 0 when the directory was created or was there, -1 when not; parents created before the failure stay.
+[[nodiscard]] int SYS_CreateDirectory(const char* pPath, int32_t MaxDepth);

@@ -1,0 +1,116 @@
+#include "sys/file.h"
+
+#include <fcntl.h>
+#include <pwd.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdlib>
+
+#include "sys/directory.h"
+#include "sys/path.h"
+#include "sys/sleep.h"
+#include "util/text.h"
+
+namespace {
+
+constexpr mode_t FILE_MODE = 0644;
+constexpr int32_t MAX_DIRECTORY_DEPTH = 128;
+
+int AccessOf(uint32_t Flags) {
+  switch (Flags & (SYS_OPEN_READ | SYS_OPEN_WRITE)) {
+    case SYS_OPEN_READ | SYS_OPEN_WRITE:
+      return O_RDWR;
+    case SYS_OPEN_WRITE:
+      return O_WRONLY;
+    default:
+      return O_RDONLY;
+  }
+}
+
+int SystemFlagsOf(uint32_t Flags) {
+  const bool IsCreate = (Flags & SYS_OPEN_CREATE) != 0;
+  const bool IsExclusive = IsCreate && (Flags & SYS_OPEN_EXCLUSIVE) != 0;
+  const bool IsTruncate = !IsExclusive && (Flags & SYS_OPEN_TRUNCATE) != 0;
+  return AccessOf(Flags) | O_CLOEXEC | (IsCreate ? O_CREAT : 0) | (IsExclusive ? O_EXCL : 0) |
+         (IsTruncate ? O_TRUNC : 0);
+}
+
+int64_t OpenOnce(const char* pPath, uint32_t Flags) {
+  const int Descriptor = open(pPath, SystemFlagsOf(Flags), FILE_MODE);
+  if (Descriptor >= 0 && (Flags & SYS_OPEN_AT_END) != 0) {
+    lseek(Descriptor, 0, SEEK_END);
+  }
+  return Descriptor;
+}
+
+/// Returns the user's home directory, borrowed from the system; or null.
+const char* HomeDirectory() {
+  const char* pHome = std::getenv("HOME");
+  if (pHome != nullptr) {
+    return pHome;
+  }
+  const passwd* pUser = getpwuid(getuid());
+  return pUser != nullptr ? pUser->pw_dir : nullptr;
+}
+
+/// Creates the missing directories on the way to a file.
+[[nodiscard]] int CreateDirectoryOf(const char* pPath) {
+  std::array<char, SYS_PATH_SIZE> acDir;
+  std::array<char, SYS_PATH_SIZE> acName;
+  SYS_SplitPath(pPath, {}, {acDir.data(), SYS_PATH_SIZE}, {acName.data(), SYS_PATH_SIZE}, {});
+  if (acDir[0] == '\0') {
+    return acName[0] == '\0' ? -1 : 0;
+  }
+  return SYS_CreateDirectory(acDir.data(), MAX_DIRECTORY_DEPTH);
+}
+
+}  // namespace
+
+int64_t SYS_FileOpen(const char* pPath, uint32_t Flags) {
+  return SYS_OpenFileRetry(pPath, Flags, 0, 0);
+}
+
+int64_t SYS_OpenFileRetry(const char* pPath, uint32_t Flags, uint32_t NumRetries, uint32_t DelayMs) {
+  int64_t hFile = OpenOnce(pPath, Flags);
+  for (uint32_t i = 0; i < NumRetries && hFile == SYS_NO_FILE; ++i) {
+    if (DelayMs != 0) {
+      SYS_Sleep(DelayMs);
+    }
+    hFile = OpenOnce(pPath, Flags);
+  }
+  return hFile;
+}
+
+int64_t SYS_OpenFileEx(const char* pPath, uint32_t Flags) {
+  if (pPath == nullptr) {
+    return SYS_NO_FILE;
+  }
+  std::array<char, SYS_PATH_SIZE> acExpanded;
+  const char* pUsed = pPath;
+  if (pPath[0] == '~') {
+    const char* pHome = HomeDirectory();
+    if (pHome == nullptr) {
+      return SYS_NO_FILE;
+    }
+    UTIL_CopyString(acExpanded.data(), pHome, SYS_PATH_SIZE);
+    UTIL_AppendString(acExpanded.data(), pPath + 1, SYS_PATH_SIZE);
+    pUsed = acExpanded.data();
+  }
+  if ((Flags & SYS_OPEN_CREATE) != 0 && CreateDirectoryOf(pUsed) != 0) {
+    return SYS_NO_FILE;
+  }
+  return SYS_OpenFileRetry(pUsed, Flags, 0, 0);
+}
+
+int64_t SYS_FileRead(uint32_t hFile, void* pBuffer, uint32_t NumBytes) {
+  return read(static_cast<int>(hFile), pBuffer, NumBytes);
+}
+
+int64_t SYS_FileWrite(uint32_t hFile, const void* pBuffer, uint32_t NumBytes) {
+  return write(static_cast<int>(hFile), pBuffer, NumBytes);
+}
+
+int SYS_FileClose(uint32_t hFile) {
+  return close(static_cast<int>(hFile));
+}

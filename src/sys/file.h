@@ -1,0 +1,38 @@
+/// Files by handle. All results are the system's own; SYS_GetLastError tells why a call failed.
+#pragma once
+
+#include <cstdint>
+
+/// Portable open flags, to be combined. Every file is opened close-on-exec; created files get permissions 0644 less
+/// the creation mask.
+constexpr uint32_t SYS_OPEN_READ = 0x01;       ///< Read access; also what neither access flag means.
+constexpr uint32_t SYS_OPEN_WRITE = 0x02;      ///< Write access.
+constexpr uint32_t SYS_OPEN_SHARE = 0x04;      ///< Accepted; without effect here.
+constexpr uint32_t SYS_OPEN_CREATE = 0x10;     ///< Create the file if it is missing; SYS_OpenFileEx: its directory too.
+constexpr uint32_t SYS_OPEN_TRUNCATE = 0x20;   ///< Empty an existing file.
+constexpr uint32_t SYS_OPEN_AT_END = 0x40;     ///< Start at the end of the file.
+constexpr uint32_t SYS_OPEN_EXCLUSIVE = 0x80;  ///< With SYS_OPEN_CREATE: fail if the file exists; nothing is emptied.
+
+/// What a failed open returns.
+constexpr int64_t SYS_NO_FILE = -1;
+
+/// Opens pPath as it stands. Returns the handle, to be closed with SYS_FileClose, or SYS_NO_FILE.
+[[nodiscard]] int64_t SYS_FileOpen(const char* pPath, uint32_t Flags);
+
+/// As SYS_FileOpen, with up to NumRetries further attempts, DelayMs milliseconds before each of them.
+[[nodiscard]] int64_t SYS_OpenFileRetry(const char* pPath, uint32_t Flags, uint32_t NumRetries, uint32_t DelayMs);
+
+/// As SYS_FileOpen; a '~' at the start of pPath stands for the user's home directory (the path is then cut at 511
+/// characters), and with SYS_OPEN_CREATE the missing directories of the path are created first. A null path fails.
+[[nodiscard]] int64_t SYS_OpenFileEx(const char* pPath, uint32_t Flags);
+
+/// Reads up to NumBytes bytes. Returns how many came, which may be fewer before the end of the file; 0 at the end of
+/// the file; -1 on an error.
+[[nodiscard]] int64_t SYS_FileRead(uint32_t hFile, void* pBuffer, uint32_t NumBytes);
+
+/// Writes up to NumBytes bytes. Returns how many were written, which may be fewer; -1 on an error.
+[[nodiscard]] int64_t SYS_FileWrite(uint32_t hFile, const void* pBuffer, uint32_t NumBytes);
+
+/// Closes the handle, which is gone whatever the result.
+/// Returns 0; or -1 when the system reports that something written before was lost after all.
+int SYS_FileClose(uint32_t hFile);

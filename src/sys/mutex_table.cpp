@@ -1,0 +1,130 @@
+#include "sys/mutex_table.h"
+
+#include <sys/time.h>
+#include <time.h>
+
+#include <array>
+#include <cerrno>
+#include <tuple>
+
+#include "util/text.h"
+
+namespace {
+
+constinit std::array<MutexSlot, 64> aMutexTable{};
+
+struct WallTime {
+  int64_t Seconds;
+  int64_t Microseconds;
+};
+
+/// Returns whether the clock could be read.
+[[nodiscard]] bool ReadWallClock(WallTime* pTime) {
+  timeval Now{};
+  if (gettimeofday(&Now, nullptr) != 0) {
+    return false;
+  }
+  *pTime = {Now.tv_sec, Now.tv_usec};
+  return true;
+}
+
+WallTime AddMilliseconds(WallTime Time, uint32_t Milliseconds) {
+  Time.Seconds += Milliseconds / 1000;
+  Time.Microseconds += int64_t{Milliseconds % 1000} * 1000;
+  if (Time.Microseconds >= 1000000) {
+    Time.Microseconds -= 1000000;
+    ++Time.Seconds;
+  }
+  return Time;
+}
+
+bool IsLater(const WallTime& A, const WallTime& B) {
+  return std::tie(A.Seconds, A.Microseconds) > std::tie(B.Seconds, B.Microseconds);
+}
+
+bool IsValid(const MutexSlot* pMutex) {
+  return pMutex != nullptr && pMutex->IsInUse != 0;
+}
+
+/// Polls until the mutex is taken or the time is past the deadline.
+int LockBefore(MutexSlot* pMutex, uint32_t TimeoutMs) {
+  WallTime Now{};
+  const bool HasDeadline = ReadWallClock(&Now);
+  const WallTime Deadline = AddMilliseconds(Now, TimeoutMs);
+  for (;;) {
+    const int Error = pthread_mutex_trylock(&pMutex->Mutex);
+    if (Error != EBUSY) {
+      return Error == 0 ? 0 : SYS_LOCK_ERROR;
+    }
+    // Without a clock there is no telling when to give up, so one attempt has to do.
+    if (!HasDeadline) {
+      return SYS_LOCK_TIMEOUT;
+    }
+    const timespec OneMillisecond{0, 1000000};
+    nanosleep(&OneMillisecond, nullptr);
+    if (!ReadWallClock(&Now) || IsLater(Now, Deadline)) {
+      return SYS_LOCK_TIMEOUT;
+    }
+  }
+}
+
+[[nodiscard]] bool InitRecursiveMutex(MutexSlot* pSlot) {
+  if (pthread_mutexattr_init(&pSlot->Attr) != 0) {
+    return false;
+  }
+  if (pthread_mutexattr_settype(&pSlot->Attr, PTHREAD_MUTEX_RECURSIVE) != 0 ||
+      pthread_mutex_init(&pSlot->Mutex, &pSlot->Attr) != 0) {
+    pthread_mutexattr_destroy(&pSlot->Attr);
+    return false;
+  }
+  return true;
+}
+
+MutexSlot* FindFreeSlot() {
+  for (MutexSlot& Slot : aMutexTable) {
+    if (Slot.IsInUse == 0) {
+      return &Slot;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+MutexSlot* SYS_CreateMutex(const char* pName) {
+  MutexSlot* pSlot = FindFreeSlot();
+  if (pSlot == nullptr || !InitRecursiveMutex(pSlot)) {
+    return nullptr;
+  }
+  UTIL_CopyString(pSlot->acName, pName != nullptr ? pName : "", sizeof(pSlot->acName));
+  pSlot->IsInUse = 1;
+  return pSlot;
+}
+
+void SYS_DestroyMutex(MutexSlot** ppMutex) {
+  if (ppMutex == nullptr || !IsValid(*ppMutex)) {
+    return;
+  }
+  MutexSlot* pSlot = *ppMutex;
+  pSlot->IsInUse = 0;
+  pthread_mutex_destroy(&pSlot->Mutex);
+  pthread_mutexattr_destroy(&pSlot->Attr);
+  *ppMutex = nullptr;
+}
+
+int SYS_LockMutex(MutexSlot* pMutex, uint32_t TimeoutMs) {
+  if (!IsValid(pMutex)) {
+    return SYS_LOCK_ERROR;
+  }
+  if (TimeoutMs == SYS_NO_TIMEOUT) {
+    return pthread_mutex_lock(&pMutex->Mutex) == 0 ? 0 : SYS_LOCK_ERROR;
+  }
+  return LockBefore(pMutex, TimeoutMs);
+}
+
+int SYS_UnlockMutex(MutexSlot* pMutex) {
+  if (!IsValid(pMutex)) {
+    return 1;
+  }
+  return pthread_mutex_unlock(&pMutex->Mutex) == 0 ? 0 : 1;
+}

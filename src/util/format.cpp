@@ -1,0 +1,227 @@
+#include "util/format.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "util/digits.h"
+#include "util/text.h"
+
+namespace {
+
+constexpr int32_t NO_PRECISION = -1;
+
+struct FullSpec {
+  bool IsLeft;    ///< '-': fill on the right.
+  bool HasPlus;   ///< '+': a sign always.
+  bool HasSpace;  ///< ' ': a space for a missing sign.
+  bool HasZero;   ///< '0': fill numbers with zeros.
+  int64_t Width;  ///< Wide enough for the magnitude of every 32-bit argument.
+  int32_t Precision;
+  char Conversion;
+};
+
+/// A va_list that can be handed on by pointer on every platform.
+struct Arguments {
+  va_list Args;
+};
+
+/// Room left before the place of the terminator.
+int64_t RoomOf(const FormatBuffer& Buffer) {
+  return std::max<int64_t>(int64_t{Buffer.BufSize} - 1 - Buffer.NumChars, 0);
+}
+
+void Count(FormatBuffer* pBuffer, int64_t Num) {
+  pBuffer->NumChars = static_cast<int32_t>(std::min<int64_t>(pBuffer->NumChars + Num, INT32_MAX));
+}
+
+void PutRepeated(FormatBuffer* pBuffer, char c, int64_t Num) {
+  const int64_t NumStored = std::min(Num, RoomOf(*pBuffer));
+  if (NumStored > 0) {
+    std::memset(pBuffer->pBuf + pBuffer->NumChars, c, static_cast<size_t>(NumStored));
+  }
+  Count(pBuffer, std::max<int64_t>(Num, 0));
+}
+
+void PutChar(FormatBuffer* pBuffer, char c) {
+  if (RoomOf(*pBuffer) > 0) {
+    pBuffer->pBuf[pBuffer->NumChars] = c;
+  }
+  Count(pBuffer, 1);
+}
+
+void PutString(FormatBuffer* pBuffer, const FullSpec& Spec, const char* pString) {
+  const char* p = pString != nullptr ? pString : "(null)";
+  const uint32_t MaxLen = Spec.Precision == NO_PRECISION ? INT32_MAX : static_cast<uint32_t>(Spec.Precision);
+  const int64_t Len = UTIL_StrLenMax(p, MaxLen);
+  PutRepeated(pBuffer, ' ', Spec.IsLeft ? 0 : Spec.Width - Len);
+  const int64_t NumStored = std::min(Len, RoomOf(*pBuffer));
+  if (NumStored > 0) {
+    std::memcpy(pBuffer->pBuf + pBuffer->NumChars, p, static_cast<size_t>(NumStored));
+  }
+  Count(pBuffer, Len);
+  PutRepeated(pBuffer, ' ', Spec.IsLeft ? Spec.Width - Len : 0);
+}
+
+/// Returns the sign character of a number, or NUL for none.
+char SignOf(const FullSpec& Spec, bool IsNegative) {
+  if (IsNegative) {
+    return '-';
+  }
+  if (Spec.HasPlus) {
+    return '+';
+  }
+  return Spec.HasSpace ? ' ' : '\0';
+}
+
+/// Puts fill, sign, zeros and digits, in this order.
+void PutNumber(FormatBuffer* pBuffer, const FullSpec& Spec, uint32_t Magnitude, bool IsNegative, uint32_t Base) {
+  DigitRun Run = UTIL_StartDigits(Magnitude, Base);
+  const char Sign = SignOf(Spec, IsNegative);
+  const int64_t NumSigns = Sign != '\0' ? 1 : 0;
+  int64_t NumZeros = std::max<int64_t>(int64_t{Spec.Precision} - Run.NumDigits, 0);
+  if (Spec.HasZero && !Spec.IsLeft && Spec.Precision == NO_PRECISION) {
+    NumZeros = std::max<int64_t>(Spec.Width - NumSigns - Run.NumDigits, 0);
+  }
+  const int64_t NumFill = Spec.Width - NumSigns - NumZeros - Run.NumDigits;
+  PutRepeated(pBuffer, ' ', Spec.IsLeft ? 0 : NumFill);
+  PutRepeated(pBuffer, Sign, NumSigns);
+  PutRepeated(pBuffer, '0', NumZeros);
+  for (uint32_t i = 0; i < Run.NumDigits; ++i) {
+    PutChar(pBuffer, "0123456789ABCDEF"[UTIL_NextDigit(&Run)]);
+  }
+  PutRepeated(pBuffer, ' ', Spec.IsLeft ? NumFill : 0);
+}
+
+void PutSigned(FormatBuffer* pBuffer, const FullSpec& Spec, int32_t Value) {
+  const uint32_t Bits = static_cast<uint32_t>(Value);
+  PutNumber(pBuffer, Spec, Value < 0 ? 0 - Bits : Bits, Value < 0, 10);
+}
+
+/// The width and precision that stand in the format have no say in a pointer, the flags have.
+void PutPointer(FormatBuffer* pBuffer, const FullSpec& Spec, const void* pPointer) {
+  FullSpec PointerSpec = Spec;
+  PointerSpec.Width = 0;
+  PointerSpec.Precision = 8;
+  PutNumber(pBuffer, PointerSpec, static_cast<uint32_t>(reinterpret_cast<uintptr_t>(pPointer)), false, 16);
+}
+
+/// Takes the character at **ppFormat as a flag if it is one.
+bool ReadFlag(const char* pFormat, FullSpec* pSpec) {
+  switch (*pFormat) {
+    case '-':
+      pSpec->IsLeft = true;
+      return true;
+    case '+':
+      pSpec->HasPlus = true;
+      return true;
+    case ' ':
+      pSpec->HasSpace = true;
+      return true;
+    case '0':
+      pSpec->HasZero = true;
+      return true;
+    case '#':
+      return true;
+    default:
+      return false;
+  }
+}
+
+/// Reads a width or precision: digits, or a '*' and its argument.
+int32_t ReadCountOrArgument(const char** ppFormat, Arguments* pArgs) {
+  if (**ppFormat == '*') {
+    ++*ppFormat;
+    return va_arg(pArgs->Args, int32_t);
+  }
+  return UTIL_ReadCount(ppFormat);
+}
+
+FullSpec ReadSpec(const char** ppFormat, Arguments* pArgs) {
+  FullSpec Spec{};
+  while (ReadFlag(*ppFormat, &Spec)) {
+    ++*ppFormat;
+  }
+  Spec.Width = ReadCountOrArgument(ppFormat, pArgs);
+  if (Spec.Width < 0) {
+    Spec.IsLeft = true;
+    Spec.Width = -Spec.Width;
+  }
+  Spec.Precision = NO_PRECISION;
+  if (**ppFormat == '.') {
+    ++*ppFormat;
+    Spec.Precision = std::max(ReadCountOrArgument(ppFormat, pArgs), NO_PRECISION);
+  }
+  while (**ppFormat == 'h' || **ppFormat == 'l') {
+    ++*ppFormat;
+  }
+  Spec.Conversion = **ppFormat;
+  if (Spec.Conversion != '\0') {
+    ++*ppFormat;
+  }
+  if (Spec.Conversion == '_' && **ppFormat != '\0') {
+    ++*ppFormat;
+  }
+  return Spec;
+}
+
+void PutConversion(FormatBuffer* pBuffer, const FullSpec& Spec, Arguments* pArgs) {
+  switch (Spec.Conversion) {
+    case 'd':
+      PutSigned(pBuffer, Spec, va_arg(pArgs->Args, int32_t));
+      break;
+    case 'u':
+      PutNumber(pBuffer, Spec, va_arg(pArgs->Args, uint32_t), false, 10);
+      break;
+    case 'o':
+      PutNumber(pBuffer, Spec, va_arg(pArgs->Args, uint32_t), false, 8);
+      break;
+    case 'x':
+    case 'X':
+      PutNumber(pBuffer, Spec, va_arg(pArgs->Args, uint32_t), false, 16);
+      break;
+    case 'c':
+      PutChar(pBuffer, static_cast<char>(va_arg(pArgs->Args, int)));
+      break;
+    case 's':
+      PutString(pBuffer, Spec, va_arg(pArgs->Args, const char*));
+      break;
+    case 'p':
+      PutPointer(pBuffer, Spec, va_arg(pArgs->Args, const void*));
+      break;
+    case '%':
+      PutChar(pBuffer, '%');
+      break;
+    default:
+      break;
+  }
+}
+
+}  // namespace
+
+int32_t UTIL_FormatV(FormatBuffer* pBuffer, const char* pFormat, va_list Args) {
+  Arguments Rest;
+  va_copy(Rest.Args, Args);
+  while (*pFormat != '\0') {
+    const char c = *pFormat++;
+    if (c == '%') {
+      const FullSpec Spec = ReadSpec(&pFormat, &Rest);
+      PutConversion(pBuffer, Spec, &Rest);
+    } else {
+      PutChar(pBuffer, c);
+    }
+  }
+  va_end(Rest.Args);
+  if (pBuffer->BufSize > 0) {
+    pBuffer->pBuf[std::min(pBuffer->NumChars, pBuffer->BufSize - 1)] = '\0';
+  }
+  return pBuffer->NumChars;
+}
+
+int32_t UTIL_snprintf(char* pBuffer, uint32_t Size, const char* pFormat, ...) {
+  FormatBuffer Buffer{pBuffer, static_cast<int32_t>(std::min<uint32_t>(Size, INT32_MAX)), 0};
+  va_list Args;
+  va_start(Args, pFormat);
+  const int32_t NumChars = UTIL_FormatV(&Buffer, pFormat, Args);
+  va_end(Args);
+  return NumChars;
+}

@@ -1,0 +1,33 @@
+/// The full formatter: flags, '*' arguments, and a result that counts the whole text. It makes the error messages.
+#pragma once
+
+#include <cstdarg>
+#include <cstdint>
+
+/// Where UTIL_FormatV puts its text.
+struct FormatBuffer {
+  char* pBuf;
+  int32_t BufSize;   ///< Size of pBuf in characters, terminator included.
+  int32_t NumChars;  ///< Characters produced so far, counted also when they no longer fit.
+};
+
+/// Formats into *pBuffer behind what it counts already; stores at most BufSize - 1 characters and then a terminator.
+///
+/// A specification is %, flags ('-' left-justify, '+' and ' ' show a sign for every number, '0' fill numbers with
+/// zeros unless a precision is given, '#' without effect), a width, a precision ('.' and digits or '*'; '.' alone is
+/// 0), a run of 'h' and 'l' without effect, and a conversion; all numbers are read as 32-bit arguments:
+///   d        signed decimal
+///   u o x X  unsigned decimal, octal, hexadecimal with upper-case digits (both)
+///   c        a character, whatever the width
+///   s        a text, or "(null)" for a null pointer; the precision is the most that is taken of it
+///   p        the low 32 bits of a pointer as 8 hexadecimal digits
+///   %        a '%'
+/// A '*' takes a signed argument: a negative width is its magnitude with '-', a negative precision is none. Any other
+/// conversion character prints nothing and takes no argument; nor does %_, which also swallows the character behind it.
+///
+/// Returns NumChars at the end: the length of the complete text, also when it was cut.
+int32_t UTIL_FormatV(FormatBuffer* pBuffer, const char* pFormat, va_list Args);
+
+/// Formats into pBuffer of Size characters as UTIL_FormatV does; the text is cut to Size - 1 and always terminated.
+/// Returns the length of the complete text, so a result of Size or more means that it was cut.
+__attribute__((format(printf, 3, 4))) int32_t UTIL_snprintf(char* pBuffer, uint32_t Size, const char* pFormat, ...);

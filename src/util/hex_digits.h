@@ -1,0 +1,34 @@
+/// Hexadecimal digits and bytes, in both directions, by table.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+/// What the digit table gives for a byte that is no digit.
+constexpr uint8_t UTIL_NO_HEX_DIGIT = 0xFF;
+
+/// The value of each byte as a hexadecimal digit in either case, else UTIL_NO_HEX_DIGIT.
+constexpr std::array<uint8_t, 256> UTIL_HEX_DIGIT_VALUE = [] {
+  std::array<uint8_t, 256> aValue{};
+  for (unsigned i = 0; i < aValue.size(); ++i) {
+    aValue[i] = UTIL_NO_HEX_DIGIT;
+  }
+  for (unsigned i = 0; i < 10; ++i) {
+    aValue['0' + i] = static_cast<uint8_t>(i);
+  }
+  for (unsigned i = 0; i < 6; ++i) {
+    aValue['A' + i] = aValue['a' + i] = static_cast<uint8_t>(10 + i);
+  }
+  return aValue;
+}();
+
+inline uint8_t UTIL_HexDigitValue(char c) {
+  return UTIL_HEX_DIGIT_VALUE[static_cast<uint8_t>(c)];
+}
+
+/// Decodes NumBytes bytes of two digits each, adding each to *pSum (modulo 256).
+/// Returns false when one of the characters is no digit; what pBytes and *pSum hold then is of no use.
+[[nodiscard]] bool UTIL_DecodeHex(const uint8_t* pDigits, uint32_t NumBytes, uint8_t* pBytes, uint8_t* pSum);
+
+/// Encodes NumBytes bytes as two upper-case digits each. Returns the end of what was written.
+char* UTIL_EncodeHex(const uint8_t* pBytes, uint32_t NumBytes, char* pDigits);

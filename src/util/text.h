@@ -1,0 +1,26 @@
+/// Bounded operations on zero-terminated byte strings ("texts"). Buffer sizes count the terminator.
+#pragma once
+
+#include <cstdint>
+
+/// Returned by UTIL_CopyString when there is nothing to copy from or to.
+constexpr uint32_t UTIL_COPY_NOTHING = 0xFFFFFFFF;
+
+/// Copies pSrc to pDest, cut to DestSize - 1 bytes and always terminated.
+/// Returns the size the whole source needs (its length + 1), so a result above DestSize means that the copy was cut;
+/// UTIL_COPY_NOTHING, with nothing written, when pDest or pSrc is null or DestSize is 0.
+uint32_t UTIL_CopyString(char* pDest, const char* pSrc, uint32_t DestSize);
+
+/// Appends as much of pSrc to the text in pDest as a buffer of DestSize bytes has room for. pDest stays terminated;
+/// a text that already fills its buffer is left alone.
+void UTIL_AppendString(char* pDest, const char* pSrc, uint32_t DestSize);
+
+/// Compares two whole texts, ASCII letters in either case alike.
+/// Returns 0 when equal, else the difference of the first two bytes that differ, each folded and taken as signed.
+int UTIL_CompareNoCase(const char* pA, const char* pB);
+
+/// Returns the number of bytes before the terminator. O(length).
+uint64_t UTIL_StrLen(const char* pText);
+
+/// Returns the length of pText, but at most MaxLen; no byte behind the first MaxLen is looked at. O(result).
+uint32_t UTIL_StrLenMax(const char* pText, uint32_t MaxLen);
