@@ -13,13 +13,18 @@ struct Option {
   int (*pfApply)(RunSettings* pSettings, const char* pValue);
 };
 
-int ApplyBaseAddr(RunSettings* pSettings, const char* pValue) {
+/// Parses a numeric value. The setting stays as it is when that fails.
+int ParseInto(uint32_t* pSetting, const char* pValue) {
   uint32_t Value = 0;
   if (UTIL_ParseHex32(&pValue, &Value) != 0) {
     return -1;
   }
-  pSettings->BaseAddr = Value;
+  *pSetting = Value;
   return 0;
+}
+
+int ApplyBaseAddr(RunSettings* pSettings, const char* pValue) {
+  return ParseInto(&pSettings->BaseAddr, pValue);
 }
 
 int ApplyOutputBase(RunSettings* pSettings, const char* pValue) {
@@ -27,24 +32,21 @@ int ApplyOutputBase(RunSettings* pSettings, const char* pValue) {
   return 0;
 }
 
-/// The confirmation is decimal, so that whoever gave 8192 sees that it means 33170.
+// The confirmations are decimal, so that whoever gave 8192 sees that it means 33170.
+
 int ApplyBlockAlign(RunSettings* pSettings, const char* pValue) {
-  uint32_t Value = 0;
-  if (UTIL_ParseHex32(&pValue, &Value) != 0) {
+  if (ParseInto(&pSettings->BlockAlign, pValue) != 0) {
     return -1;
   }
-  pSettings->BlockAlign = Value;
-  UTIL_Printf("Set block alignment to %u.\n", Value);
+  UTIL_Printf("Set block alignment to %u.\n", pSettings->BlockAlign);
   return 0;
 }
 
 int ApplyLineAlign(RunSettings* pSettings, const char* pValue) {
-  uint32_t Value = 0;
-  if (UTIL_ParseHex32(&pValue, &Value) != 0) {
+  if (ParseInto(&pSettings->LineAlign, pValue) != 0) {
     return -1;
   }
-  pSettings->LineAlign = Value;
-  UTIL_Printf("Set line alignment to %u.\n", Value);
+  UTIL_Printf("Set line alignment to %u.\n", pSettings->LineAlign);
   return 0;
 }
 

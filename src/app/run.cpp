@@ -8,6 +8,7 @@
 
 namespace {
 
+/// The program name, two pairs of option and value, and the input path.
 constexpr int MAX_ARGS = 6;
 
 /// The two files of a run; each may be absent.

@@ -65,8 +65,8 @@ const FormatHandler* FindHandler(const char* pExt) {
   return Len != 0 ? Concat(pText, Len, "", 0) : nullptr;
 }
 
-/// Returns the position of the '.' that begins the extension of the first Len characters, or 0.
-uint32_t FindExtension(const char* pPath, uint32_t Len) {
+/// Returns the position of the last '.' of the first Len characters; 0 for none, or for one that is the first.
+uint32_t FindLastDot(const char* pPath, uint32_t Len) {
   uint32_t Pos = Len - 1;
   while (Pos > 0 && pPath[Pos] != '.') {
     --Pos;
@@ -109,7 +109,7 @@ DataFile* DATAFILE_CreateFromPath(const char* pPath, uint32_t BaseAddr, int* pSt
     *pStatus = DATAFILE_ERR_CREATE;
     return nullptr;
   }
-  const uint32_t ExtPos = FindExtension(pName, Len);
+  const uint32_t ExtPos = FindLastDot(pName, Len);
   if (ExtPos != 0) {
     pName[ExtPos] = '\0';
   }
@@ -194,13 +194,13 @@ void DATAFILE_SplitName(DataFile* pFile) {
   std::array<char, NAME_PART_SIZE> acExt{};
   SYS_SplitPath(pFile->pPath, {acDrive.data(), DRIVE_SIZE}, {acDir.data(), NAME_PART_SIZE},
                 {acBaseName.data(), NAME_PART_SIZE}, {acExt.data(), NAME_PART_SIZE});
-  SYS_Free(pFile->pDir);
-  SYS_Free(pFile->pBaseName);
-  SYS_Free(pFile->pFileName);
-  pFile->pFileName = nullptr;
-  pFile->pDir = CopyIfAny(acDir.data());
-  pFile->pBaseName = CopyIfAny(acBaseName.data());
-  if (pFile->pBaseName != nullptr) {
+  if (pFile->pDir == nullptr) {
+    pFile->pDir = CopyIfAny(acDir.data());
+  }
+  if (pFile->pBaseName == nullptr) {
+    pFile->pBaseName = CopyIfAny(acBaseName.data());
+  }
+  if (pFile->pBaseName != nullptr && pFile->pFileName == nullptr) {
     pFile->pFileName = Concat(acBaseName.data(), UTIL_StrLenMax(acBaseName.data(), NAME_PART_SIZE), acExt.data(),
                               UTIL_StrLenMax(acExt.data(), NAME_PART_SIZE));
   }

@@ -49,7 +49,7 @@ void DATAFILE_Free(DataFile* pFile);
 const char* DATAFILE_GetBaseName(DataFile* pFile);
 const char* DATAFILE_GetFileName(DataFile* pFile);
 
-/// Derives directory, base name and file name from the path, each at most 255 characters.
+/// Derives what is still missing of directory, base name and file name from the path, each part at most 255 characters.
 void DATAFILE_SplitName(DataFile* pFile);
 
 /// Writes an image as a conditioned file to the DataFile's path. Returns SREC_WriteConditioned's result.

@@ -5,10 +5,6 @@ namespace {
 /// Up to here a walk is as fast as a search, and most files need no index at all.
 constexpr uint32_t LONGEST_WALK = 8;
 
-bool HasIndex(const MemImage& Image) {
-  return Image.Index.NumBlocks != 0;
-}
-
 /// Enters all areas; without the memory for all of them there is no index.
 void BuildIndex(MemImage* pImage) {
   for (DataArea* pArea = pImage->pFirstArea; pArea != nullptr; pArea = pArea->pNext) {
@@ -28,13 +24,13 @@ DataArea* WalkToAtOrBelow(const MemImage& Image, uint64_t Addr) {
 }
 
 DataArea* FindAtOrBelow(const MemImage& Image, uint64_t Addr) {
-  return HasIndex(Image) ? INDEX_FindAtOrBelow(Image.Index, Addr) : WalkToAtOrBelow(Image, Addr);
+  return INDEX_IsEmpty(Image.Index) ? WalkToAtOrBelow(Image, Addr) : INDEX_FindAtOrBelow(Image.Index, Addr);
 }
 
 }  // namespace
 
 AreaNeighbours MEMIMG_FindAreas(MemImage* pImage, uint64_t Addr) {
-  if (!HasIndex(*pImage) && pImage->NumAreas > LONGEST_WALK) {
+  if (INDEX_IsEmpty(pImage->Index) && pImage->NumAreas > LONGEST_WALK) {
     BuildIndex(pImage);
   }
   DataArea* pBelow = FindAtOrBelow(*pImage, Addr);

@@ -57,7 +57,7 @@ void SlideUp(DataArea* pArea, uint64_t NumBytes) {
   const uint64_t NumFree = pArea->NumBytesFront + pArea->NumBytesAlloc - pArea->NumBytes;
   const uint64_t NewFront = NumBytes + (NumFree - NumBytes) / 2;
   uint8_t* pBlock = pArea->pData - pArea->NumBytesFront;
-  std::memmove(pBlock + NewFront, pArea->pData, pArea->NumBytes);
+  std::memmove(pBlock + NewFront, pArea->pData, static_cast<size_t>(pArea->NumBytes));
   pArea->pData = pBlock + NewFront;
   pArea->NumBytesAlloc = pArea->NumBytesFront + pArea->NumBytesAlloc - NewFront;
   pArea->NumBytesFront = NewFront;
@@ -70,7 +70,7 @@ void SlideUp(DataArea* pArea, uint64_t NumBytes) {
   if (pBlock == nullptr) {
     return false;
   }
-  std::memcpy(pBlock + NewFront, pArea->pData, pArea->NumBytes);
+  std::memcpy(pBlock + NewFront, pArea->pData, static_cast<size_t>(pArea->NumBytes));
   FreeBuffer(pArea);
   pArea->pData = pBlock + NewFront;
   pArea->NumBytesFront = NewFront;
@@ -168,10 +168,11 @@ bool AREA_ReserveInFront(DataArea* pArea, uint64_t NumBytes) {
 }
 
 void AREA_PutBytes(uint8_t* pDest, const WriteRange& Range) {
+  const size_t NumBytes = static_cast<size_t>(Range.NumBytes);
   if (Range.pData != nullptr) {
-    std::memcpy(pDest, Range.pData, Range.NumBytes);
+    std::memcpy(pDest, Range.pData, NumBytes);
   } else {
-    std::memset(pDest, Range.FillByte >= 0 ? Range.FillByte : MEMIMG_ERASED_BYTE, Range.NumBytes);
+    std::memset(pDest, Range.FillByte >= 0 ? Range.FillByte : MEMIMG_ERASED_BYTE, NumBytes);
   }
 }
 

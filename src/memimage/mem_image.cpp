@@ -29,7 +29,8 @@ void FreeAreas(MemImage* pImage) {
 [[nodiscard]] bool CommitByte(MemImage* pImage, const PendingByte& Byte) {
   DataArea* pArea = MEMIMG_FindAreas(pImage, Byte.Addr).pBelow;
   if (pArea == nullptr || AREA_LastOf(*pArea) < Byte.Addr) {
-    return MEMIMG_WriteData(pImage, Byte.Addr, 1, &Byte.Value, 0) == 0;
+    return MEMIMG_WriteData(pImage, Byte.Addr, 1, &Byte.Value, 0) == 0 &&
+           AREA_HasStorage(*MEMIMG_FindAreas(pImage, Byte.Addr).pBelow);
   }
   if (!AREA_HasStorage(*pArea)) {
     return false;

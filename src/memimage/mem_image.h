@@ -61,9 +61,10 @@ int MEMIMG_Unlock(MemImage* pImage);
 /// MEMIMG_ERR_NO_MEMORY when memory gives out or an area would exceed MEMIMG_MAX_AREA_BYTES. After a failure areas
 /// and bytes are as before.
 /// A new area whose buffer cannot be had is kept without storage: it reads as the fill value, as does what is later
-/// added to it, the write succeeds, and HasLostBytes is set. Where such an area is joined with one that has storage,
-/// MEMIMG_ERASED_BYTE stands for its bytes.
-/// Appending behind the last area is O(1) amortised, any other write O(log areas).
+/// added to it, the write succeeds, and HasLostBytes is set. Where a range without contents or an area without storage
+/// is joined to an area with storage, MEMIMG_ERASED_BYTE stands for its bytes from then on.
+/// Appending behind the last area is O(1) amortised; any other write is O(log areas), or one walk of the chain when
+/// there is no memory for the index.
 [[nodiscard]] int MEMIMG_WriteData(MemImage* pImage, uint64_t Addr, uint64_t NumBytes, const uint8_t* pData,
                                    int32_t FillByte);
 

@@ -9,7 +9,7 @@ namespace {
 /// A span of addresses that is read out.
 struct Span {
   uint64_t Addr;
-  int64_t NumBytes;
+  uint64_t NumBytes;  ///< Far from 2 to the power 64 in all steps, so that no sum wraps.
 };
 
 /// Where the bytes of a span go, and what stands for those that hold no data.
@@ -25,42 +25,41 @@ uint64_t MaskOf(uint32_t Bits) {
 }
 
 /// Goes on to the runs that follow within MaxGap until the span is long enough.
-void BridgeGaps(MemImage* pImage, Span* pSpan, uint64_t EndAddr, uint64_t MaxGap, int64_t MaxNumBytes) {
-  uint64_t Next = pSpan->Addr + static_cast<uint64_t>(pSpan->NumBytes);
+void BridgeGaps(MemImage* pImage, Span* pSpan, uint64_t EndAddr, uint64_t MaxGap, uint64_t MaxNumBytes) {
+  uint64_t Next = pSpan->Addr + pSpan->NumBytes;
   // Next is 0 behind a run that ends at the top of the address space: nothing follows there.
   while (pSpan->NumBytes < MaxNumBytes && Next != 0) {
     uint64_t Found = 0;
-    const int64_t NumBytes = MEMIMG_FindRun(pImage, Next, EndAddr, &Found);
+    const uint64_t NumBytes = static_cast<uint64_t>(MEMIMG_FindRun(pImage, Next, EndAddr, &Found));
     const uint64_t Gap = Found - Next;
     if (NumBytes == 0 || Gap > MaxGap) {
       return;
     }
-    if (Gap >= static_cast<uint64_t>(MaxNumBytes - pSpan->NumBytes)) {
-      pSpan->NumBytes = MaxNumBytes;
+    if (Gap >= MaxNumBytes - pSpan->NumBytes) {
+      pSpan->NumBytes = MaxNumBytes;  // the rest would be cut anyway
       return;
     }
-    pSpan->NumBytes += static_cast<int64_t>(Gap) + NumBytes;
-    Next = Found + static_cast<uint64_t>(NumBytes);
+    pSpan->NumBytes += Gap + NumBytes;
+    Next = Found + NumBytes;
   }
 }
 
 void AlignStart(Span* pSpan, uint32_t Bits) {
   const uint64_t Below = pSpan->Addr & MaskOf(Bits);
   pSpan->Addr -= Below;
-  pSpan->NumBytes += static_cast<int64_t>(Below);
+  pSpan->NumBytes += Below;
 }
 
 void AlignEnd(Span* pSpan, uint32_t Bits) {
-  const uint64_t End = pSpan->Addr + static_cast<uint64_t>(pSpan->NumBytes);
-  pSpan->NumBytes += static_cast<int64_t>((0 - End) & MaskOf(Bits));
+  pSpan->NumBytes += (0 - (pSpan->Addr + pSpan->NumBytes)) & MaskOf(Bits);
 }
 
-/// Pulls the end of a span that is too long back to an aligned address.
-void LimitLength(Span* pSpan, int64_t MaxNumBytes, uint32_t AlignEndBits) {
+/// Pulls the end of a span that is too long back to an aligned address, but not before its start.
+void LimitLength(Span* pSpan, uint64_t MaxNumBytes, uint32_t AlignEndBits) {
   if (pSpan->NumBytes > MaxNumBytes) {
     const uint64_t Mask = AlignEndBits != 0 ? MaskOf(AlignEndBits) : 0;
-    const uint64_t Beyond = (pSpan->Addr + static_cast<uint64_t>(MaxNumBytes)) & Mask;
-    pSpan->NumBytes = MaxNumBytes - static_cast<int64_t>(Beyond);
+    const uint64_t Beyond = (pSpan->Addr + MaxNumBytes) & Mask;
+    pSpan->NumBytes = MaxNumBytes - std::min(Beyond, MaxNumBytes);
   }
 }
 
@@ -76,7 +75,7 @@ const DataArea* FirstAreaFor(MemImage* pImage, const Span& Range) {
 
 /// Puts the bytes that an area holds of the span.
 void CopyOverlap(const DataArea& Area, const Span& Range, const SpanOutput& Out) {
-  const uint64_t RangeLast = Range.Addr + static_cast<uint64_t>(Range.NumBytes - 1);
+  const uint64_t RangeLast = Range.Addr + (Range.NumBytes - 1);
   const uint64_t First = std::max(Area.Addr, Range.Addr);
   const uint64_t Last = std::min(AREA_LastOf(Area), RangeLast);
   if (First > Last) {
@@ -99,7 +98,7 @@ void FillFromAreas(const DataArea* pArea, const Span& Range, const SpanOutput& O
   if (Out.pValid != nullptr) {
     std::memset(Out.pValid, 0, static_cast<size_t>(Range.NumBytes));
   }
-  const uint64_t RangeLast = Range.Addr + static_cast<uint64_t>(Range.NumBytes - 1);
+  const uint64_t RangeLast = Range.Addr + (Range.NumBytes - 1);
   for (; pArea != nullptr && pArea->Addr <= RangeLast; pArea = pArea->pNext) {
     CopyOverlap(*pArea, Range, Out);
   }
@@ -127,8 +126,8 @@ int ValueAt(const MemImage& Image, const DataArea* pArea, uint64_t Addr) {
 
 /// Fills the span address by address, pending bytes included.
 void FillByteWise(const MemImage& Image, const DataArea* pArea, const Span& Range, const SpanOutput& Out) {
-  for (int64_t i = 0; i < Range.NumBytes; ++i) {
-    const uint64_t Addr = Range.Addr + static_cast<uint64_t>(i);
+  for (uint64_t i = 0; i < Range.NumBytes; ++i) {
+    const uint64_t Addr = Range.Addr + i;
     while (pArea != nullptr && AREA_LastOf(*pArea) < Addr) {
       pArea = pArea->pNext;
     }
@@ -194,13 +193,14 @@ int64_t MEMIMG_ReadData(MemImage* pImage, uint64_t StartAddr, uint64_t EndAddr, 
                         uint32_t AlignStartBits, uint32_t AlignEndBits) {
   Span Range{0, 0};
   if (StartAddr <= EndAddr) {
-    Range.NumBytes = MEMIMG_FindRun(pImage, StartAddr, EndAddr, &Range.Addr);
+    Range.NumBytes = static_cast<uint64_t>(MEMIMG_FindRun(pImage, StartAddr, EndAddr, &Range.Addr));
   }
   if (Range.NumBytes == 0) {
     return 0;
   }
+  const uint64_t MaxLength = static_cast<uint64_t>(std::max<int64_t>(MaxNumBytes, 0));
   if (MaxGap != 0) {
-    BridgeGaps(pImage, &Range, EndAddr, MaxGap, MaxNumBytes);
+    BridgeGaps(pImage, &Range, EndAddr, MaxGap, MaxLength);
   }
   if (AlignStartBits != 0) {
     AlignStart(&Range, AlignStartBits);
@@ -208,13 +208,13 @@ int64_t MEMIMG_ReadData(MemImage* pImage, uint64_t StartAddr, uint64_t EndAddr, 
   if (AlignEndBits != 0) {
     AlignEnd(&Range, AlignEndBits);
   }
-  LimitLength(&Range, MaxNumBytes, AlignEndBits);
-  if (Range.NumBytes <= 0) {
+  LimitLength(&Range, MaxLength, AlignEndBits);
+  if (Range.NumBytes == 0) {
     return 0;
   }
   FillSpan(pImage, Range, {pData, pValid, static_cast<uint8_t>(FillByte)});
   if (pFoundAddr != nullptr) {
     *pFoundAddr = Range.Addr;
   }
-  return Range.NumBytes;
+  return static_cast<int64_t>(Range.NumBytes);
 }

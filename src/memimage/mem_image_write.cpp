@@ -3,10 +3,6 @@
 
 namespace {
 
-bool HasIndex(const MemImage& Image) {
-  return Image.Index.NumBlocks != 0;
-}
-
 /// Returns whether areas and ranges of these lengths make an area of a legal length together.
 bool IsLegalLength(uint64_t NumBytesA, uint64_t NumBytesB, uint64_t NumBytesC = 0) {
   return NumBytesA <= MEMIMG_MAX_AREA_BYTES && NumBytesB <= MEMIMG_MAX_AREA_BYTES - NumBytesA &&
@@ -21,7 +17,7 @@ void NoteLostBytes(MemImage* pImage, const DataArea& Area, const WriteRange& Ran
 }
 
 void EnterInIndex(MemImage* pImage, DataArea* pArea) {
-  if (HasIndex(*pImage) && !INDEX_Insert(&pImage->Index, pArea)) {
+  if (!INDEX_IsEmpty(pImage->Index) && !INDEX_Insert(&pImage->Index, pArea)) {
     INDEX_Clear(&pImage->Index);  // an index that misses an area would mislead; without one the chain is walked
   }
 }
@@ -55,7 +51,7 @@ void RemoveNext(MemImage* pImage, DataArea* pArea, uint64_t NextAddr) {
   if (pImage->pLastArea == pNext) {
     pImage->pLastArea = nullptr;
   }
-  if (HasIndex(*pImage)) {
+  if (!INDEX_IsEmpty(pImage->Index)) {
     INDEX_Remove(&pImage->Index, NextAddr);
   }
   AREA_Free(pNext);
@@ -64,7 +60,7 @@ void RemoveNext(MemImage* pImage, DataArea* pArea, uint64_t NextAddr) {
 }
 
 /// Joins pArea, the range behind it and the successor, which the range touches.
-[[nodiscard]] int MergeWithNext(MemImage* pImage, DataArea* pArea, const WriteRange& Range) {
+[[nodiscard]] int MEMIMG_MergeWithNext(MemImage* pImage, DataArea* pArea, const WriteRange& Range) {
   DataArea* pNext = pArea->pNext;
   const uint64_t NextAddr = pNext->Addr;
   if (!IsLegalLength(pArea->NumBytes, Range.NumBytes, pNext->NumBytes) || !AREA_Join(pArea, Range, pNext)) {
@@ -90,7 +86,7 @@ void RemoveNext(MemImage* pImage, DataArea* pArea, uint64_t NextAddr) {
       (AREA_HasStorage(*pArea) && !AREA_ReserveInFront(pArea, Range.NumBytes))) {
     return MEMIMG_ERR_NO_MEMORY;
   }
-  if (HasIndex(*pImage)) {
+  if (!INDEX_IsEmpty(pImage->Index)) {
     INDEX_Move(&pImage->Index, pArea->Addr, Range.Addr);
   }
   AREA_PutInFront(pArea, Range);
@@ -118,7 +114,7 @@ void RemoveNext(MemImage* pImage, DataArea* pArea, uint64_t NextAddr) {
   const bool TouchesBelow = Near.pBelow != nullptr && AREA_LastOf(*Near.pBelow) + 1 == Range.Addr;
   const bool TouchesAbove = Near.pAbove != nullptr && RangeLast + 1 == Near.pAbove->Addr;
   if (TouchesBelow) {
-    return TouchesAbove ? MergeWithNext(pImage, Near.pBelow, Range) : ExtendAtEnd(pImage, Near.pBelow, Range);
+    return TouchesAbove ? MEMIMG_MergeWithNext(pImage, Near.pBelow, Range) : ExtendAtEnd(pImage, Near.pBelow, Range);
   }
   return TouchesAbove ? ExtendAtFront(pImage, Near.pAbove, Range) : NewArea(pImage, Near.pBelow, Range);
 }

@@ -112,7 +112,7 @@ bool IsLineEnd(uint8_t c) {
 void ReadLineEnd(TextReadState* pState) {
   const uint8_t Next = Peek(*pState);
   if (IsLineEnd(Next)) {
-    ++pState->NumLineEnds;
+    TEXT_CountLineEnd(pState);
     ++pState->Pos;
     if (IsLineEnd(Peek(*pState))) {
       ++pState->Pos;

@@ -51,10 +51,12 @@ void SkipWithinWindow(TextReadState* pState, bool CountsCr) {
   for (;; ++pState->Pos) {
     switch (pState->pWindow[pState->Pos]) {
       case '\n':
-        ++pState->NumLineEnds;
+        TEXT_CountLineEnd(pState);
         break;
       case '\r':
-        pState->NumLineEnds += CountsCr ? 1 : 0;
+        if (CountsCr) {
+          TEXT_CountLineEnd(pState);
+        }
         break;
       case '\t':
       case ' ':

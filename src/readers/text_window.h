@@ -56,6 +56,11 @@ inline bool TEXT_IsEndOfData(uint8_t Byte) {
   return Byte == 0 || Byte == 0x1A;
 }
 
+/// Counts a line end; so many that the number behind them could not be printed are counted as one less.
+inline void TEXT_CountLineEnd(TextReadState* pState) {
+  pState->NumLineEnds += pState->NumLineEnds < INT32_MAX - 1 ? 1 : 0;
+}
+
 /// The error of a character that should be a hexadecimal digit.
 void TEXT_SetDigitError(TextReadState* pState);
 

@@ -124,7 +124,11 @@ void WriteEndRecord(ConditionedFile* pFile) {
   std::array<char, 128> acMessage{};
   OutStream* pStream = OUTSTREAM_Create(pPath, acMessage.data(), acMessage.size());
   bool IsWritten = false;
-  if (pStream != nullptr && AreAlignmentsLegal(LineAlign, BlockAlign)) {
+  if (pStream != nullptr) {
+    if (!AreAlignmentsLegal(LineAlign, BlockAlign)) {
+      OUTSTREAM_Close(pStream);
+      return false;
+    }
     ConditionedFile File{pStream, LineAlign, BlockAlign, 0};
     IsWritten = WriteImage(&File, pImage);
   }

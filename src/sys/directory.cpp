@@ -25,7 +25,9 @@ char* CopyWithoutTrailingSlashes(const char* pPath) {
   }
   const uint32_t Size = static_cast<uint32_t>(Len) + 1;
   char* pCopy = static_cast<char*>(SYS_Alloc(Size));
-  UTIL_CopyString(pCopy, pPath, Size);
+  if (pCopy != nullptr) {
+    UTIL_CopyString(pCopy, pPath, Size);
+  }
   return pCopy;
 }
 

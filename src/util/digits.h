@@ -1,7 +1,14 @@
-/// What the two formatters share: reading numbers out of a format and taking a number apart into digits.
+/// What the two formatters share: their arguments, reading numbers out of a format and taking a number apart into
+/// digits.
 #pragma once
 
+#include <cstdarg>
 #include <cstdint>
+
+/// A va_list that can be handed on by pointer on every platform.
+struct FormatArguments {
+  va_list Args;
+};
 
 /// Digits of a number, most significant first: emitted one by one with UTIL_NextDigit, without a buffer.
 struct DigitRun {

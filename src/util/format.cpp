@@ -20,11 +20,6 @@ struct FullSpec {
   char Conversion;
 };
 
-/// A va_list that can be handed on by pointer on every platform.
-struct Arguments {
-  va_list Args;
-};
-
 /// Room left before the place of the terminator.
 int64_t RoomOf(const FormatBuffer& Buffer) {
   return std::max<int64_t>(int64_t{Buffer.BufSize} - 1 - Buffer.NumChars, 0);
@@ -105,7 +100,7 @@ void PutPointer(FormatBuffer* pBuffer, const FullSpec& Spec, const void* pPointe
   PutNumber(pBuffer, PointerSpec, static_cast<uint32_t>(reinterpret_cast<uintptr_t>(pPointer)), false, 16);
 }
 
-/// Takes the character at **ppFormat as a flag if it is one.
+/// Takes the character at *pFormat as a flag if it is one; returns whether it is.
 bool ReadFlag(const char* pFormat, FullSpec* pSpec) {
   switch (*pFormat) {
     case '-':
@@ -128,7 +123,7 @@ bool ReadFlag(const char* pFormat, FullSpec* pSpec) {
 }
 
 /// Reads a width or precision: digits, or a '*' and its argument.
-int32_t ReadCountOrArgument(const char** ppFormat, Arguments* pArgs) {
+int32_t ReadCountOrArgument(const char** ppFormat, FormatArguments* pArgs) {
   if (**ppFormat == '*') {
     ++*ppFormat;
     return va_arg(pArgs->Args, int32_t);
@@ -136,7 +131,7 @@ int32_t ReadCountOrArgument(const char** ppFormat, Arguments* pArgs) {
   return UTIL_ReadCount(ppFormat);
 }
 
-FullSpec ReadSpec(const char** ppFormat, Arguments* pArgs) {
+FullSpec ReadSpec(const char** ppFormat, FormatArguments* pArgs) {
   FullSpec Spec{};
   while (ReadFlag(*ppFormat, &Spec)) {
     ++*ppFormat;
@@ -164,7 +159,7 @@ FullSpec ReadSpec(const char** ppFormat, Arguments* pArgs) {
   return Spec;
 }
 
-void PutConversion(FormatBuffer* pBuffer, const FullSpec& Spec, Arguments* pArgs) {
+void PutConversion(FormatBuffer* pBuffer, const FullSpec& Spec, FormatArguments* pArgs) {
   switch (Spec.Conversion) {
     case 'd':
       PutSigned(pBuffer, Spec, va_arg(pArgs->Args, int32_t));
@@ -199,7 +194,7 @@ void PutConversion(FormatBuffer* pBuffer, const FullSpec& Spec, Arguments* pArgs
 }  // namespace
 
 int32_t UTIL_FormatV(FormatBuffer* pBuffer, const char* pFormat, va_list Args) {
-  Arguments Rest;
+  FormatArguments Rest;
   va_copy(Rest.Args, Args);
   while (*pFormat != '\0') {
     const char c = *pFormat++;

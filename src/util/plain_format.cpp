@@ -17,11 +17,6 @@ struct PlainSpec {
   char Conversion;
 };
 
-/// A va_list that can be handed on by pointer on every platform.
-struct Arguments {
-  va_list Args;
-};
-
 bool HasRoom(const PlainText& Text) {
   return Text.Count + 1 < Text.Size;
 }
@@ -61,11 +56,11 @@ PlainSpec ReadSpec(const char** ppFormat) {
     ++*ppFormat;
     Spec.Precision = UTIL_ReadCount(ppFormat);
   }
-  int NumL = 0;
+  bool HasL = false;
   for (; **ppFormat == 'l'; ++*ppFormat) {
-    NumL = NumL < 2 ? NumL + 1 : NumL;
+    Spec.Is64 = HasL;
+    HasL = true;
   }
-  Spec.Is64 = NumL == 2;
   Spec.Conversion = **ppFormat;
   if (Spec.Conversion != '\0') {
     ++*ppFormat;
@@ -82,16 +77,17 @@ void PutSigned(PlainText* pText, const PlainSpec& Spec, int64_t Value) {
   PutNumber(pText, Magnitude, 10, "0123456789", Spec.Width, Spec.Precision);
 }
 
-void PutConversion(PlainText* pText, const PlainSpec& Spec, Arguments* pArgs) {
+void PutConversion(PlainText* pText, const PlainSpec& Spec, FormatArguments* pArgs) {
   constexpr const char* LOWER = "0123456789abcdef";
   constexpr const char* UPPER = "0123456789ABCDEF";
   constexpr int32_t POINTER_WIDTH = 8;
   const auto NextUnsigned = [&]() -> uint64_t {
-    return Spec.Is64 ? va_arg(pArgs->Args, uint64_t) : va_arg(pArgs->Args, uint32_t);
+    return Spec.Is64 ? va_arg(pArgs->Args, unsigned long long) : va_arg(pArgs->Args, uint32_t);
   };
   switch (Spec.Conversion) {
     case 'd':
-      PutSigned(pText, Spec, Spec.Is64 ? va_arg(pArgs->Args, int64_t) : va_arg(pArgs->Args, int32_t));
+    case 'i':
+      PutSigned(pText, Spec, Spec.Is64 ? va_arg(pArgs->Args, long long) : va_arg(pArgs->Args, int32_t));
       break;
     case 'u':
       PutNumber(pText, NextUnsigned(), 10, LOWER, Spec.Width, Spec.Precision);
@@ -127,7 +123,7 @@ char* UTIL_vsnprintf(char* pBuffer, int32_t Size, const char* pFormat, va_list A
     return pBuffer;
   }
   PlainText Text{pBuffer, Size, 0};
-  Arguments Rest;
+  FormatArguments Rest;
   va_copy(Rest.Args, Args);
   while (*pFormat != '\0') {
     const char c = *pFormat++;

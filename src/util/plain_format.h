@@ -9,7 +9,7 @@
 ///
 /// A specification is %, a width (decimal digits), a precision ('.' and decimal digits), a run of 'l' (two or more: the
 /// argument has 64 bits, else 32) and a conversion:
-///   d      signed decimal; a '-' comes first, then the width fill, then the digits: the sign does not count
+///   d i    signed decimal; a '-' comes first, then the width fill, then the digits: the sign does not count
 ///   u x X  unsigned decimal, lower-case and upper-case hexadecimal
 ///   c s    a character; a text, whole, or "(null)" for a null pointer; width and precision are ignored
 ///   p      the pointer in lower-case hexadecimal, filled with spaces to 8 characters

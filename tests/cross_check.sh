@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# The tool beside others that read and write the same formats: a real program's sections come back from the conditioned
+# file with the same bytes at the same addresses, whatever format went in, and the file keeps every promise.
+# Usage: cross_check.sh <Blockfit> <consumer>
+set -euo pipefail
+blockfit=$1 consumer=$2
+dir=$(mktemp -d)
+trap 'rm -rf "$dir"' EXIT
+cd "$dir"
+
+# Loadable sections with their addresses: gaps, and addresses beyond 16 and 24 bits.
+objcopy -O srec --change-addresses 0x8000000 /bin/true elf.s37
+objcopy -O ihex --change-addresses 0x8000000 /bin/true elf.hex
+srec_cat elf.s37 -output other.hex -intel
+# The data alone, in one canonical form.
+data_of() { srec_cat "$1" -output - -intel -disable=header -disable=exec-start-address; }
+data_of elf.s37 >want.txt
+
+[ "$(grep -c '^S3' elf.s37)" -gt 100 ] || { echo "no program to try"; exit 1; }
+
+for align in "2000 8" "100 4" "50 2" "1000 20"; do
+  read -r block line <<<"$align"
+  for input in elf.s37 elf.hex other.hex; do
+    "$blockfit" -balign "$block" -lalign "$line" "$input" >/dev/null
+    out=${input%.*}.srec
+    "$consumer" --check --block-size $((16#$block)) --line-align $((16#$line)) "$out"
+    data_of "$out" 2>/dev/null | cmp - want.txt
+    [ "$input" = elf.s37 ] && cp "$out" first.srec || cmp "$out" first.srec
+  done
+  objcopy -I srec -O binary elf.srec back.bin
+  objcopy -I srec -O binary elf.s37 want.bin
+  cmp back.bin want.bin
+done
+
+# A raw binary file at an address, and the same file as text.
+head -c 70000 /bin/sh >fw.bin
+"$blockfit" -a 8000000 fw.bin >/dev/null
+objcopy -I srec -O binary fw.srec back.bin
+cmp back.bin fw.bin
+mv fw.srec want.srec
+objcopy -I binary -O ihex --change-addresses 0x8000000 fw.bin fw.HEX
+"$blockfit" fw.HEX >/dev/null
+cmp fw.srec want.srec
+echo "all formats agree"
