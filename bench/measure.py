@@ -1,0 +1,166 @@
+#!/usr/bin/env python3
+"""Runs the program, other tools and plain copying in turns; prints their ratios beside the goals as Markdown.
+
+Usage: measure.py PROGRAM INPUT_DIRECTORY ROUNDS TIMES_JSON
+The times, in seconds by input, tool and round, go to TIMES_JSON. Every output file is a new one and every command runs
+without a shell. Before anything is timed, srec_cmp compares what the program makes of each input with that input.
+"""
+import json
+import os
+import shlex
+import subprocess
+import sys
+from statistics import median
+
+from make_inputs import DENSE, DENSE_BYTES, ORDERS, RAW, SIZES, SMALL, ordered
+
+TOOLS = ["Blockfit", "objcopy", "srec_cat", "copying"]
+FORMATS = {"hex": ("ihex", "-Intel"), "srec": ("srec", "-Motorola"), "bin": ("binary", "-Binary")}
+MIB = 1 << 20
+MOST = SIZES[-1]
+FOURTH = MOST // 4
+OBJCOPY_MAX_SHUFFLED = 32 << 10  # With more shuffled records objcopy takes minutes.
+SMALL_RUNS = 200  # A run of a millisecond needs many in a round.
+
+INPUTS = {DENSE: "32 MiB as Intel HEX", RAW: "32 MiB raw binary", SMALL: "4 KiB as Intel HEX"}
+INPUTS |= {ordered(order, size): f"{size:,} records, {order}" for order in ORDERS for size in SIZES}
+NOT_FOR_OBJCOPY = {ordered(order, size) for order in ["shuffled", "shuffled with gaps"] for size in SIZES
+                   if size > OBJCOPY_MAX_SHUFFLED}
+
+# Input, yardstick, the most that the program may take of the yardstick's time.
+RATIO_GOALS = [
+    (DENSE, "objcopy", 0.25),
+    (DENSE, "srec_cat", 0.08),
+    (DENSE, "copying", 2.0),
+    (ordered("ascending with gaps", MOST), "srec_cat", 0.25),
+    (ordered("descending", MOST), "srec_cat", 0.25),
+    (ordered("shuffled", MOST), "srec_cat", 0.35),
+    (ordered("shuffled with gaps", MOST), "srec_cat", 0.35),
+    (RAW, "copying", 2.5),
+    (SMALL, "objcopy", 0.6),
+]
+# The most that four times the records may take of the time.
+GROWTH_GOALS = {order: 5.0 for order in ["ascending with gaps", "descending", "shuffled", "shuffled with gaps"]}
+# The most memory that may be resident at the peak: by bytes stored, or by areas where each record is one.
+MEMORY_GOALS = {
+    DENSE: DENSE_BYTES * 1.25 + 4 * MIB,
+    RAW: DENSE_BYTES * 1.25 + 4 * MIB,
+    ordered("ascending with gaps", MOST): MOST * 320 + 4 * MIB,
+    ordered("shuffled with gaps", MOST): MOST * 320 + 4 * MIB,
+}
+
+
+def conditioned(name):
+    """The file that what the program makes of an input is kept in: copying and srec_cmp read it."""
+    return f"{name}.conditioned"
+
+
+def steps(tool, program, name):
+    """The commands of a tool, each with the file that its standard output goes to. All write result.srec."""
+    bfd, srecord = FORMATS[name.split(".")[-1]]
+    return {
+        "Blockfit": [([program, "-Out", "result", name], "null")],
+        "objcopy": [(["objcopy", "-I", bfd, "-O", "srec", name, "result.srec"], "null")],
+        "srec_cat": [(["srec_cat", name, srecord, "-Output", "result.srec", "-Motorola"], "null")],
+        "copying": [(["cat", name], "null"), (["cat", conditioned(name)], "./result.srec")],
+    }[tool]
+
+
+def peak_memory(command):
+    """Runs a command. Returns the most memory that it had resident, in bytes."""
+    watched = ["/usr/bin/time", "--format=%M", "--output=peak.txt", *command]
+    if subprocess.run(watched, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode != 0:
+        sys.exit(f"{shlex.join(command)}: failed")
+    with open("peak.txt") as file:
+        return int(file.read()) * 1024
+
+
+def check(program, name):
+    """Conditions an input and makes sure that the result holds the same bytes."""
+    peak = peak_memory(steps("Blockfit", program, name)[0][0])
+    os.replace("result.srec", conditioned(name))
+    compare = ["srec_cmp", name, FORMATS[name.split(".")[-1]][1], conditioned(name), "-Motorola"]
+    if subprocess.run(compare, stderr=subprocess.DEVNULL).returncode != 0:
+        sys.exit(f"{name}: the conditioned file holds other bytes")
+    return peak
+
+
+def seconds(command, output, runs):
+    timer = ["hyperfine", "-N", "--style=none", f"--runs={runs}", f"--output={output}", "--export-json=run.json",
+             "--prepare=rm -f result.srec", shlex.join(command)]
+    run = subprocess.run(timer, capture_output=True, text=True)
+    if run.returncode != 0:
+        sys.exit(run.stderr)
+    with open("run.json") as file:
+        return json.load(file)["results"][0]["median"]
+
+
+def measure(program, num_rounds):
+    """Returns the times by input, tool and round. Rounds are outermost, so that a slow minute meets every tool."""
+    times = {name: {tool: [] for tool in TOOLS if tool != "objcopy" or name not in NOT_FOR_OBJCOPY}
+             for name in INPUTS}
+    for i in range(num_rounds):
+        print(f"round {i + 1} of {num_rounds}", file=sys.stderr)
+        for name, by_tool in times.items():
+            turn = i % len(by_tool)
+            for tool in list(by_tool)[turn:] + list(by_tool)[:turn]:
+                runs = SMALL_RUNS if name == SMALL else 1
+                by_tool[tool].append(sum(seconds(*step, runs) for step in steps(tool, program, name)))
+    return times
+
+
+def row(*cells):
+    print(f"| {' | '.join(cells)} |")
+
+
+def table(*heads):
+    print()
+    row(*heads)
+    row(*["---"] * len(heads))
+
+
+def verdict(value, goal):
+    return "met" if value <= goal else "**missed**"
+
+
+def ratio_row(label, against, ours, theirs, goal):
+    ratios = [a / b for a, b in zip(ours, theirs)]
+    row(label, against, f"{median(ratios):.3f} ({min(ratios):.3f} to {max(ratios):.3f})", f"{goal:g}",
+        verdict(median(ratios), goal))
+
+
+def report(times, peaks, num_rounds):
+    print(f"Medians of {num_rounds} rounds, with the lowest and the highest round.")
+    table("input", "measured against", "ratio of times", "at most", "")
+    for name, tool, goal in RATIO_GOALS:
+        ratio_row(INPUTS[name], tool, times[name]["Blockfit"], times[name][tool], goal)
+    for order, goal in GROWTH_GOALS.items():
+        most, fourth = ordered(order, MOST), ordered(order, FOURTH)
+        ratio_row(INPUTS[most], f"{FOURTH:,} records", times[most]["Blockfit"], times[fourth]["Blockfit"], goal)
+
+    table("input", "peak memory, MiB", "at most", "", "srec_cat, for scale")
+    for name, goal in MEMORY_GOALS.items():
+        other = peak_memory(steps("srec_cat", "", name)[0][0])
+        row(INPUTS[name], f"{peaks[name] / MIB:.1f}", f"{goal / MIB:.0f}", verdict(peaks[name], goal),
+            f"{other / MIB:.1f}")
+
+    table("median time, ms", *TOOLS)
+    for name, by_tool in times.items():
+        row(INPUTS[name], *[f"{median(by_tool[tool]) * 1000:.1f}" if tool in by_tool else "-" for tool in TOOLS])
+    print(f"\nobjcopy is left out (-) where it takes minutes: shuffled, more than {OBJCOPY_MAX_SHUFFLED:,} records.")
+
+
+def main():
+    program, folder, num_rounds, times_path = sys.argv[1:]
+    program, times_path = os.path.abspath(program), os.path.abspath(times_path)
+    os.chdir(folder)
+    peaks = {name: check(program, name) for name in INPUTS}
+    os.sync()
+    times = measure(program, int(num_rounds))
+    with open(times_path, "w") as file:
+        json.dump(times, file)
+    report(times, peaks, int(num_rounds))
+
+
+if __name__ == "__main__":
+    main()

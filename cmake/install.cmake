@@ -1,0 +1,16 @@
+# cmake --install: the program, its manual page, completion for bash and zsh, and the documentation with its examples.
+
+include(GNUInstallDirs)
+set(BLOCKFIT_DOC_DIR ${CMAKE_INSTALL_DATADIR}/doc/blockfit)
+
+install(TARGETS Blockfit RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES man/Blockfit.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES completions/Blockfit.bash RENAME Blockfit
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+install(FILES completions/_Blockfit DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+
+# As in the source tree, so that links between the pages hold.
+install(FILES docs/format.md docs/conditioned-file.svg DESTINATION ${BLOCKFIT_DOC_DIR}/docs)
+install(DIRECTORY examples DESTINATION ${BLOCKFIT_DOC_DIR} FILES_MATCHING
+  PATTERN "*.[ch]" PATTERN "CMakeLists.txt" PATTERN "README.md" PATTERN "make_samples.py"
+  REGEX "/[^/]*\\.(hex|mot|srec|s19|s37|s|bin|txt)$")

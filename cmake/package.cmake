@@ -1,0 +1,33 @@
+# cpack -G DEB: a Debian package of what is installed.
+
+set(CPACK_PACKAGE_NAME blockfit)
+set(CPACK_PACKAGE_VENDOR "the Blockfit authors")
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGE_FILE_NAME blockfit-${PROJECT_VERSION})
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
+set(CPACK_DEBIAN_PACKAGE_SECTION electronics)
+set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_MAINTAINER "Blockfit authors <blockfit@vornex.example>")
+set(CPACK_DEBIAN_PACKAGE_HOMEPAGE "https://vornex.example/blockfit")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "conditions firmware files for consumers that read fixed-size blocks")
+set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
+"Blockfit reads a firmware data file (Intel HEX, Motorola S-record or raw
+binary) and writes one Motorola S-record file with the same bytes, laid out
+so that no record crosses the end of a block. A consumer that takes the file
+in blocks, as a drive does that programs what is dropped on it, can then
+understand each block alone, in any order.
+.
+A reference consumer in C comes with the documentation.")
+
+# What Debian wants otherwise than an installation has it, and its own papers.
+set(BLOCKFIT_SOURCE_DIR ${PROJECT_SOURCE_DIR})
+configure_file(packaging/finish_deb.cmake.in finish_deb.cmake @ONLY)
+set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_BINARY_DIR}/finish_deb.cmake)
+
+include(CPack)

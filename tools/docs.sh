@@ -1,0 +1,65 @@
+#!/usr/bin/env bash
+# Builds the API reference (build/docs/api/index.html) and checks all that is written: that nothing in it is undefined
+# or leads nowhere, and that samples, picture, examples, options and version agree with what the tool does today.
+set -euo pipefail
+
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+source tools/lib/quietly.sh
+source tools/lib/packages.sh
+
+need c++ g++
+need make make
+need cmake cmake
+need doxygen doxygen
+need man man-db
+need mandoc mandoc
+need python3 python3
+install_needed
+
+fail() {
+  echo "$1" >&2
+  exit 1
+}
+
+quietly cmake --preset release
+quietly cmake --build --preset release --parallel "$(nproc)" --target Blockfit
+quietly cmake -S examples/consumer -B build/consumer
+quietly cmake --build build/consumer
+
+echo "Version"
+Version=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' build/release/CMakeCache.txt)
+[[ $(grep -m 1 -oP '^## \[\K[0-9][^]]*' CHANGELOG.md) == "$Version" ]] ||
+  fail "CHANGELOG.md: its latest release is not $Version, the version in CMakeLists.txt"
+
+echo "API reference"
+mkdir -p build/docs
+{ cat docs/Doxyfile && echo "PROJECT_NUMBER = $Version"; } | quietly doxygen -
+
+echo "Manual page"
+mandoc -T lint man/Blockfit.1
+Warnings=$(man --warnings=all --local-file man/Blockfit.1 2>&1 >/dev/null)
+[[ -z $Warnings ]] || fail "$Warnings"
+
+echo "Options and extensions"
+# expect_in WORD FILE...: the word stands in each of the files, with no letter or digit before or behind it.
+expect_in() {
+  local File
+  for File in "${@:2}"; do
+    grep -qP -- "(?<![\w-])$1(?!\w)" "$File" || fail "$File: does not mention $1"
+  done
+}
+Options=$(grep -oP '^ +\{"-\K\w+(?=", Apply)' src/app/options.cpp)
+Extensions=$(grep -oP '^ +\{"\.\K\w+(?=", DATAFILE_Read)' src/datafile/data_file.cpp)
+for Option in $Options; do
+  expect_in "-?$Option" README.md man/Blockfit.1
+done
+for Extension in $Extensions; do
+  expect_in "\.?$Extension" README.md docs/format.md man/Blockfit.1 completions/*
+done
+
+echo "Samples and picture"
+examples/make_samples.py --check
+tools/picture.py --check build/release/Blockfit
+
+echo "Pages"
+tools/docs_check.py build/release build/consumer
