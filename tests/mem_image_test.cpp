@@ -151,6 +151,9 @@ TEST(MemImage, LimitsAreasAndSurvivesFailingAllocations) {
   EXPECT_EQ(0, Small.Write(0x100, "a"));
   EXPECT_EQ(0, Small.Mark(0x200, 2));
   EXPECT_EQ(0, Small.Write(0x300, Big));
+  for (uint64_t i = 0; i < 5; ++i) {  // uses up the first records
+    EXPECT_EQ(0, Small.Write(0x600 + 2 * i, "r"));
+  }
   const std::string Before = Small.Areas();
   FAULT_Arm(FAULT_ALLOC, {});
   EXPECT_EQ(MEMIMG_ERR_NO_MEMORY, Small.Write(0x400, "new"));
@@ -160,10 +163,10 @@ TEST(MemImage, LimitsAreasAndSurvivesFailingAllocations) {
   EXPECT_EQ(MEMIMG_ERR_NO_MEMORY, Small.Write(0x202, std::string(0xFE, 'x'))) << "join with storage";
   EXPECT_EQ(0U, MEMIMG_QueueByte(Small, 0x100, 'q')) << "dropped";
   FAULT_Arm(FAULT_ALLOC, {.First = 2});
-  EXPECT_EQ(0, Small.Write(0x500, "lost"));
+  EXPECT_EQ(0, Small.Write(0x700, Big));
   EXPECT_TRUE(FAULT_Disarm());
   EXPECT_EQ(1U, Small->HasLostBytes);
-  EXPECT_EQ(Before + "500=???? ", Small.Areas());
+  EXPECT_EQ(Before + "700=????????? ", Small.Areas());
   FAULT_Arm(FAULT_ALLOC, {});
   EXPECT_EQ(nullptr, MEMIMG_Create());
   FAULT_Disarm();

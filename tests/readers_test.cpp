@@ -210,11 +210,10 @@ TEST(Readers, FailWhenTheFileCannotBeReadOrKept) {
                      {MOT, FAULT_READ, 2, -1, "Error in line 1: Could not read file."},
                      {BIN, FAULT_ALLOC, 1, -1, "Could not read file. Out of memory."},
                      {BIN, FAULT_ALLOC, 2, -1, "Could not read file. Out of memory."},
-                     {BIN, FAULT_ALLOC, 3, -1, "Could not read file. Out of memory."},
                      {HEX, FAULT_ALLOC, 1, -3, "Error in line 1: malloc Problem"},
                      {MOT, FAULT_ALLOC, 1, -3, "Error in line 1: Malloc problem"},
                      {HEX, FAULT_ALLOC, 2, -3, "Error in line 2: Out of memory"},
-                     {MOT, FAULT_ALLOC, 3, -3, "Error in line 2: Out of memory"}};
+                     {MOT, FAULT_ALLOC, 2, -3, "Error in line 2: Out of memory"}};
   for (const auto& Case : aCase) {
     const TempDir Dir;
     const std::string Path = Dir.Path("f");
@@ -230,9 +229,7 @@ TEST(Readers, FailWhenTheFileCannotBeReadOrKept) {
     EXPECT_EQ(Case.Status, Status);
     EXPECT_STREQ(Case.pError, acError.data());
     SYS_DestroyMutex(&Img.hLock);
-    if (Img.pFirstArea != nullptr) {
-      AREA_Free(Img.pFirstArea);
-    }
+    POOL_Clear(&Img.Pool);
   }
 }
 

@@ -19,7 +19,6 @@ need clang++ clang
 need "/usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-*.a" libclang-rt-dev
 need make make
 need cmake cmake
-need /usr/include/gtest/gtest.h libgtest-dev
 install_needed
 
 # fuzz TARGET: what it finds on the way is kept in a copy of the corpus, an input that fails in $FINDINGS.

@@ -7,6 +7,7 @@ source tools/lib/quietly.sh
 source tools/lib/packages.sh
 
 need clang++ clang
+need "/usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-*.a" libclang-rt-dev
 need clang-format clang-format
 need run-clang-tidy clang-tidy
 need cppcheck cppcheck
@@ -27,26 +28,27 @@ clang-format --dry-run --Werror "${Sources[@]}"
 
 # What clang-tidy lets tests and benchmarks do beyond what .clang-tidy says.
 RELAXED=(
-  clang-analyzer-*                            # takes minutes for what GoogleTest's macros expand to
-  bugprone-reserved-identifier                # __wrap_ and __real_ are the linker's names
-  cert-err58-cpp                              # a constant that throws ends the run, as it should
-  cert-msc32-c cert-msc51-cpp                 # a seed is fixed so that a failure comes again
-  modernize-avoid-c-arrays                    # a table of cases counts its rows itself
-  modernize-use-using                         # the consumer's header is C
-  performance-*                               # plain before fast
+  'clang-analyzer-*'                         # takes minutes for what GoogleTest's macros expand to
+  bugprone-reserved-identifier               # __wrap_ and __real_ are the linker's names
+  cert-err58-cpp                             # a constant that throws ends the run, as it should
+  cert-msc32-c cert-msc51-cpp                # a seed is fixed so that a failure comes again
+  modernize-avoid-c-arrays                   # a table of cases counts its rows itself
+  modernize-use-using                        # the consumer's header is C
+  'performance-*'                            # plain before fast
   readability-function-cognitive-complexity  # a test tells its story in one place
 )
 
 # tidy [OPTION...] PATTERN: checks the files that the pattern fits, and shows nothing but findings.
 tidy() {
-  run-clang-tidy -quiet -j "$(nproc)" -p build/lint "$@" 2>&1 | sed -E '/^(clang-tidy|[0-9]+ warnings? generated)/d'
+  run-clang-tidy -quiet -j "$(nproc)" -p build/lint "$@" 2>&1 |
+    sed -E 's/\x1b\[[0-9;]*m//g; /^(clang-tidy|[0-9]+ warnings? generated)/d'
 }
 
 # Configured with everything on, so that every source file stands in the compile commands.
 quietly cmake --preset lint
 echo "clang-tidy: $(grep -c '"file":' build/lint/compile_commands.json) files"
-tidy '/(src|fuzz|examples)/'
-tidy -checks="$(printf -- '-%s,' "${RELAXED[@]}")" '/(tests|bench)/'
+tidy "$PWD/(src|fuzz|examples)/"
+tidy -checks="$(printf -- '-%s,' "${RELAXED[@]}")" "$PWD/(tests|bench)/"
 
 echo "cppcheck"
 cppcheck --quiet --error-exitcode=1 --enable=warning,style,performance,portability --inline-suppr -j "$(nproc)" \

@@ -7,13 +7,8 @@
 
 namespace {
 
-constexpr uint32_t BLOCK_CAPACITY = 128;
+constexpr uint32_t BLOCK_CAPACITY = 64;
 constexpr uint32_t MIN_BLOCK_REFS = 16;
-
-struct IndexEntry {
-  uint64_t Addr;
-  DataArea* pArea;
-};
 
 /// Where an entry stands, or would have to stand.
 struct IndexPlace {
@@ -23,42 +18,73 @@ struct IndexPlace {
 
 }  // namespace
 
+/// The entries of a block, field by field, so that a search reads addresses and nothing else.
 struct IndexBlock {
   uint32_t NumEntries;
-  IndexEntry aEntry[BLOCK_CAPACITY];  ///< Sorted by address.
+  uint64_t aAddr[BLOCK_CAPACITY];  ///< First addresses, ascending.
+  uint64_t aLast[BLOCK_CAPACITY];  ///< Last addresses.
+  DataArea* apArea[BLOCK_CAPACITY];
 };
 
 namespace {
 
-/// Returns how many of the Num elements, sorted by their address KeyOf, are at or below Addr.
-template <typename Element, typename KeyOf>
-uint32_t CountAtOrBelow(const Element* paElement, uint32_t Num, uint64_t Addr, KeyOf Key) {
-  const Element* pEnd = paElement + Num;
-  const Element* pFound =
-      std::upper_bound(paElement, pEnd, Addr, [Key](uint64_t A, const Element& E) { return A < Key(E); });
-  return static_cast<uint32_t>(pFound - paElement);
+uint64_t KeyOf(uint64_t Addr) {
+  return Addr;
+}
+
+uint64_t KeyOf(const IndexBlockRef& Ref) {
+  return Ref.FirstAddr;
+}
+
+/// Returns how many of the Num sorted elements are at or below Addr. Every step but the last halves what is left
+/// without a branch on the comparison, which would be mispredicted half of the time.
+template <typename Element>
+uint32_t CountAtOrBelow(const Element* paElement, uint32_t Num, uint64_t Addr) {
+  const Element* pFirst = paElement;
+  while (Num > 1) {
+    const uint32_t Half = Num / 2;
+    pFirst += KeyOf(pFirst[Half - 1]) <= Addr ? Half : 0;
+    Num -= Half;
+  }
+  return static_cast<uint32_t>(pFirst - paElement) + (Num == 1 && KeyOf(*pFirst) <= Addr ? 1 : 0);
+}
+
+bool IsInBlock(const AreaIndex& Index, uint32_t Block, uint64_t Addr) {
+  return Block < Index.NumBlocks && Index.paBlockRef[Block].FirstAddr <= Addr &&
+         (Block + 1 == Index.NumBlocks || Addr < Index.paBlockRef[Block + 1].FirstAddr);
 }
 
 /// Returns the block in which Addr belongs: the last that begins at or below it, else the first.
-uint32_t BlockFor(const AreaIndex& Index, uint64_t Addr) {
-  const uint32_t Num =
-      CountAtOrBelow(Index.paBlockRef, Index.NumBlocks, Addr, [](const IndexBlockRef& Ref) { return Ref.FirstAddr; });
-  return Num != 0 ? Num - 1 : 0;
+uint32_t BlockFor(AreaIndex* pIndex, uint64_t Addr) {
+  if (!IsInBlock(*pIndex, pIndex->RecentBlock, Addr)) {
+    const uint32_t Num = CountAtOrBelow(pIndex->paBlockRef, pIndex->NumBlocks, Addr);
+    pIndex->RecentBlock = Num != 0 ? Num - 1 : 0;
+  }
+  return pIndex->RecentBlock;
+}
+
+/// Asks for all addresses of a block at once: a search in one that is not in the cache would wait for one line of it
+/// after the other.
+void PrefetchAddresses(const IndexBlock& Block) {
+  constexpr uint32_t ADDRESSES_PER_LINE = 8;
+  for (uint32_t i = 0; i < BLOCK_CAPACITY; i += ADDRESSES_PER_LINE) {
+    __builtin_prefetch(&Block.aAddr[i]);
+  }
 }
 
 uint32_t EntriesAtOrBelow(const IndexBlock& Block, uint64_t Addr) {
-  return CountAtOrBelow(Block.aEntry, Block.NumEntries, Addr, [](const IndexEntry& Entry) { return Entry.Addr; });
+  return CountAtOrBelow(Block.aAddr, Block.NumEntries, Addr);
 }
 
 /// Returns the place of the entry that was made with exactly this address.
-IndexPlace PlaceOf(const AreaIndex& Index, uint64_t Addr) {
-  const uint32_t Block = BlockFor(Index, Addr);
-  return {Block, EntriesAtOrBelow(*Index.paBlockRef[Block].pBlock, Addr) - 1};
+IndexPlace PlaceOf(AreaIndex* pIndex, uint64_t Addr) {
+  const uint32_t Block = BlockFor(pIndex, Addr);
+  return {Block, EntriesAtOrBelow(*pIndex->paBlockRef[Block].pBlock, Addr) - 1};
 }
 
 /// Puts Element at position At of an array of Num elements that has room for one more.
 template <typename Element>
-void InsertAt(Element* paElement, uint32_t Num, uint32_t At, const Element& New) {
+void InsertAt(Element* paElement, uint32_t Num, uint32_t At, Element New) {
   std::memmove(paElement + At + 1, paElement + At, (Num - At) * sizeof(Element));
   paElement[At] = New;
 }
@@ -93,7 +119,7 @@ void RemoveAt(Element* paElement, uint32_t Num, uint32_t At) {
     return nullptr;
   }
   pBlock->NumEntries = 0;
-  InsertAt(pIndex->paBlockRef, pIndex->NumBlocks, At, {FirstAddr, pBlock});
+  InsertAt(pIndex->paBlockRef, pIndex->NumBlocks, At, IndexBlockRef{FirstAddr, pBlock});
   ++pIndex->NumBlocks;
   return pBlock;
 }
@@ -102,14 +128,16 @@ void RemoveAt(Element* paElement, uint32_t Num, uint32_t At) {
 /// new entry starts the next block: appended areas then fill their blocks whole.
 [[nodiscard]] bool SplitBlock(AreaIndex* pIndex, uint32_t Block, uint64_t Addr) {
   IndexBlock* pFull = pIndex->paBlockRef[Block].pBlock;
-  const bool IsAppend = pFull->aEntry[BLOCK_CAPACITY - 1].Addr < Addr;
+  const bool IsAppend = pFull->aAddr[BLOCK_CAPACITY - 1] < Addr;
   const uint32_t NumKept = IsAppend ? BLOCK_CAPACITY - 1 : BLOCK_CAPACITY / 2;
-  IndexBlock* pNew = NewBlock(pIndex, Block + 1, pFull->aEntry[NumKept].Addr);
+  IndexBlock* pNew = NewBlock(pIndex, Block + 1, pFull->aAddr[NumKept]);
   if (pNew == nullptr) {
     return false;
   }
   pNew->NumEntries = BLOCK_CAPACITY - NumKept;
-  std::memcpy(pNew->aEntry, pFull->aEntry + NumKept, pNew->NumEntries * sizeof(IndexEntry));
+  std::memcpy(pNew->aAddr, pFull->aAddr + NumKept, pNew->NumEntries * sizeof(uint64_t));
+  std::memcpy(pNew->aLast, pFull->aLast + NumKept, pNew->NumEntries * sizeof(uint64_t));
+  std::memcpy(pNew->apArea, pFull->apArea + NumKept, pNew->NumEntries * sizeof(DataArea*));
   pFull->NumEntries = NumKept;
   return true;
 }
@@ -117,42 +145,58 @@ void RemoveAt(Element* paElement, uint32_t Num, uint32_t At) {
 /// The reference to a block repeats its first entry's address.
 void RefreshFirstAddr(AreaIndex* pIndex, uint32_t Block) {
   IndexBlockRef* pRef = &pIndex->paBlockRef[Block];
-  pRef->FirstAddr = pRef->pBlock->aEntry[0].Addr;
+  pRef->FirstAddr = pRef->pBlock->aAddr[0];
 }
 
 }  // namespace
 
-DataArea* INDEX_FindAtOrBelow(const AreaIndex& Index, uint64_t Addr) {
-  if (Index.NumBlocks == 0) {
-    return nullptr;
-  }
-  const IndexBlock* pBlock = Index.paBlockRef[BlockFor(Index, Addr)].pBlock;
+AreaNeighbours INDEX_Find(AreaIndex* pIndex, uint64_t Addr) {
+  const uint32_t At = BlockFor(pIndex, Addr);
+  const IndexBlock* pBlock = pIndex->paBlockRef[At].pBlock;
+  PrefetchAddresses(*pBlock);
   const uint32_t Num = EntriesAtOrBelow(*pBlock, Addr);
-  return Num != 0 ? pBlock->aEntry[Num - 1].pArea : nullptr;
+  AreaNeighbours Near{};
+  if (Num != 0) {
+    Near.pBelow = pBlock->apArea[Num - 1];
+    Near.BelowLast = pBlock->aLast[Num - 1];
+  }
+  if (Num < pBlock->NumEntries) {
+    Near.pAbove = pBlock->apArea[Num];
+    Near.AboveAddr = pBlock->aAddr[Num];
+  } else if (At + 1 < pIndex->NumBlocks) {
+    Near.pAbove = pIndex->paBlockRef[At + 1].pBlock->apArea[0];
+    Near.AboveAddr = pIndex->paBlockRef[At + 1].FirstAddr;
+  }
+  return Near;
 }
 
 bool INDEX_Insert(AreaIndex* pIndex, DataArea* pArea) {
   if (pIndex->NumBlocks == 0 && NewBlock(pIndex, 0, pArea->Addr) == nullptr) {
     return false;
   }
-  uint32_t Block = BlockFor(*pIndex, pArea->Addr);
+  uint32_t Block = BlockFor(pIndex, pArea->Addr);
   if (pIndex->paBlockRef[Block].pBlock->NumEntries == BLOCK_CAPACITY) {
     if (!SplitBlock(pIndex, Block, pArea->Addr)) {
       return false;
     }
-    Block = BlockFor(*pIndex, pArea->Addr);
+    Block = BlockFor(pIndex, pArea->Addr);
   }
   IndexBlock* pBlock = pIndex->paBlockRef[Block].pBlock;
-  InsertAt(pBlock->aEntry, pBlock->NumEntries, EntriesAtOrBelow(*pBlock, pArea->Addr), {pArea->Addr, pArea});
+  const uint32_t At = EntriesAtOrBelow(*pBlock, pArea->Addr);
+  InsertAt(pBlock->aAddr, pBlock->NumEntries, At, pArea->Addr);
+  InsertAt(pBlock->aLast, pBlock->NumEntries, At, AREA_LastOf(*pArea));
+  InsertAt(pBlock->apArea, pBlock->NumEntries, At, pArea);
   ++pBlock->NumEntries;
   RefreshFirstAddr(pIndex, Block);
   return true;
 }
 
 void INDEX_Remove(AreaIndex* pIndex, uint64_t Addr) {
-  const IndexPlace Place = PlaceOf(*pIndex, Addr);
+  const IndexPlace Place = PlaceOf(pIndex, Addr);
   IndexBlock* pBlock = pIndex->paBlockRef[Place.Block].pBlock;
-  RemoveAt(pBlock->aEntry, pBlock->NumEntries, Place.Entry);
+  RemoveAt(pBlock->aAddr, pBlock->NumEntries, Place.Entry);
+  RemoveAt(pBlock->aLast, pBlock->NumEntries, Place.Entry);
+  RemoveAt(pBlock->apArea, pBlock->NumEntries, Place.Entry);
   --pBlock->NumEntries;
   if (pBlock->NumEntries != 0) {
     RefreshFirstAddr(pIndex, Place.Block);
@@ -163,10 +207,31 @@ void INDEX_Remove(AreaIndex* pIndex, uint64_t Addr) {
   --pIndex->NumBlocks;
 }
 
-void INDEX_Move(AreaIndex* pIndex, uint64_t OldAddr, uint64_t NewAddr) {
-  const IndexPlace Place = PlaceOf(*pIndex, OldAddr);
-  pIndex->paBlockRef[Place.Block].pBlock->aEntry[Place.Entry].Addr = NewAddr;
+void INDEX_Update(AreaIndex* pIndex, uint64_t OldAddr, const DataArea& Area) {
+  const IndexPlace Place = PlaceOf(pIndex, OldAddr);
+  IndexBlock* pBlock = pIndex->paBlockRef[Place.Block].pBlock;
+  pBlock->aAddr[Place.Entry] = Area.Addr;
+  pBlock->aLast[Place.Entry] = AREA_LastOf(Area);
   RefreshFirstAddr(pIndex, Place.Block);
+}
+
+void INDEX_Prefetch(AreaIndex* pIndex, uint64_t Addr) {
+  if (INDEX_IsEmpty(*pIndex)) {
+    return;
+  }
+  uint32_t Block = BlockFor(pIndex, Addr);
+  uint32_t Entry = EntriesAtOrBelow(*pIndex->paBlockRef[Block].pBlock, Addr);
+  for (uint32_t i = 0; i < INDEX_PREFETCH_AREAS; ++i, ++Entry) {
+    if (Entry == pIndex->paBlockRef[Block].pBlock->NumEntries) {
+      if (++Block == pIndex->NumBlocks) {
+        return;
+      }
+      Entry = 0;
+    }
+    const DataArea* pArea = pIndex->paBlockRef[Block].pBlock->apArea[Entry];
+    __builtin_prefetch(pArea);
+    __builtin_prefetch(pArea + 1);  // its first bytes
+  }
 }
 
 void INDEX_Clear(AreaIndex* pIndex) {

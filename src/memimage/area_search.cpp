@@ -15,16 +15,20 @@ void BuildIndex(MemImage* pImage) {
   }
 }
 
-DataArea* WalkToAtOrBelow(const MemImage& Image, uint64_t Addr) {
-  DataArea* pBelow = nullptr;
-  for (DataArea* p = Image.pFirstArea; p != nullptr && p->Addr <= Addr; p = p->pNext) {
-    pBelow = p;
+AreaNeighbours Walk(const MemImage& Image, uint64_t Addr) {
+  AreaNeighbours Near{};
+  Near.pAbove = Image.pFirstArea;
+  while (Near.pAbove != nullptr && Near.pAbove->Addr <= Addr) {
+    Near.pBelow = Near.pAbove;
+    Near.pAbove = Near.pAbove->pNext;
   }
-  return pBelow;
+  Near.BelowLast = Near.pBelow != nullptr ? AREA_LastOf(*Near.pBelow) : 0;
+  Near.AboveAddr = Near.pAbove != nullptr ? Near.pAbove->Addr : 0;
+  return Near;
 }
 
-DataArea* FindAtOrBelow(const MemImage& Image, uint64_t Addr) {
-  return INDEX_IsEmpty(Image.Index) ? WalkToAtOrBelow(Image, Addr) : INDEX_FindAtOrBelow(Image.Index, Addr);
+AreaNeighbours Find(MemImage* pImage, uint64_t Addr) {
+  return INDEX_IsEmpty(pImage->Index) ? Walk(*pImage, Addr) : INDEX_Find(&pImage->Index, Addr);
 }
 
 }  // namespace
@@ -33,13 +37,12 @@ AreaNeighbours MEMIMG_FindAreas(MemImage* pImage, uint64_t Addr) {
   if (INDEX_IsEmpty(pImage->Index) && pImage->NumAreas > LONGEST_WALK) {
     BuildIndex(pImage);
   }
-  DataArea* pBelow = FindAtOrBelow(*pImage, Addr);
-  return {pBelow, pBelow != nullptr ? pBelow->pNext : pImage->pFirstArea};
+  return Find(pImage, Addr);
 }
 
 DataArea* MEMIMG_LastArea(MemImage* pImage) {
   if (pImage->pLastArea == nullptr) {
-    pImage->pLastArea = FindAtOrBelow(*pImage, UINT64_MAX);
+    pImage->pLastArea = Find(pImage, UINT64_MAX).pBelow;
   }
   return pImage->pLastArea;
 }

@@ -3,12 +3,6 @@
 
 #include "memimage/mem_image.h"
 
-/// The two neighbours in the chain that an address stands between.
-struct AreaNeighbours {
-  DataArea* pBelow;  ///< Last area that begins at or below the address, which may hold it; null for none.
-  DataArea* pAbove;  ///< The area behind pBelow, or the first of the chain; null for none.
-};
-
 /// Finds the neighbours of Addr: through the index, which is built when the chain has grown long, or by a walk where
 /// there is no memory for one. O(log areas) with the index.
 [[nodiscard]] AreaNeighbours MEMIMG_FindAreas(MemImage* pImage, uint64_t Addr);

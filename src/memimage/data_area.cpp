@@ -7,17 +7,22 @@
 
 namespace {
 
-constexpr uint64_t MIN_BUFFER_BYTES = 128;
-
 /// Room given beyond what is needed grows with the buffer, so that reallocations become rarer as an area grows.
 uint64_t SpareFor(uint64_t NumBytesAlloc) {
   return NumBytesAlloc / 8 + 128;
 }
 
-void FreeBuffer(DataArea* pArea) {
-  if (AREA_HasStorage(*pArea)) {
-    SYS_Free(pArea->pData - pArea->NumBytesFront);
-  }
+uint8_t* BufferOf(const DataArea& Area) {
+  return Area.pData - Area.NumBytesFront;
+}
+
+/// The room that every record has behind it.
+uint8_t* FirstBufferOf(DataArea* pArea) {
+  return reinterpret_cast<uint8_t*>(pArea + 1);
+}
+
+bool IsInFirstBuffer(DataArea* pArea) {
+  return BufferOf(*pArea) == FirstBufferOf(pArea);
 }
 
 /// Makes the buffer of *pFrom, contents and room, the buffer of *pTo, which has none.
@@ -35,15 +40,31 @@ WriteRange RangeOf(const DataArea& Area) {
   return {Area.Addr, Area.NumBytes, Area.pData, -1};
 }
 
+/// Gives the area a new buffer with NewFront bytes in front of its contents and NewAlloc bytes from them on.
+[[nodiscard]] bool MoveToNewBuffer(DataArea* pArea, uint64_t NewFront, uint64_t NewAlloc) {
+  const uint64_t Size = NewFront + NewAlloc;
+  uint8_t* pBlock = Size <= UINT32_MAX ? static_cast<uint8_t*>(SYS_Alloc(static_cast<uint32_t>(Size))) : nullptr;
+  if (pBlock == nullptr) {
+    return false;
+  }
+  std::memcpy(pBlock + NewFront, pArea->pData, static_cast<size_t>(pArea->NumBytes));
+  AREA_FreeBuffer(pArea);
+  pArea->pData = pBlock + NewFront;
+  pArea->NumBytesAlloc = NewAlloc;
+  pArea->NumBytesFront = NewFront;
+  return true;
+}
+
 /// Grows the buffer at its end to NumBytesAlloc, or to the largest that can be asked for.
 [[nodiscard]] bool GrowAtEnd(DataArea* pArea, uint64_t NumBytesAlloc, uint64_t NumBytesNeeded) {
-  const uint64_t Largest = UINT32_MAX - pArea->NumBytesFront;
-  const uint64_t NewAlloc = std::min(NumBytesAlloc, Largest);
+  const uint64_t NewAlloc = std::min(NumBytesAlloc, UINT32_MAX - pArea->NumBytesFront);
   if (NewAlloc < NumBytesNeeded) {
     return false;
   }
-  void* pBlock =
-      SYS_Realloc(pArea->pData - pArea->NumBytesFront, static_cast<uint32_t>(pArea->NumBytesFront + NewAlloc));
+  if (IsInFirstBuffer(pArea)) {
+    return MoveToNewBuffer(pArea, pArea->NumBytesFront, NewAlloc);
+  }
+  void* pBlock = SYS_Realloc(BufferOf(*pArea), static_cast<uint32_t>(pArea->NumBytesFront + NewAlloc));
   if (pBlock == nullptr) {
     return false;
   }
@@ -56,31 +77,17 @@ WriteRange RangeOf(const DataArea& Area) {
 void SlideUp(DataArea* pArea, uint64_t NumBytes) {
   const uint64_t NumFree = pArea->NumBytesFront + pArea->NumBytesAlloc - pArea->NumBytes;
   const uint64_t NewFront = NumBytes + (NumFree - NumBytes) / 2;
-  uint8_t* pBlock = pArea->pData - pArea->NumBytesFront;
+  uint8_t* pBlock = BufferOf(*pArea);
   std::memmove(pBlock + NewFront, pArea->pData, static_cast<size_t>(pArea->NumBytes));
   pArea->pData = pBlock + NewFront;
   pArea->NumBytesAlloc = pArea->NumBytesFront + pArea->NumBytesAlloc - NewFront;
   pArea->NumBytesFront = NewFront;
 }
 
-/// Gives the area a new buffer with NewFront bytes in front of the contents and the room at the end that it had.
-[[nodiscard]] bool MoveToNewBuffer(DataArea* pArea, uint64_t NewFront) {
-  const uint64_t Size = NewFront + pArea->NumBytesAlloc;
-  uint8_t* pBlock = Size <= UINT32_MAX ? static_cast<uint8_t*>(SYS_Alloc(static_cast<uint32_t>(Size))) : nullptr;
-  if (pBlock == nullptr) {
-    return false;
-  }
-  std::memcpy(pBlock + NewFront, pArea->pData, static_cast<size_t>(pArea->NumBytes));
-  FreeBuffer(pArea);
-  pArea->pData = pBlock + NewFront;
-  pArea->NumBytesFront = NewFront;
-  return true;
-}
-
 /// Joins where one of the two areas has no storage: the whole gets a new buffer, in which MEMIMG_ERASED_BYTE stands for
 /// what nobody holds.
 [[nodiscard]] bool JoinInNewBuffer(DataArea* pArea, const WriteRange& Gap, DataArea* pNext) {
-  const uint64_t Size = std::max(pArea->NumBytes + Gap.NumBytes + pNext->NumBytes, MIN_BUFFER_BYTES);
+  const uint64_t Size = std::max(pArea->NumBytes + Gap.NumBytes + pNext->NumBytes, MEMIMG_MIN_BUFFER_BYTES);
   uint8_t* pBlock = static_cast<uint8_t*>(SYS_Alloc(static_cast<uint32_t>(Size)));
   if (pBlock == nullptr) {
     return false;
@@ -88,9 +95,8 @@ void SlideUp(DataArea* pArea, uint64_t NumBytes) {
   AREA_PutBytes(pBlock, RangeOf(*pArea));
   AREA_PutBytes(pBlock + pArea->NumBytes, Gap);
   AREA_PutBytes(pBlock + pArea->NumBytes + Gap.NumBytes, RangeOf(*pNext));
-  FreeBuffer(pArea);
-  FreeBuffer(pNext);
-  pNext->pData = nullptr;
+  AREA_FreeBuffer(pArea);
+  AREA_FreeBuffer(pNext);
   pArea->pData = pBlock;
   pArea->NumBytesAlloc = Size;
   pArea->NumBytesFront = 0;
@@ -100,13 +106,12 @@ void SlideUp(DataArea* pArea, uint64_t NumBytes) {
 
 [[nodiscard]] bool JoinAtEndOf(DataArea* pArea, const WriteRange& Gap, DataArea* pNext) {
   const uint64_t Sum = pArea->NumBytes + Gap.NumBytes + pNext->NumBytes;
-  if (pArea->NumBytesAlloc < Sum && !GrowAtEnd(pArea, 2 * std::max(Sum, MIN_BUFFER_BYTES), Sum)) {
+  if (pArea->NumBytesAlloc < Sum && !GrowAtEnd(pArea, 2 * std::max(Sum, MEMIMG_MIN_BUFFER_BYTES), Sum)) {
     return false;
   }
   AREA_PutAtEnd(pArea, Gap);
   AREA_PutAtEnd(pArea, RangeOf(*pNext));
-  FreeBuffer(pNext);
-  pNext->pData = nullptr;
+  AREA_FreeBuffer(pNext);
   return true;
 }
 
@@ -116,7 +121,7 @@ void SlideUp(DataArea* pArea, uint64_t NumBytes) {
   }
   AREA_PutInFront(pNext, Gap);
   AREA_PutInFront(pNext, RangeOf(*pArea));
-  FreeBuffer(pArea);
+  AREA_FreeBuffer(pArea);
   HandOverBuffer(pNext, pArea);
   pArea->NumBytes = pNext->NumBytes;
   return true;
@@ -124,27 +129,27 @@ void SlideUp(DataArea* pArea, uint64_t NumBytes) {
 
 }  // namespace
 
-DataArea* AREA_Create(const WriteRange& Range) {
-  DataArea* pArea = static_cast<DataArea*>(SYS_Alloc(sizeof(DataArea)));
-  if (pArea == nullptr) {
-    return nullptr;
-  }
+void AREA_Init(DataArea* pArea, const WriteRange& Range) {
   *pArea = {nullptr, nullptr, Range.Addr, Range.NumBytes, 0, 0};
   if (!AREA_HasContents(Range)) {
-    return pArea;
+    return;
   }
-  const uint64_t Size = std::max(Range.NumBytes, MIN_BUFFER_BYTES);
-  pArea->pData = static_cast<uint8_t*>(SYS_Alloc(static_cast<uint32_t>(Size)));
+  if (Range.NumBytes <= MEMIMG_MIN_BUFFER_BYTES) {
+    pArea->pData = FirstBufferOf(pArea);
+  } else {
+    pArea->pData = static_cast<uint8_t*>(SYS_Alloc(static_cast<uint32_t>(Range.NumBytes)));
+  }
   if (AREA_HasStorage(*pArea)) {
-    pArea->NumBytesAlloc = Size;
+    pArea->NumBytesAlloc = std::max(Range.NumBytes, MEMIMG_MIN_BUFFER_BYTES);
     AREA_PutBytes(pArea->pData, Range);
   }
-  return pArea;
 }
 
-void AREA_Free(DataArea* pArea) {
-  FreeBuffer(pArea);
-  SYS_Free(pArea);
+void AREA_FreeBuffer(DataArea* pArea) {
+  if (AREA_HasStorage(*pArea) && !IsInFirstBuffer(pArea)) {
+    SYS_Free(BufferOf(*pArea));
+  }
+  pArea->pData = nullptr;
 }
 
 bool AREA_ReserveAtEnd(DataArea* pArea, uint64_t NumBytes) {
@@ -164,7 +169,7 @@ bool AREA_ReserveInFront(DataArea* pArea, uint64_t NumBytes) {
     SlideUp(pArea, NumBytes);
     return true;
   }
-  return MoveToNewBuffer(pArea, NumBytes + SpareFor(pArea->NumBytesAlloc));
+  return MoveToNewBuffer(pArea, NumBytes + SpareFor(pArea->NumBytesAlloc), pArea->NumBytesAlloc);
 }
 
 void AREA_PutBytes(uint8_t* pDest, const WriteRange& Range) {
@@ -202,5 +207,7 @@ bool AREA_Join(DataArea* pArea, const WriteRange& Gap, DataArea* pNext) {
   if (!AREA_HasStorage(*pArea) || !AREA_HasStorage(*pNext)) {
     return JoinInNewBuffer(pArea, Gap, pNext);
   }
-  return pArea->NumBytes >= pNext->NumBytes ? JoinAtEndOf(pArea, Gap, pNext) : JoinInFrontOf(pArea, Gap, pNext);
+  // A first buffer cannot be handed over; it is short, so copying it is as cheap.
+  const bool IsNextKept = pNext->NumBytes > pArea->NumBytes && !IsInFirstBuffer(pNext);
+  return IsNextKept ? JoinInFrontOf(pArea, Gap, pNext) : JoinAtEndOf(pArea, Gap, pNext);
 }

@@ -1,9 +1,10 @@
-/// One run of the memory image and its buffer. Nothing here knows of the chain the run stands in.
+/// One run of the memory image and its buffer. Nothing here knows of the chain the run stands in, or where its record
+/// comes from; but behind every record there is room for a first buffer, so that a short run needs no other.
 #pragma once
 
 #include <cstdint>
 
-/// A contiguous run of bytes, one heap record a run, owned by its image.
+/// A contiguous run of bytes, owned by its image.
 ///
 /// The buffer has room on both sides of the contents, so that a run grows upwards and downwards at the same small cost:
 ///
@@ -18,6 +19,9 @@ struct DataArea {
   uint64_t NumBytesAlloc;  ///< Bytes allocated from pData on, at least NumBytes; 0 without storage.
   uint64_t NumBytesFront;  ///< Bytes allocated in front of pData.
 };
+
+/// The smallest buffer of an area, and the room behind its record.
+constexpr uint64_t MEMIMG_MIN_BUFFER_BYTES = 128;
 
 /// The longest area.
 constexpr uint64_t MEMIMG_MAX_AREA_BYTES = 0x7FFFFFFF;
@@ -47,12 +51,12 @@ inline bool AREA_HasContents(const WriteRange& Range) {
   return Range.pData != nullptr || Range.FillByte >= 0;
 }
 
-/// Returns a new area for the range, in no chain, with a buffer of at least 128 bytes that holds the range's contents;
-/// without storage if the range has no contents or the buffer cannot be had. Null when the record itself cannot be had.
-[[nodiscard]] DataArea* AREA_Create(const WriteRange& Range);
+/// Makes a record the area of the range, in no chain, with a buffer that holds the range's contents; without storage if
+/// the range has no contents or the buffer cannot be had.
+void AREA_Init(DataArea* pArea, const WriteRange& Range);
 
-/// Releases the area and its buffer.
-void AREA_Free(DataArea* pArea);
+/// Releases the area's buffer, if it has one; it has no storage then.
+void AREA_FreeBuffer(DataArea* pArea);
 
 /// Makes room for NumBytes more bytes behind the contents of an area with storage; O(1) amortised over a growing area.
 /// Returns false, with nothing changed, when that cannot be had.

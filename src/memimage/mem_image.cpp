@@ -16,15 +16,6 @@ constexpr uint64_t PENDING_STEP = 100;
   return pImage->hLock != nullptr;
 }
 
-void FreeAreas(MemImage* pImage) {
-  DataArea* pArea = pImage->pFirstArea;
-  while (pArea != nullptr) {
-    DataArea* pNext = pArea->pNext;
-    AREA_Free(pArea);
-    pArea = pNext;
-  }
-}
-
 /// Returns whether the byte is in the image now.
 [[nodiscard]] bool CommitByte(MemImage* pImage, const PendingByte& Byte) {
   DataArea* pArea = MEMIMG_FindAreas(pImage, Byte.Addr).pBelow;
@@ -73,7 +64,7 @@ void MEMIMG_Free(MemImage* pImage) {
     return;
   }
   SYS_DestroyMutex(&pImage->hLock);
-  FreeAreas(pImage);
+  POOL_Clear(&pImage->Pool);
   INDEX_Clear(&pImage->Index);
   SYS_Free(pImage->paPending);
   SYS_Free(pImage);

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "memimage/area_index.h"
+#include "memimage/area_pool.h"
 #include "memimage/data_area.h"
 #include "sys/mutex_table.h"
 
@@ -28,6 +29,7 @@ struct MemImage {
   int64_t CursorIndex;       ///< Position in the chain of pCursorArea, -1: the cursor is invalid.
   DataArea* pCursorArea;     ///< Where the last run search stopped.
 
+  AreaPool Pool;          ///< The areas' records.
   AreaIndex Index;        ///< All areas or, until a write needs it and when memory is short, none.
   uint32_t HasLostBytes;  ///< 1 when contents given to a successful write could not be kept: an area has no storage.
 };

@@ -90,8 +90,16 @@ void CopyOverlap(const DataArea& Area, const Span& Range, const SpanOutput& Out)
   }
 }
 
-/// Fills the span from the areas: one fill, and one copy an area.
+bool IsWithin(const Span& Range, const DataArea& Area) {
+  return Area.Addr <= Range.Addr && Range.Addr + (Range.NumBytes - 1) <= AREA_LastOf(Area);
+}
+
+/// Fills the span from the areas: one fill, and one copy an area; the copy alone where one area has it all.
 void FillFromAreas(const DataArea* pArea, const Span& Range, const SpanOutput& Out) {
+  if (AREA_HasStorage(*pArea) && IsWithin(Range, *pArea)) {
+    CopyOverlap(*pArea, Range, Out);
+    return;
+  }
   if (Out.pData != nullptr) {
     std::memset(Out.pData, Out.FillByte, static_cast<size_t>(Range.NumBytes));
   }
@@ -165,6 +173,9 @@ int64_t MEMIMG_FindRun(MemImage* pImage, uint64_t Addr, uint64_t EndAddr, uint64
        pArea = pArea->pNext, ++Position) {
     pImage->CursorIndex = Position;
     pImage->pCursorArea = pArea;
+    if (Position % INDEX_PREFETCH_AREAS == 0) {
+      INDEX_Prefetch(&pImage->Index, pArea->Addr);
+    }
     const uint64_t First = pArea->Addr;
     const uint64_t Last = AREA_LastOf(*pArea);
     if (First <= Addr && Last >= Addr) {

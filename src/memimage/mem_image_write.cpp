@@ -22,20 +22,27 @@ void EnterInIndex(MemImage* pImage, DataArea* pArea) {
   }
 }
 
-/// Makes the range an area of its own behind pPrev, at the head of the chain if that is null.
-[[nodiscard]] int NewArea(MemImage* pImage, DataArea* pPrev, const WriteRange& Range) {
+/// The area that began at OldAddr has grown.
+void UpdateIndex(MemImage* pImage, uint64_t OldAddr, const DataArea& Area) {
+  if (!INDEX_IsEmpty(pImage->Index)) {
+    INDEX_Update(&pImage->Index, OldAddr, Area);
+  }
+}
+
+/// Makes the range an area of its own between two neighbours in the chain, either of which may be null.
+[[nodiscard]] int NewArea(MemImage* pImage, DataArea* pPrev, DataArea* pNext, const WriteRange& Range) {
   if (!IsLegalLength(Range.NumBytes, 0)) {
     return MEMIMG_ERR_NO_MEMORY;
   }
-  DataArea* pArea = AREA_Create(Range);
+  DataArea* pArea = POOL_Take(&pImage->Pool);
   if (pArea == nullptr) {
     return MEMIMG_ERR_NO_MEMORY;
   }
+  AREA_Init(pArea, Range);
   NoteLostBytes(pImage, *pArea, Range);
-  DataArea** ppLink = pPrev != nullptr ? &pPrev->pNext : &pImage->pFirstArea;
-  pArea->pNext = *ppLink;
-  *ppLink = pArea;
-  if (pArea->pNext == nullptr) {
+  pArea->pNext = pNext;
+  (pPrev != nullptr ? pPrev->pNext : pImage->pFirstArea) = pArea;
+  if (pNext == nullptr) {
     pImage->pLastArea = pArea;
   }
   ++pImage->NumAreas;
@@ -54,7 +61,8 @@ void RemoveNext(MemImage* pImage, DataArea* pArea, uint64_t NextAddr) {
   if (!INDEX_IsEmpty(pImage->Index)) {
     INDEX_Remove(&pImage->Index, NextAddr);
   }
-  AREA_Free(pNext);
+  AREA_FreeBuffer(pNext);
+  POOL_Give(&pImage->Pool, pNext);
   --pImage->NumAreas;
   pImage->CursorIndex = -1;
 }
@@ -68,6 +76,7 @@ void RemoveNext(MemImage* pImage, DataArea* pArea, uint64_t NextAddr) {
   }
   NoteLostBytes(pImage, *pArea, Range);
   RemoveNext(pImage, pArea, NextAddr);
+  UpdateIndex(pImage, pArea->Addr, *pArea);
   return 0;
 }
 
@@ -77,6 +86,7 @@ void RemoveNext(MemImage* pImage, DataArea* pArea, uint64_t NextAddr) {
     return MEMIMG_ERR_NO_MEMORY;
   }
   AREA_PutAtEnd(pArea, Range);
+  UpdateIndex(pImage, pArea->Addr, *pArea);
   NoteLostBytes(pImage, *pArea, Range);
   return 0;
 }
@@ -86,10 +96,9 @@ void RemoveNext(MemImage* pImage, DataArea* pArea, uint64_t NextAddr) {
       (AREA_HasStorage(*pArea) && !AREA_ReserveInFront(pArea, Range.NumBytes))) {
     return MEMIMG_ERR_NO_MEMORY;
   }
-  if (!INDEX_IsEmpty(pImage->Index)) {
-    INDEX_Move(&pImage->Index, pArea->Addr, Range.Addr);
-  }
+  const uint64_t OldAddr = pArea->Addr;
   AREA_PutInFront(pArea, Range);
+  UpdateIndex(pImage, OldAddr, *pArea);
   NoteLostBytes(pImage, *pArea, Range);
   return 0;
 }
@@ -99,24 +108,24 @@ void RemoveNext(MemImage* pImage, DataArea* pArea, uint64_t NextAddr) {
   if (pLast != nullptr && AREA_LastOf(*pLast) + 1 == Range.Addr) {
     return ExtendAtEnd(pImage, pLast, Range);
   }
-  return NewArea(pImage, pLast, Range);
+  return NewArea(pImage, pLast, nullptr, Range);
 }
 
 /// Stores a range anywhere in the chain.
 [[nodiscard]] int Insert(MemImage* pImage, const WriteRange& Range) {
   const AreaNeighbours Near = MEMIMG_FindAreas(pImage, Range.Addr);
   const uint64_t RangeLast = Range.Addr + (Range.NumBytes - 1);
-  const bool IsInBelow = Near.pBelow != nullptr && AREA_LastOf(*Near.pBelow) >= Range.Addr;
-  const bool ReachesAbove = Near.pAbove != nullptr && RangeLast >= Near.pAbove->Addr;
+  const bool IsInBelow = Near.pBelow != nullptr && Near.BelowLast >= Range.Addr;
+  const bool ReachesAbove = Near.pAbove != nullptr && RangeLast >= Near.AboveAddr;
   if (IsInBelow || ReachesAbove) {
     return MEMIMG_ERR_OVERLAP;
   }
-  const bool TouchesBelow = Near.pBelow != nullptr && AREA_LastOf(*Near.pBelow) + 1 == Range.Addr;
-  const bool TouchesAbove = Near.pAbove != nullptr && RangeLast + 1 == Near.pAbove->Addr;
+  const bool TouchesBelow = Near.pBelow != nullptr && Near.BelowLast + 1 == Range.Addr;
+  const bool TouchesAbove = Near.pAbove != nullptr && RangeLast + 1 == Near.AboveAddr;
   if (TouchesBelow) {
     return TouchesAbove ? MEMIMG_MergeWithNext(pImage, Near.pBelow, Range) : ExtendAtEnd(pImage, Near.pBelow, Range);
   }
-  return TouchesAbove ? ExtendAtFront(pImage, Near.pAbove, Range) : NewArea(pImage, Near.pBelow, Range);
+  return TouchesAbove ? ExtendAtFront(pImage, Near.pAbove, Range) : NewArea(pImage, Near.pBelow, Near.pAbove, Range);
 }
 
 }  // namespace

@@ -31,9 +31,9 @@ uint32_t NumAddressBytesOf(uint32_t Type) {
 
 /// S-record checksum: the ones' complement of the low byte of the sum of all bytes before it.
 uint8_t ChecksumOf(const uint8_t* pBytes, uint32_t NumBytes) {
-  uint32_t Sum = 0;
+  uint8_t Sum = 0;  // no wider than needed, so that the compiler can add many at a time
   for (uint32_t i = 0; i < NumBytes; ++i) {
-    Sum += pBytes[i];
+    Sum = static_cast<uint8_t>(Sum + pBytes[i]);
   }
   return static_cast<uint8_t>(~Sum);
 }
