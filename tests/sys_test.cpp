@@ -1,139 +1,98 @@
 // Paths, files, directories and the mutex table.
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
-#include <atomic>
 #include <chrono>
+#include <csignal>
+#include <semaphore>
 #include <thread>
 
 #include "support/faults.h"
-#include "support/program.h"
+#include "support/temp_dir.h"
 #include "sys/directory.h"
 #include "sys/file.h"
 #include "sys/mutex_table.h"
 #include "sys/path.h"
-#include "sys/sleep.h"
 
 namespace {
 
-std::string Split(const char* pPath, uint32_t DirSize) {
-  std::array<char, 3> acDrive{'?'};
-  std::array<char, 64> acDir{};
-  std::array<char, 16> acName{};
-  std::array<char, 16> acExt{};
-  SYS_SplitPath(pPath, {acDrive.data(), 3}, {acDir.data(), DirSize}, {acName.data(), 16}, {acExt.data(), 16});
-  return std::string(acDrive.data()) + acDir.data() + "|" + acName.data() + "|" + acExt.data();
+using std::chrono::system_clock;
+
+TEST(Path, IsSplitAtTheLastSlashAndTheLastDot) {
+  char acPart[4][8] = {"?"};
+  SYS_SplitPath(nullptr, {acPart[0], 8}, {}, {}, {});
+  EXPECT_STREQ("?", acPart[0]);
+  SYS_SplitPath("a.b/.c/d.e.fgh", {acPart[0], 8}, {acPart[1], 8}, {acPart[2], 8}, {acPart[3], 4});
+  EXPECT_EQ("a.b/.c/|d.e|.fg", acPart[0] + std::string(acPart[1]) + "|" + acPart[2] + "|" + acPart[3]);
 }
 
-TEST(Path, SplitsAtTheLastSlashAndTheLastDot) {
-  EXPECT_EQ("/work/fw/|app|.hex", Split("/work/fw/app.hex", 64));
-  EXPECT_EQ("|app.tar|.hex", Split("app.tar.hex", 64));
-  EXPECT_EQ("/work/|.profile|", Split("/work/.profile", 64));
-  EXPECT_EQ("|.hex|", Split(".hex", 64));
-  EXPECT_EQ("a.d/|file|", Split("a.d/file", 64));
-  EXPECT_EQ("a/b/||", Split("a/b/", 64));
-  EXPECT_EQ("|.|.", Split("..", 64));
-  EXPECT_EQ("123|x|.y", Split("12345/x.y", 4));
-  EXPECT_EQ("?||", Split(nullptr, 64));
+bool Closes(int64_t hFile) {
+  return SYS_FileClose(static_cast<uint32_t>(hFile)) == 0;
 }
 
-std::string ReadAll(int64_t hFile) {
-  std::array<char, 16> acText{};
-  const int64_t Num = SYS_FileRead(static_cast<uint32_t>(hFile), acText.data(), 16);
-  return Num < 0 ? "error" : std::string(acText.data(), static_cast<size_t>(Num));
-}
-
-void WriteAndClose(int64_t hFile, const std::string& Text) {
-  ASSERT_NE(SYS_NO_FILE, hFile);
-  EXPECT_EQ(static_cast<int64_t>(Text.size()),
-            SYS_FileWrite(static_cast<uint32_t>(hFile), Text.data(), static_cast<uint32_t>(Text.size())));
-  EXPECT_EQ(0, SYS_FileClose(static_cast<uint32_t>(hFile)));
-}
-
-TEST(File, OpensAsTheFlagsSay) {
+TEST(File, IsOpenedAsTheFlagsSay) {
   const TempDir Dir;
-  umask(022);
-  const std::string Path = Dir.Path("a/b/f");
-  EXPECT_EQ(SYS_NO_FILE, SYS_FileOpen(Path.c_str(), 0x12));  // only SYS_OpenFileEx makes directories
-  WriteAndClose(SYS_OpenFileEx(Path.c_str(), 0x36), "12345");
-  struct stat Status {};
-  ASSERT_EQ(0, stat(Path.c_str(), &Status));
-  EXPECT_EQ(0644U, Status.st_mode & 0777U);
-
-  WriteAndClose(SYS_FileOpen(Path.c_str(), 0x02), "ab");
-  EXPECT_EQ("ab345", Dir.Read("a/b/f"));
-  WriteAndClose(SYS_FileOpen(Path.c_str(), 0x42), "6");
-  EXPECT_EQ("ab3456", Dir.Read("a/b/f"));
-  WriteAndClose(SYS_FileOpen(Path.c_str(), 0x23), "xy");
-  EXPECT_EQ("xy", Dir.Read("a/b/f"));
-  EXPECT_EQ(SYS_NO_FILE, SYS_FileOpen(Path.c_str(), 0xB2));
-  EXPECT_EQ("xy", Dir.Read("a/b/f"));
-  WriteAndClose(SYS_FileOpen(Dir.Path("a/new").c_str(), 0xB2), "n");
-
-  for (const uint32_t Flags : {0x00U, 0x05U, 0x80U, 0x03U}) {
-    const int64_t hFile = SYS_FileOpen(Path.c_str(), Flags);
-    EXPECT_EQ("xy", ReadAll(hFile)) << Flags;
-    EXPECT_EQ("", ReadAll(hFile)) << Flags;
-    EXPECT_EQ(Flags == 0x03 ? 1 : -1, SYS_FileWrite(static_cast<uint32_t>(hFile), "!", 1)) << Flags;
-    EXPECT_EQ(0, SYS_FileClose(static_cast<uint32_t>(hFile)));
+  // Tells what can be read, whether "xy" can be written, and what then is in the file.
+  const auto Use = [](const char* pPath, uint32_t Flags) {
+    const uint32_t hFile = static_cast<uint32_t>(SYS_FileOpen(pPath, Flags));
+    char acText[16] = "-";
+    EXPECT_LE(-1, SYS_FileRead(hFile, acText, sizeof(acText)));
+    const char* pWritten = SYS_FileWrite(hFile, "xy", 2) == 2 ? "|+|" : "|-|";
+    return Closes(hFile) ? acText + (pWritten + ReadFile(pPath)) : "none";
+  };
+  const std::pair<uint32_t, const char*> aCase[] = {
+      {0x00, "abc|-|abc"}, {0x05, "abc|-|abc"}, {0x80, "abc|-|abc"}, {0x02, "-|+|xyc"}, {0x03, "abc|+|abcxy"},
+      {0x42, "-|+|abcxy"}, {0x12, "-|+|xyc"},   {0x23, "-|+|xy"},    {0xA3, "-|+|xy"},  {0xB2, "none"}};
+  for (const auto& [Flags, pResult] : aCase) {
+    WriteFile("old", "abc");
+    EXPECT_EQ(pResult, Use("old", Flags)) << Flags;
   }
+  EXPECT_EQ("none", Use("new", 0x02));
+  EXPECT_EQ("none", Use("folder/new", 0x12)) << "only SYS_OpenFileEx makes directories";
+  EXPECT_EQ("-|+|xy", Use("new", 0xB2));
 }
 
-TEST(File, ExpandsTheHomeDirectoryAndCutsThePath) {
+TEST(File, IsMadeWithItsFoldersBelowTheHomeDirectory) {
   const TempDir Dir;
-  setenv("HOME", Dir.Path("home").c_str(), 1);
-  WriteAndClose(SYS_OpenFileEx("~/x/y", 0x36), "h");
-  EXPECT_EQ("h", Dir.Read("home/x/y"));
-  const std::string Slashes(511 - Dir.Path("home").size() - 1, '/');
-  WriteAndClose(SYS_OpenFileEx(("~" + Slashes + "cut").c_str(), 0x36), "c");
-  EXPECT_EQ("c", Dir.Read("home/c"));
-  unsetenv("HOME");  // the home directory of the user's entry then
-  const int64_t hHome = SYS_OpenFileEx("~", 0x01);
-  EXPECT_NE(SYS_NO_FILE, hHome);
-  SYS_FileClose(static_cast<uint32_t>(hHome));
-  EXPECT_EQ(SYS_NO_FILE, SYS_OpenFileEx(nullptr, 0x01));
+  const std::string Home = std::filesystem::current_path() / "home";
+  setenv("HOME", Home.c_str(), 1);
+  const mode_t Mask = umask(0);
+  EXPECT_TRUE(Closes(SYS_OpenFileEx(("~" + std::string(510 - Home.size(), '/') + "cut").c_str(), 0x36)));
+  umask(Mask);
+  EXPECT_EQ(std::filesystem::perms{0777}, std::filesystem::status("home").permissions());
+  EXPECT_EQ(std::filesystem::perms{0644}, std::filesystem::status("home/c").permissions());
+  unsetenv("HOME");
+  EXPECT_TRUE(Closes(SYS_OpenFileEx("~", 0x01))) << "the home directory of the user's entry";
   EXPECT_EQ(SYS_NO_FILE, SYS_OpenFileEx("", 0x36));
+  EXPECT_EQ(SYS_NO_FILE, SYS_OpenFileEx(nullptr, 0x01));
 }
 
-TEST(File, RetriesAfterADelay) {
-  const TempDir Dir;
-  const auto Start = std::chrono::steady_clock::now();
-  EXPECT_EQ(SYS_NO_FILE, SYS_OpenFileRetry(Dir.Path("late").c_str(), 0x05, 3, 10));
-  EXPECT_GE(std::chrono::steady_clock::now() - Start, std::chrono::milliseconds(30));
-
-  std::thread Writer([&Dir] {
-    SYS_Sleep(20);
-    Dir.Write("late", "now");
-  });
-  int64_t hFile = SYS_NO_FILE;
-  EXPECT_NE(SYS_NO_FILE, hFile = SYS_OpenFileRetry(Dir.Path("late").c_str(), 0x45, 100000, 1));
-  EXPECT_EQ("", ReadAll(hFile)) << "the position is the file's end, also after a retry";
-  SYS_FileClose(static_cast<uint32_t>(hFile));
-  Writer.join();
+TEST(File, IsTriedAgainAfterADelay) {
+  signal(SIGALRM, [](int) {});
+  ualarm(5000, 0);  // a sleep goes on behind it
+  const auto Start = system_clock::now();
+  FAULT_Arm(FAULT_OPEN, {.Last = 2});
+  EXPECT_TRUE(Closes(SYS_OpenFileRetry("/dev/null", 0x05, 2, 20)));
+  EXPECT_GE(system_clock::now() - Start, std::chrono::milliseconds(40));
+  FAULT_Arm(FAULT_OPEN, {.Last = 3});
+  EXPECT_EQ(SYS_NO_FILE, SYS_OpenFileRetry("/dev/null", 0x05, 2, 0));
+  FAULT_Disarm();
 }
 
-TEST(Directory, CreatesParentsToTheGivenDepth) {
+TEST(Directory, IsMadeWithItsParentsToTheGivenDepth) {
   const TempDir Dir;
-  Dir.Write("file", "");
-  EXPECT_EQ(-1, SYS_CreateDirectory(Dir.Path("a/b/c").c_str(), 2));
-  EXPECT_EQ(0, SYS_CreateDirectory(Dir.Path("a/b/c///").c_str(), 4));
-  EXPECT_EQ(SYS_ATTR_DIRECTORY, SYS_GetFileAttributes(Dir.Path("a/b/c").c_str()));
-  EXPECT_EQ(0, SYS_CreateDirectory(Dir.Path("a/b/c").c_str(), 1));
-  EXPECT_EQ(-1, SYS_CreateDirectory(Dir.Path("a/b/c").c_str(), 0));
-  EXPECT_EQ(-1, SYS_CreateDirectory(Dir.Path("file").c_str(), 9));
-  EXPECT_EQ(-1, SYS_CreateDirectory(Dir.Path("file/x").c_str(), 9));
-  EXPECT_EQ(-1, SYS_CreateDirectory("", 9));
-  EXPECT_EQ(-1, SYS_CreateDirectory(nullptr, 9));
-
-  EXPECT_EQ(0, SYS_GetFileAttributes(Dir.Path("file").c_str()));
-  chmod(Dir.Path("file").c_str(), 0444);
-  chmod(Dir.Path("a/b/c").c_str(), 0555);
-  EXPECT_EQ(SYS_ATTR_READ_ONLY, SYS_GetFileAttributes(Dir.Path("file").c_str()));
-  EXPECT_EQ(SYS_ATTR_READ_ONLY | SYS_ATTR_DIRECTORY, SYS_GetFileAttributes(Dir.Path("a/b/c").c_str()));
+  WriteFile("file", "");
+  EXPECT_EQ(-1, SYS_CreateDirectory("a/b/c//", 2));
+  EXPECT_EQ(0, SYS_CreateDirectory("a/b/c//", 3));
+  EXPECT_EQ(0, SYS_CreateDirectory("a/b/c", 1));
+  EXPECT_EQ(-1, SYS_CreateDirectory("a/b/c", 0));
+  EXPECT_EQ(-1, SYS_CreateDirectory("file", 9));
+  EXPECT_EQ(-1, SYS_CreateDirectory("file/x", 9));
+  EXPECT_EQ(-1, SYS_CreateDirectory("/proc/none", 9));
+  EXPECT_EQ(SYS_ATTR_DIRECTORY, SYS_GetFileAttributes("a/b/c"));
+  EXPECT_EQ(SYS_ATTR_DIRECTORY | SYS_ATTR_READ_ONLY, SYS_GetFileAttributes("/proc"));
   EXPECT_EQ(-1, SYS_GetFileAttributes("/dev/null"));
-  EXPECT_EQ(-1, SYS_GetFileAttributes(Dir.Path("none").c_str()));
   EXPECT_EQ(0, SYS_GetFileAttributes(nullptr));
 }
 
@@ -144,10 +103,7 @@ TEST(MutexTable, HandsOutTheLowestFreeSlot) {
   }
   EXPECT_STREQ("0123456789012345678901234567890", aMutex[0]->acName);
   EXPECT_EQ(nullptr, SYS_CreateMutex(nullptr));
-
   MutexSlot* const pOld = aMutex[7];
-  SYS_DestroyMutex(&aMutex[7]);
-  EXPECT_EQ(nullptr, aMutex[7]);
   SYS_DestroyMutex(&aMutex[7]);
   EXPECT_EQ(SYS_LOCK_ERROR, SYS_LockMutex(pOld, 0));
   EXPECT_EQ(1, SYS_UnlockMutex(pOld));
@@ -155,6 +111,8 @@ TEST(MutexTable, HandsOutTheLowestFreeSlot) {
   EXPECT_STREQ("", pOld->acName);
   for (MutexSlot*& pMutex : aMutex) {
     SYS_DestroyMutex(&pMutex);
+    SYS_DestroyMutex(&pMutex);
+    EXPECT_EQ(nullptr, pMutex);
   }
 }
 
@@ -162,27 +120,22 @@ TEST(MutexTable, IsRecursiveAndTimesOutBetweenThreads) {
   MutexSlot* pMutex = SYS_CreateMutex("shared");
   ASSERT_EQ(0, SYS_LockMutex(pMutex, 10000));
   ASSERT_EQ(0, SYS_LockMutex(pMutex, SYS_NO_TIMEOUT));
-
-  std::atomic<int> NumAttempts = 0;
-  std::thread Other([pMutex, &NumAttempts] {
+  std::binary_semaphore IsWaiting(0);
+  std::thread Other([pMutex, &IsWaiting] {
     EXPECT_EQ(1, SYS_UnlockMutex(pMutex));
-    EXPECT_EQ(SYS_LOCK_TIMEOUT, SYS_LockMutex(pMutex, 0));
-    const auto Start = std::chrono::system_clock::now();
+    const auto Start = system_clock::now();
     EXPECT_EQ(SYS_LOCK_TIMEOUT, SYS_LockMutex(pMutex, 50));
-    EXPECT_GE(std::chrono::system_clock::now() - Start, std::chrono::milliseconds(50));
-    FAULT_Arm(FAULT_CLOCK, {.First = 1});
-    EXPECT_EQ(SYS_LOCK_TIMEOUT, SYS_LockMutex(pMutex, 10000)) << "no clock at the start";
-    FAULT_Arm(FAULT_CLOCK, {.First = 2});
-    EXPECT_EQ(SYS_LOCK_TIMEOUT, SYS_LockMutex(pMutex, 10000)) << "no clock later on";
-    FAULT_Disarm();
-    NumAttempts = 1;
-    NumAttempts.notify_one();
+    EXPECT_GE(system_clock::now() - Start, std::chrono::milliseconds(50));
+    for (const int First : {1, 2}) {  // no clock at the start, none later on
+      FAULT_Arm(FAULT_CLOCK, {.First = First});
+      EXPECT_EQ(SYS_LOCK_TIMEOUT, SYS_LockMutex(pMutex, 10000));
+    }
+    IsWaiting.release();
     EXPECT_EQ(0, SYS_LockMutex(pMutex, SYS_NO_TIMEOUT));
     EXPECT_EQ(0, SYS_UnlockMutex(pMutex));
   });
-  NumAttempts.wait(0);
+  IsWaiting.acquire();
   EXPECT_EQ(0, SYS_UnlockMutex(pMutex));
-  SYS_Sleep(2);
   EXPECT_EQ(0, SYS_UnlockMutex(pMutex));
   Other.join();
   EXPECT_EQ(1, SYS_UnlockMutex(pMutex));

@@ -50,4 +50,4 @@ if ((${#Targets[@]} == 0)); then
   echo "There is no fuzz target in build/fuzz." >&2
   exit 1
 fi
-printf '%s\n' "${Targets[@]}" | xargs -P "$(nproc)" -I{} bash -c 'fuzz {}'
+printf '%s\n' "${Targets[@]}" | xargs -P 0 -I{} bash -c 'fuzz {}'

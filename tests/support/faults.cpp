@@ -3,52 +3,44 @@
 #include <sys/time.h>
 #include <sys/types.h>
 
-#include <atomic>
-#include <cerrno>
 #include <cstddef>
+#include <utility>
 
 namespace {
 
-struct Armed {
-  bool IsOn = false;
-  FaultKind Kind = FAULT_ALLOC;
-  Fault Which;
-  int NumCalls = 0;
-  bool HasFired = false;
-};
+thread_local FaultKind Armed = FAULT_NONE;
+thread_local Fault How;
+thread_local int NumCalls = 0;
 
-thread_local Armed State;
-
-/// Counts a call and tells whether it is one that shall fail.
+/// Counts a call, and tells whether it is one that shall fail.
 bool IsHit(FaultKind Kind) {
-  if (!State.IsOn || State.Kind != Kind) {
+  if (Kind != Armed || ++NumCalls < How.First || NumCalls > How.Last) {
     return false;
   }
-  const int Number = ++State.NumCalls;
-  const Fault& Which = State.Which;
-  const bool IsOne = Number >= Which.First && Number <= Which.Last && (Number - Which.First) % Which.Every == 0;
-  State.HasFired = State.HasFired || IsOne;
-  return IsOne;
+  errno = How.Error;
+  return true;
 }
 
-/// Fails a read or write of NumBytes bytes as armed; returns how many bytes it may handle instead, or -1.
-ssize_t BytesOfHit(size_t NumBytes) {
-  if (State.Which.IsShort) {
-    return static_cast<ssize_t>(NumBytes / 2);
+/// Returns how much of NumBytes a read or write may handle, or -1 when it shall fail. Half of one byte is one byte: a
+/// read that brings nothing would be the end of the file.
+ssize_t Allowed(FaultKind Kind, size_t NumBytes) {
+  if (!IsHit(Kind)) {
+    return static_cast<ssize_t>(NumBytes);
   }
-  errno = State.Which.Error;
-  return -1;
+  return How.Error == 0 ? static_cast<ssize_t>(NumBytes + 1) / 2 : -1;
 }
 
 }  // namespace
 
 void FAULT_Arm(FaultKind Kind, const Fault& Which) {
-  State = {true, Kind, Which, 0, false};
+  Armed = Kind;
+  How = Which;
+  NumCalls = 0;
 }
 
 bool FAULT_Disarm() {
-  State.IsOn = false;
-  return State.HasFired;
+  Armed = FAULT_NONE;
+  return std::exchange(NumCalls, 0) >= How.First;
 }
 
 extern "C" {
@@ -57,6 +49,7 @@ extern "C" {
 
 void* __real_malloc(size_t NumBytes);
 void* __real_realloc(void* pBlock, size_t NumBytes);
+int __real_open64(const char* pPath, int Flags, mode_t Mode);
 ssize_t __real_read(int hFile, void* pBuffer, size_t NumBytes);
 ssize_t __real_write(int hFile, const void* pBuffer, size_t NumBytes);
 int __real_close(int hFile);
@@ -70,24 +63,23 @@ void* __wrap_realloc(void* pBlock, size_t NumBytes) {
   return IsHit(FAULT_ALLOC) ? nullptr : __real_realloc(pBlock, NumBytes);
 }
 
+int __wrap_open64(const char* pPath, int Flags, mode_t Mode) {
+  return IsHit(FAULT_OPEN) ? -1 : __real_open64(pPath, Flags, Mode);
+}
+
 ssize_t __wrap_read(int hFile, void* pBuffer, size_t NumBytes) {
-  // Half of one byte is one byte: a read that brings nothing would be the end of the file.
-  const ssize_t Num = IsHit(FAULT_READ) ? BytesOfHit(NumBytes + 1) : static_cast<ssize_t>(NumBytes);
+  const ssize_t Num = Allowed(FAULT_READ, NumBytes);
   return Num < 0 ? -1 : __real_read(hFile, pBuffer, static_cast<size_t>(Num));
 }
 
 ssize_t __wrap_write(int hFile, const void* pBuffer, size_t NumBytes) {
-  const ssize_t Num = IsHit(FAULT_WRITE) ? BytesOfHit(NumBytes) : static_cast<ssize_t>(NumBytes);
+  const ssize_t Num = Allowed(FAULT_WRITE, NumBytes);
   return Num < 0 ? -1 : __real_write(hFile, pBuffer, static_cast<size_t>(Num));
 }
 
 int __wrap_close(int hFile) {
   const int Result = __real_close(hFile);
-  if (IsHit(FAULT_CLOSE)) {
-    errno = State.Which.Error;
-    return -1;
-  }
-  return Result;
+  return IsHit(FAULT_CLOSE) ? -1 : Result;
 }
 
 int __wrap_gettimeofday(timeval* pTime, void* pZone) {

@@ -1,133 +1,89 @@
 #include "support/reference_decoder.h"
 
+#include <algorithm>
 #include <numeric>
+#include <string_view>
 
 namespace {
 
-/// A text that is taken from the front; at its end there is nothing but NULs.
-class Scanner {
- public:
-  explicit Scanner(const std::string& Text) : m_Text(Text) {}
+/// A text that is taken from the front. What is not there to be taken makes it wrong for good.
+struct Scanner {
+  std::string_view Rest;
+  bool IsRight = true;
 
-  [[nodiscard]] char Peek() const {
-    return m_Pos < m_Text.size() ? m_Text[m_Pos] : '\0';
+  void Require(bool IsMet) {
+    IsRight = IsRight && IsMet;
   }
-  bool Take(const std::string& AnyOf) {
-    const bool IsTaken = Peek() != '\0' && AnyOf.find(Peek()) != std::string::npos;
-    m_Pos += IsTaken ? 1 : 0;
-    return IsTaken;
-  }
-  void SkipSpace() {
-    while (Take(" \t\r\n")) {
-    }
+  /// Takes a character, which has to be one of these.
+  char Take(std::string_view AnyOf) {
+    const char c = Rest.empty() ? '\0' : Rest.front();
+    Require(c != '\0' && AnyOf.find(c) != std::string_view::npos);
+    Rest.remove_prefix(IsRight ? 1 : 0);
+    return c;
   }
   [[nodiscard]] bool IsAtEnd() const {
-    return Peek() == '\0' || Peek() == '\x1A';
+    return !IsRight || Rest.empty() || Rest.front() == '\0' || Rest.front() == '\x1A';
   }
-  /// Takes Num bytes of two digits; returns nothing when that is not what stands there.
-  std::optional<std::vector<uint8_t>> TakeBytes(size_t Num) {
-    std::vector<uint8_t> Bytes;
-    for (size_t i = 0; i < Num; ++i) {
-      const std::string Pair = m_Pos + 2 <= m_Text.size() ? m_Text.substr(m_Pos, 2) : "";
-      if (Pair.empty() || Pair.find_first_not_of("0123456789ABCDEFabcdef") != std::string::npos) {
-        return std::nullopt;
-      }
-      Bytes.push_back(static_cast<uint8_t>(std::stoul(Pair, nullptr, 16)));
-      m_Pos += 2;
+  bool SkipSpaceToEnd() {
+    Rest.remove_prefix(std::min(Rest.find_first_not_of(" \t\r\n"), Rest.size()));
+    return IsAtEnd();
+  }
+  /// Takes a record: a first byte, NumUncounted bytes and those that the first one counts; one of the two at least.
+  std::vector<uint8_t> TakeRecord(size_t NumUncounted, uint8_t Sum) {
+    std::vector<uint8_t> Record;
+    for (size_t NumLeft = 1; NumLeft > 0; --NumLeft) {
+      constexpr const char* DIGITS = "0123456789ABCDEFabcdef";
+      const std::string Pair{Take(DIGITS), Take(DIGITS)};
+      Record.push_back(static_cast<uint8_t>(IsRight ? std::stoul(Pair, nullptr, 16) : 0));
+      NumLeft += Record.size() == 1 ? std::max<size_t>(Record[0] + NumUncounted, 1) : 0;
     }
-    return Bytes;
+    Require(static_cast<uint8_t>(std::accumulate(Record.begin(), Record.end(), 0U)) == Sum);
+    return Record;
   }
-
- private:
-  const std::string& m_Text;
-  size_t m_Pos = 0;
 };
 
-uint8_t SumOf(const std::vector<uint8_t>& Bytes) {
-  return static_cast<uint8_t>(std::accumulate(Bytes.begin(), Bytes.end(), 0U));
-}
-
-uint32_t BigEndian(const std::vector<uint8_t>& Bytes) {
-  return std::accumulate(Bytes.begin(), Bytes.end(), 0U, [](uint32_t Sum, uint8_t Byte) { return Sum << 8 | Byte; });
-}
-
-/// Takes a record's bytes: NumFrame and what the first byte counts beyond them.
-std::optional<std::vector<uint8_t>> TakeRecord(Scanner* pText, size_t NumFrame) {
-  Scanner Ahead = *pText;
-  const auto Count = Ahead.TakeBytes(1);
-  return Count ? pText->TakeBytes(NumFrame + Count->front()) : std::nullopt;
-}
-
-bool ApplyHexRecord(const std::vector<uint8_t>& Record, uint32_t* pUpper, ByteMap* pMap) {
-  const std::vector<uint8_t> Data(Record.begin() + 4, Record.end() - 1);
-  const uint32_t Offset = BigEndian({Record[1], Record[2]});
-  const uint8_t Type = Record[3];
-  if (Type == 0) {
-    return AddBytes(pMap, static_cast<uint32_t>(*pUpper + Offset), Data);
-  }
-  if (Type == 2 || Type == 4 || Type == 0xFF) {
-    if (Data.size() < 2) {
-      return false;
-    }
-    *pUpper = BigEndian({Data[0], Data[1]}) * (Type == 2 ? 0x10 : 0x10000);
-  }
-  return true;
+uint32_t BigEndian(const uint8_t* pBegin, const uint8_t* pEnd) {
+  return std::accumulate(pBegin, pEnd, 0U, [](uint32_t Sum, uint8_t Byte) { return Sum << 8 | Byte; });
 }
 
 }  // namespace
 
 std::optional<ByteMap> DecodeIntelHex(const std::string& Text) {
-  Scanner Rest(Text);
+  Scanner File{Text};
   ByteMap Map;
   uint32_t Upper = 0;
-  if (Rest.Peek() != ':') {
-    return std::nullopt;
-  }
-  for (Rest.SkipSpace(); !Rest.IsAtEnd(); Rest.SkipSpace()) {
-    if (!Rest.Take(":")) {
-      return std::nullopt;
+  File.Require(Text.starts_with(':'));
+  while (!File.SkipSpaceToEnd()) {
+    File.Take(":");
+    const std::vector<uint8_t> Record = File.TakeRecord(4, 0);
+    const uint8_t* const pData = &Record[4];
+    if (Record[3] == 0) {
+      File.Require(AddBytes(&Map, Upper + BigEndian(&Record[1], &Record[3]), {pData, pData + Record[0]}));
+    } else if (Record[3] == 2 || Record[3] == 4 || Record[3] == 0xFF) {
+      File.Require(Record[0] >= 2);
+      Upper = File.IsRight ? BigEndian(pData, pData + 2) * (Record[3] == 2 ? 0x10 : 0x10000) : 0;
     }
-    const auto Record = TakeRecord(&Rest, 5);
-    if (!Record || SumOf(*Record) != 0 || !ApplyHexRecord(*Record, &Upper, &Map) ||
-        !(Rest.Take("\r\n") || Rest.IsAtEnd())) {
-      return std::nullopt;
+    if (!File.IsAtEnd()) {
+      File.Take("\r\n");
     }
   }
-  return Map;
+  return File.IsRight ? std::optional(Map) : std::nullopt;
 }
 
 std::optional<ByteMap> DecodeSRecords(const std::string& Text) {
-  Scanner Rest(Text);
+  Scanner File{Text};
   ByteMap Map;
-  if (Rest.Peek() != 'S') {
-    return std::nullopt;
-  }
-  for (Rest.SkipSpace(); !Rest.IsAtEnd(); Rest.SkipSpace()) {
-    if (!Rest.Take("S")) {
-      return std::nullopt;
-    }
-    Rest.SkipSpace();
-    const size_t Type = static_cast<size_t>(Rest.Peek() - '0');
-    if (!Rest.Take("0123456789")) {
-      return std::nullopt;
-    }
-    auto Record = TakeRecord(&Rest, 1);
-    if (Record && Record->front() == 0) {
-      const auto Checksum = Rest.TakeBytes(1);  // a count of 0 has a checksum all the same
-      Record = Checksum ? std::optional(std::vector<uint8_t>{0, Checksum->front()}) : std::nullopt;
-    }
-    if (!Record || SumOf(*Record) != 0xFF) {
-      return std::nullopt;
-    }
-    if (Type >= 1 && Type <= 3) {
-      if (Record->front() < Type + 2) {
-        return std::nullopt;
-      }
-      const auto DataBegin = Record->begin() + 2 + static_cast<std::ptrdiff_t>(Type);
-      if (!AddBytes(&Map, BigEndian({Record->begin() + 1, DataBegin}), {DataBegin, Record->end() - 1})) {
-        return std::nullopt;
-      }
+  File.Require(Text.starts_with('S'));
+  while (!File.SkipSpaceToEnd()) {
+    File.Take("S");
+    File.SkipSpaceToEnd();
+    const char Type = File.Take("0123456789");
+    const std::vector<uint8_t> Record = File.TakeRecord(0, 0xFF);
+    if (File.IsRight && Type >= '1' && Type <= '3') {
+      const size_t NumFrame = static_cast<size_t>(Type - '0') + 2;  // count and address
+      const uint8_t* const pData = Record.data() + NumFrame;
+      File.Require(Record.size() > NumFrame && AddBytes(&Map, BigEndian(&Record[1], pData), {pData, &Record.back()}));
     }
   }
-  return Map;
+  return File.IsRight ? std::optional(Map) : std::nullopt;
 }
