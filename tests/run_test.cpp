@@ -124,6 +124,18 @@ TEST_F(Run, SaysWhyItFails) {
   Fails("-a 0 -a 0 -a 0 fw.hex", "Too many arguments.\n");
 }
 
+TEST_F(Run, ReportsNoSuccessOverMessagesInTheOutputOrPastTheFileSizeLimit) {
+  WriteFile("big.bin", std::string(100000, 'x'));
+  const auto ExitStatusOf = [](const std::string& Before, const std::string& Args) {
+    // NOLINTNEXTLINE(cert-env33-c): redirection and limits are the shell's
+    return WEXITSTATUS(std::system((Before + "exec '" BLOCKFIT_PROGRAM "' " + Args).c_str()));
+  };
+  EXPECT_EQ(1, ExitStatusOf("", "fw.hex >fw.srec"));
+  EXPECT_EQ(1, ExitStatusOf("", "fw.hex >>fw.srec"));
+  EXPECT_EQ(0, ExitStatusOf("", "fw.hex >messages"));
+  EXPECT_EQ(1, ExitStatusOf("ulimit -f 8; ", "big.bin >/dev/null"));
+}
+
 TEST_F(Run, WithoutArgumentsWaitsForAKey) {
   ASSERT_EQ(0, mkfifo("keys", 0600));
   const int hKeys = open("keys", O_RDWR | O_NONBLOCK);

@@ -101,14 +101,14 @@ TEST(MutexTable, HandsOutTheLowestFreeSlot) {
   for (MutexSlot*& pMutex : aMutex) {
     ASSERT_NE(nullptr, pMutex = SYS_CreateMutex("0123456789012345678901234567890123456789"));
   }
-  EXPECT_STREQ("0123456789012345678901234567890", aMutex[0]->acName);
+  EXPECT_STREQ("0123456789012345678901234567890", aMutex[0]->acName.data());
   EXPECT_EQ(nullptr, SYS_CreateMutex(nullptr));
   MutexSlot* const pOld = aMutex[7];
   SYS_DestroyMutex(&aMutex[7]);
   EXPECT_EQ(SYS_LOCK_ERROR, SYS_LockMutex(pOld, 0));
   EXPECT_EQ(1, SYS_UnlockMutex(pOld));
   EXPECT_EQ(pOld, aMutex[7] = SYS_CreateMutex(nullptr));
-  EXPECT_STREQ("", pOld->acName);
+  EXPECT_STREQ("", pOld->acName.data());
   for (MutexSlot*& pMutex : aMutex) {
     SYS_DestroyMutex(&pMutex);
     SYS_DestroyMutex(&pMutex);

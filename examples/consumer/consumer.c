@@ -121,7 +121,7 @@ static uint32_t AddressOf(const DataRecord* pRecord) {
 
 /// The last data byte has an address that NumAddressBytes bytes can name. Written so that no sum can overflow.
 static int IsTypeWideEnough(const DataRecord* pRecord) {
-  const uint32_t LastAddress = 0xFFFFFFFFu >> (8 * (MAX_ADDRESS_BYTES - pRecord->NumAddressBytes));
+  const uint32_t LastAddress = 0xFFFFFFFFU >> (8 * (MAX_ADDRESS_BYTES - pRecord->NumAddressBytes));
   return pRecord->NumDataBytes - 1 <= LastAddress - AddressOf(pRecord);
 }
 

@@ -1,7 +1,7 @@
 #include "memimage/area_index.h"
 
 #include <algorithm>
-#include <cstring>
+#include <array>
 
 #include "sys/heap.h"
 
@@ -21,9 +21,9 @@ struct IndexPlace {
 /// The entries of a block, field by field, so that a search reads addresses and nothing else.
 struct IndexBlock {
   uint32_t NumEntries;
-  uint64_t aAddr[BLOCK_CAPACITY];  ///< First addresses, ascending.
-  uint64_t aLast[BLOCK_CAPACITY];  ///< Last addresses.
-  DataArea* apArea[BLOCK_CAPACITY];
+  std::array<uint64_t, BLOCK_CAPACITY> aAddr;  ///< First addresses, ascending.
+  std::array<uint64_t, BLOCK_CAPACITY> aLast;  ///< Last addresses.
+  std::array<DataArea*, BLOCK_CAPACITY> apArea;
 };
 
 namespace {
@@ -73,7 +73,7 @@ void PrefetchAddresses(const IndexBlock& Block) {
 }
 
 uint32_t EntriesAtOrBelow(const IndexBlock& Block, uint64_t Addr) {
-  return CountAtOrBelow(Block.aAddr, Block.NumEntries, Addr);
+  return CountAtOrBelow(Block.aAddr.data(), Block.NumEntries, Addr);
 }
 
 /// Returns the place of the entry that was made with exactly this address.
@@ -85,13 +85,13 @@ IndexPlace PlaceOf(AreaIndex* pIndex, uint64_t Addr) {
 /// Puts Element at position At of an array of Num elements that has room for one more.
 template <typename Element>
 void InsertAt(Element* paElement, uint32_t Num, uint32_t At, Element New) {
-  std::memmove(paElement + At + 1, paElement + At, (Num - At) * sizeof(Element));
+  std::copy_backward(paElement + At, paElement + Num, paElement + Num + 1);
   paElement[At] = New;
 }
 
 template <typename Element>
 void RemoveAt(Element* paElement, uint32_t Num, uint32_t At) {
-  std::memmove(paElement + At, paElement + At + 1, (Num - At - 1) * sizeof(Element));
+  std::copy(paElement + At + 1, paElement + Num, paElement + At);
 }
 
 [[nodiscard]] bool ReserveBlockRef(AreaIndex* pIndex) {
@@ -135,9 +135,9 @@ void RemoveAt(Element* paElement, uint32_t Num, uint32_t At) {
     return false;
   }
   pNew->NumEntries = BLOCK_CAPACITY - NumKept;
-  std::memcpy(pNew->aAddr, pFull->aAddr + NumKept, pNew->NumEntries * sizeof(uint64_t));
-  std::memcpy(pNew->aLast, pFull->aLast + NumKept, pNew->NumEntries * sizeof(uint64_t));
-  std::memcpy(pNew->apArea, pFull->apArea + NumKept, pNew->NumEntries * sizeof(DataArea*));
+  std::copy(pFull->aAddr.begin() + NumKept, pFull->aAddr.end(), pNew->aAddr.begin());
+  std::copy(pFull->aLast.begin() + NumKept, pFull->aLast.end(), pNew->aLast.begin());
+  std::copy(pFull->apArea.begin() + NumKept, pFull->apArea.end(), pNew->apArea.begin());
   pFull->NumEntries = NumKept;
   return true;
 }
@@ -183,9 +183,9 @@ bool INDEX_Insert(AreaIndex* pIndex, DataArea* pArea) {
   }
   IndexBlock* pBlock = pIndex->paBlockRef[Block].pBlock;
   const uint32_t At = EntriesAtOrBelow(*pBlock, pArea->Addr);
-  InsertAt(pBlock->aAddr, pBlock->NumEntries, At, pArea->Addr);
-  InsertAt(pBlock->aLast, pBlock->NumEntries, At, AREA_LastOf(*pArea));
-  InsertAt(pBlock->apArea, pBlock->NumEntries, At, pArea);
+  InsertAt(pBlock->aAddr.data(), pBlock->NumEntries, At, pArea->Addr);
+  InsertAt(pBlock->aLast.data(), pBlock->NumEntries, At, AREA_LastOf(*pArea));
+  InsertAt(pBlock->apArea.data(), pBlock->NumEntries, At, pArea);
   ++pBlock->NumEntries;
   RefreshFirstAddr(pIndex, Block);
   return true;
@@ -194,9 +194,9 @@ bool INDEX_Insert(AreaIndex* pIndex, DataArea* pArea) {
 void INDEX_Remove(AreaIndex* pIndex, uint64_t Addr) {
   const IndexPlace Place = PlaceOf(pIndex, Addr);
   IndexBlock* pBlock = pIndex->paBlockRef[Place.Block].pBlock;
-  RemoveAt(pBlock->aAddr, pBlock->NumEntries, Place.Entry);
-  RemoveAt(pBlock->aLast, pBlock->NumEntries, Place.Entry);
-  RemoveAt(pBlock->apArea, pBlock->NumEntries, Place.Entry);
+  RemoveAt(pBlock->aAddr.data(), pBlock->NumEntries, Place.Entry);
+  RemoveAt(pBlock->aLast.data(), pBlock->NumEntries, Place.Entry);
+  RemoveAt(pBlock->apArea.data(), pBlock->NumEntries, Place.Entry);
   --pBlock->NumEntries;
   if (pBlock->NumEntries != 0) {
     RefreshFirstAddr(pIndex, Place.Block);

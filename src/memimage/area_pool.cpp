@@ -1,6 +1,7 @@
 #include "memimage/area_pool.h"
 
 #include <algorithm>
+#include <array>
 
 #include "sys/heap.h"
 
@@ -11,7 +12,7 @@ constexpr uint32_t MAX_SLOTS = 1024;
 
 struct AreaSlot {
   DataArea Area;
-  uint8_t aFirstBuffer[MEMIMG_MIN_BUFFER_BYTES];
+  std::array<uint8_t, MEMIMG_MIN_BUFFER_BYTES> aFirstBuffer;
 };
 
 static_assert(sizeof(DataArea) + MEMIMG_MIN_BUFFER_BYTES == sizeof(AreaSlot), "the first buffer follows the record");

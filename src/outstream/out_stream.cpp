@@ -23,8 +23,7 @@ void StoreMessage(char* pErrText, uint32_t ErrTextSize, const char* pMessage) {
   }
 }
 
-void StoreOpenFailure(const OutStream& Stream, const char* pPath) {
-  const int Error = SYS_GetLastError();
+void StoreOpenFailure(const OutStream& Stream, const char* pPath, int Error) {
   const int Attributes = SYS_GetFileAttributes(pPath);
   std::array<char, 512> acMessage;
   if (Error == EACCES && Attributes != -1 && (Attributes & SYS_ATTR_READ_ONLY) != 0) {
@@ -46,7 +45,13 @@ void StoreOpenFailure(const OutStream& Stream, const char* pPath) {
   }
   pStream->hFile = SYS_OpenFileEx(pPath, OPEN_FLAGS);
   if (pStream->hFile == SYS_NO_FILE) {
-    StoreOpenFailure(*pStream, pPath);
+    StoreOpenFailure(*pStream, pPath, SYS_GetLastError());
+    return false;
+  }
+  if (SYS_IsStandardOutput(static_cast<uint32_t>(pStream->hFile))) {
+    // The program's messages would land among the records.
+    SYS_FileClose(static_cast<uint32_t>(pStream->hFile));
+    StoreOpenFailure(*pStream, pPath, 0);
     return false;
   }
   return true;

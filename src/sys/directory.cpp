@@ -31,6 +31,7 @@ char* CopyWithoutTrailingSlashes(const char* pPath) {
   return pCopy;
 }
 
+// NOLINTNEXTLINE(misc-no-recursion): one level a parent directory, MaxDepth at most
 [[nodiscard]] int CreateParentOf(const char* pPath, int32_t MaxDepth) {
   char* pTrimmed = CopyWithoutTrailingSlashes(pPath);
   if (pTrimmed == nullptr) {

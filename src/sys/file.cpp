@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -109,6 +110,13 @@ int64_t SYS_FileRead(uint32_t hFile, void* pBuffer, uint32_t NumBytes) {
 
 int64_t SYS_FileWrite(uint32_t hFile, const void* pBuffer, uint32_t NumBytes) {
   return write(static_cast<int>(hFile), pBuffer, NumBytes);
+}
+
+bool SYS_IsStandardOutput(uint32_t hFile) {
+  struct stat File {};
+  struct stat Output {};
+  return fstat(static_cast<int>(hFile), &File) == 0 && fstat(STDOUT_FILENO, &Output) == 0 && S_ISREG(File.st_mode) &&
+         File.st_dev == Output.st_dev && File.st_ino == Output.st_ino;
 }
 
 int SYS_FileClose(uint32_t hFile) {

@@ -33,6 +33,9 @@ constexpr int64_t SYS_NO_FILE = -1;
 /// Writes up to NumBytes bytes. Returns how many were written, which may be fewer; -1 on an error.
 [[nodiscard]] int64_t SYS_FileWrite(uint32_t hFile, const void* pBuffer, uint32_t NumBytes);
 
+/// Returns whether the handle's file is the regular file that standard output goes to.
+[[nodiscard]] bool SYS_IsStandardOutput(uint32_t hFile);
+
 /// Closes the handle, which is gone whatever the result.
 /// Returns 0; or -1 when the system reports that something written before was lost after all.
 int SYS_FileClose(uint32_t hFile);

@@ -96,7 +96,7 @@ MutexSlot* SYS_CreateMutex(const char* pName) {
   if (pSlot == nullptr || !InitRecursiveMutex(pSlot)) {
     return nullptr;
   }
-  UTIL_CopyString(pSlot->acName, pName != nullptr ? pName : "", sizeof(pSlot->acName));
+  UTIL_CopyString(pSlot->acName.data(), pName != nullptr ? pName : "", static_cast<uint32_t>(pSlot->acName.size()));
   pSlot->IsInUse = 1;
   return pSlot;
 }

@@ -4,12 +4,13 @@
 
 #include <pthread.h>
 
+#include <array>
 #include <cstdint>
 
 /// One slot of the table. A handle is the address of a slot; null stands for no mutex.
 struct MutexSlot {
-  uint32_t IsInUse;  ///< 1 while the slot holds a live mutex.
-  char acName[32];   ///< Its name, empty for none.
+  uint32_t IsInUse;             ///< 1 while the slot holds a live mutex.
+  std::array<char, 32> acName;  ///< Its name, empty for none.
   pthread_mutex_t Mutex;
   pthread_mutexattr_t Attr;  ///< Lives as long as Mutex.
 };

@@ -54,8 +54,8 @@ void EncodeBlock(const uint8_t* pBytes, char* pDigits) {
 }
 
 bool IsAnySet(const Bytes16& Vector) {
-  uint64_t aHalf[2];
-  std::memcpy(aHalf, &Vector, sizeof(aHalf));
+  std::array<uint64_t, 2> aHalf;
+  std::memcpy(aHalf.data(), &Vector, sizeof(aHalf));
   return (aHalf[0] | aHalf[1]) != 0;
 }
 

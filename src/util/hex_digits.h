@@ -10,8 +10,8 @@ constexpr uint8_t UTIL_NO_HEX_DIGIT = 0xFF;
 /// The value of each byte as a hexadecimal digit in either case, else UTIL_NO_HEX_DIGIT.
 constexpr std::array<uint8_t, 256> UTIL_HEX_DIGIT_VALUE = [] {
   std::array<uint8_t, 256> aValue{};
-  for (unsigned i = 0; i < aValue.size(); ++i) {
-    aValue[i] = UTIL_NO_HEX_DIGIT;
+  for (uint8_t& Value : aValue) {
+    Value = UTIL_NO_HEX_DIGIT;
   }
   for (unsigned i = 0; i < 10; ++i) {
     aValue['0' + i] = static_cast<uint8_t>(i);
@@ -22,6 +22,7 @@ constexpr std::array<uint8_t, 256> UTIL_HEX_DIGIT_VALUE = [] {
   return aValue;
 }();
 
+/// Returns what the table gives for a character.
 inline uint8_t UTIL_HexDigitValue(char c) {
   return UTIL_HEX_DIGIT_VALUE[static_cast<uint8_t>(c)];
 }
