@@ -27,7 +27,8 @@ class Image : public testing::Test {
   /// A read as RunsOf shows it, '_' for what is not valid.
   std::string Read(uint64_t Start, uint64_t End = TOP, uint64_t MaxGap = 0, int64_t Max = 32, uint32_t StartBits = 0,
                    uint32_t EndBits = 0) {
-    uint8_t aData[32], aValid[32];
+    uint8_t aData[32];
+    uint8_t aValid[32];
     uint64_t Found = 0;
     ByteMap Map;
     const int64_t Num =

@@ -71,7 +71,7 @@ template <uint32_t Size = 99, typename... Arguments>
 std::string Full(const char* pFormat, Arguments... Args) {
   int32_t (*volatile pfFormat)(char*, uint32_t, const char*, ...) =
       UTIL_snprintf;  // past the compiler's check of formats
-  char acText[Size + 2] = "";
+  char acText[Size + 2] = {};
   acText[Size] = '?';
   const int32_t Length = pfFormat(acText, Size, pFormat, Args...);
   EXPECT_EQ('?', acText[Size]);
