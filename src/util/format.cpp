@@ -10,14 +10,14 @@ namespace {
 
 constexpr int32_t NO_PRECISION = -1;
 
-struct FullSpec {
+struct FullConversion {
   bool IsLeft;    ///< '-': fill on the right.
   bool HasPlus;   ///< '+': a sign always.
   bool HasSpace;  ///< ' ': a space for a missing sign.
   bool HasZero;   ///< '0': fill numbers with zeros.
   int64_t Width;  ///< Wide enough for the magnitude of every 32-bit argument.
   int32_t Precision;
-  char Conversion;
+  char Letter;
 };
 
 /// Room left before the place of the terminator.
@@ -44,76 +44,76 @@ void PutChar(FormatBuffer* pBuffer, char c) {
   Count(pBuffer, 1);
 }
 
-void PutString(FormatBuffer* pBuffer, const FullSpec& Spec, const char* pString) {
+void PutString(FormatBuffer* pBuffer, const FullConversion& Conv, const char* pString) {
   const char* p = pString != nullptr ? pString : "(null)";
-  const uint32_t MaxLen = Spec.Precision == NO_PRECISION ? INT32_MAX : static_cast<uint32_t>(Spec.Precision);
+  const uint32_t MaxLen = Conv.Precision == NO_PRECISION ? INT32_MAX : static_cast<uint32_t>(Conv.Precision);
   const int64_t Len = UTIL_StrLenMax(p, MaxLen);
-  PutRepeated(pBuffer, ' ', Spec.IsLeft ? 0 : Spec.Width - Len);
+  PutRepeated(pBuffer, ' ', Conv.IsLeft ? 0 : Conv.Width - Len);
   const int64_t NumStored = std::min(Len, RoomOf(*pBuffer));
   if (NumStored > 0) {
     std::memcpy(pBuffer->pBuf + pBuffer->NumChars, p, static_cast<size_t>(NumStored));
   }
   Count(pBuffer, Len);
-  PutRepeated(pBuffer, ' ', Spec.IsLeft ? Spec.Width - Len : 0);
+  PutRepeated(pBuffer, ' ', Conv.IsLeft ? Conv.Width - Len : 0);
 }
 
 /// Returns the sign character of a number, or NUL for none.
-char SignOf(const FullSpec& Spec, bool IsNegative) {
+char SignOf(const FullConversion& Conv, bool IsNegative) {
   if (IsNegative) {
     return '-';
   }
-  if (Spec.HasPlus) {
+  if (Conv.HasPlus) {
     return '+';
   }
-  return Spec.HasSpace ? ' ' : '\0';
+  return Conv.HasSpace ? ' ' : '\0';
 }
 
 /// Puts fill, sign, zeros and digits, in this order.
-void PutNumber(FormatBuffer* pBuffer, const FullSpec& Spec, uint32_t Magnitude, bool IsNegative, uint32_t Base) {
+void PutNumber(FormatBuffer* pBuffer, const FullConversion& Conv, uint32_t Magnitude, bool IsNegative, uint32_t Base) {
   DigitRun Run = UTIL_StartDigits(Magnitude, Base);
-  const char Sign = SignOf(Spec, IsNegative);
+  const char Sign = SignOf(Conv, IsNegative);
   const int64_t NumSigns = Sign != '\0' ? 1 : 0;
-  int64_t NumZeros = std::max<int64_t>(int64_t{Spec.Precision} - Run.NumDigits, 0);
-  if (Spec.HasZero && !Spec.IsLeft && Spec.Precision == NO_PRECISION) {
-    NumZeros = std::max<int64_t>(Spec.Width - NumSigns - Run.NumDigits, 0);
+  int64_t NumZeros = std::max<int64_t>(int64_t{Conv.Precision} - Run.NumDigits, 0);
+  if (Conv.HasZero && !Conv.IsLeft && Conv.Precision == NO_PRECISION) {
+    NumZeros = std::max<int64_t>(Conv.Width - NumSigns - Run.NumDigits, 0);
   }
-  const int64_t NumFill = Spec.Width - NumSigns - NumZeros - Run.NumDigits;
-  PutRepeated(pBuffer, ' ', Spec.IsLeft ? 0 : NumFill);
+  const int64_t NumFill = Conv.Width - NumSigns - NumZeros - Run.NumDigits;
+  PutRepeated(pBuffer, ' ', Conv.IsLeft ? 0 : NumFill);
   PutRepeated(pBuffer, Sign, NumSigns);
   PutRepeated(pBuffer, '0', NumZeros);
   for (uint32_t i = 0; i < Run.NumDigits; ++i) {
     PutChar(pBuffer, "0123456789ABCDEF"[UTIL_NextDigit(&Run)]);
   }
-  PutRepeated(pBuffer, ' ', Spec.IsLeft ? NumFill : 0);
+  PutRepeated(pBuffer, ' ', Conv.IsLeft ? NumFill : 0);
 }
 
-void PutSigned(FormatBuffer* pBuffer, const FullSpec& Spec, int32_t Value) {
+void PutSigned(FormatBuffer* pBuffer, const FullConversion& Conv, int32_t Value) {
   const uint32_t Bits = static_cast<uint32_t>(Value);
-  PutNumber(pBuffer, Spec, Value < 0 ? 0 - Bits : Bits, Value < 0, 10);
+  PutNumber(pBuffer, Conv, Value < 0 ? 0 - Bits : Bits, Value < 0, 10);
 }
 
 /// The width and precision that stand in the format have no say in a pointer, the flags have.
-void PutPointer(FormatBuffer* pBuffer, const FullSpec& Spec, const void* pPointer) {
-  FullSpec PointerSpec = Spec;
-  PointerSpec.Width = 0;
-  PointerSpec.Precision = 8;
-  PutNumber(pBuffer, PointerSpec, static_cast<uint32_t>(reinterpret_cast<uintptr_t>(pPointer)), false, 16);
+void PutPointer(FormatBuffer* pBuffer, const FullConversion& Conv, const void* pPointer) {
+  FullConversion PointerConv = Conv;
+  PointerConv.Width = 0;
+  PointerConv.Precision = 8;
+  PutNumber(pBuffer, PointerConv, static_cast<uint32_t>(reinterpret_cast<uintptr_t>(pPointer)), false, 16);
 }
 
 /// Takes the character at *pFormat as a flag if it is one; returns whether it is.
-bool ReadFlag(const char* pFormat, FullSpec* pSpec) {
+bool ReadFlag(const char* pFormat, FullConversion* pConv) {
   switch (*pFormat) {
     case '-':
-      pSpec->IsLeft = true;
+      pConv->IsLeft = true;
       return true;
     case '+':
-      pSpec->HasPlus = true;
+      pConv->HasPlus = true;
       return true;
     case ' ':
-      pSpec->HasSpace = true;
+      pConv->HasSpace = true;
       return true;
     case '0':
-      pSpec->HasZero = true;
+      pConv->HasZero = true;
       return true;
     case '#':
       return true;
@@ -131,57 +131,57 @@ int32_t ReadCountOrArgument(const char** ppFormat, FormatArguments* pArgs) {
   return UTIL_ReadCount(ppFormat);
 }
 
-FullSpec ReadSpec(const char** ppFormat, FormatArguments* pArgs) {
-  FullSpec Spec{};
-  while (ReadFlag(*ppFormat, &Spec)) {
+FullConversion ReadConversion(const char** ppFormat, FormatArguments* pArgs) {
+  FullConversion Conv{};
+  while (ReadFlag(*ppFormat, &Conv)) {
     ++*ppFormat;
   }
-  Spec.Width = ReadCountOrArgument(ppFormat, pArgs);
-  if (Spec.Width < 0) {
-    Spec.IsLeft = true;
-    Spec.Width = -Spec.Width;
+  Conv.Width = ReadCountOrArgument(ppFormat, pArgs);
+  if (Conv.Width < 0) {
+    Conv.IsLeft = true;
+    Conv.Width = -Conv.Width;
   }
-  Spec.Precision = NO_PRECISION;
+  Conv.Precision = NO_PRECISION;
   if (**ppFormat == '.') {
     ++*ppFormat;
-    Spec.Precision = std::max(ReadCountOrArgument(ppFormat, pArgs), NO_PRECISION);
+    Conv.Precision = std::max(ReadCountOrArgument(ppFormat, pArgs), NO_PRECISION);
   }
   while (**ppFormat == 'h' || **ppFormat == 'l') {
     ++*ppFormat;
   }
-  Spec.Conversion = **ppFormat;
-  if (Spec.Conversion != '\0') {
+  Conv.Letter = **ppFormat;
+  if (Conv.Letter != '\0') {
     ++*ppFormat;
   }
-  if (Spec.Conversion == '_' && **ppFormat != '\0') {
+  if (Conv.Letter == '_' && **ppFormat != '\0') {
     ++*ppFormat;
   }
-  return Spec;
+  return Conv;
 }
 
-void PutConversion(FormatBuffer* pBuffer, const FullSpec& Spec, FormatArguments* pArgs) {
-  switch (Spec.Conversion) {
+void PutConversion(FormatBuffer* pBuffer, const FullConversion& Conv, FormatArguments* pArgs) {
+  switch (Conv.Letter) {
     case 'd':
-      PutSigned(pBuffer, Spec, va_arg(pArgs->Args, int32_t));
+      PutSigned(pBuffer, Conv, va_arg(pArgs->Args, int32_t));
       break;
     case 'u':
-      PutNumber(pBuffer, Spec, va_arg(pArgs->Args, uint32_t), false, 10);
+      PutNumber(pBuffer, Conv, va_arg(pArgs->Args, uint32_t), false, 10);
       break;
     case 'o':
-      PutNumber(pBuffer, Spec, va_arg(pArgs->Args, uint32_t), false, 8);
+      PutNumber(pBuffer, Conv, va_arg(pArgs->Args, uint32_t), false, 8);
       break;
     case 'x':
     case 'X':
-      PutNumber(pBuffer, Spec, va_arg(pArgs->Args, uint32_t), false, 16);
+      PutNumber(pBuffer, Conv, va_arg(pArgs->Args, uint32_t), false, 16);
       break;
     case 'c':
       PutChar(pBuffer, static_cast<char>(va_arg(pArgs->Args, int)));
       break;
     case 's':
-      PutString(pBuffer, Spec, va_arg(pArgs->Args, const char*));
+      PutString(pBuffer, Conv, va_arg(pArgs->Args, const char*));
       break;
     case 'p':
-      PutPointer(pBuffer, Spec, va_arg(pArgs->Args, const void*));
+      PutPointer(pBuffer, Conv, va_arg(pArgs->Args, const void*));
       break;
     case '%':
       PutChar(pBuffer, '%');
@@ -199,8 +199,8 @@ int32_t UTIL_FormatV(FormatBuffer* pBuffer, const char* pFormat, va_list Args) {
   while (*pFormat != '\0') {
     const char c = *pFormat++;
     if (c == '%') {
-      const FullSpec Spec = ReadSpec(&pFormat, &Rest);
-      PutConversion(pBuffer, Spec, &Rest);
+      const FullConversion Conv = ReadConversion(&pFormat, &Rest);
+      PutConversion(pBuffer, Conv, &Rest);
     } else {
       PutChar(pBuffer, c);
     }

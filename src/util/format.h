@@ -13,9 +13,9 @@ struct FormatBuffer {
 
 /// Formats into *pBuffer behind what it counts already; stores at most BufSize - 1 characters and then a terminator.
 ///
-/// A specification is %, flags ('-' left-justify, '+' and ' ' show a sign for every number, '0' fill numbers with
-/// zeros unless a precision is given, '#' without effect), a width, a precision ('.' and digits or '*'; '.' alone is
-/// 0), a run of 'h' and 'l' without effect, and a conversion; all numbers are read as 32-bit arguments:
+/// A conversion is written as %, flags ('-' left-justify, '+' and ' ' show a sign for every number, '0' fill numbers
+/// with zeros unless a precision is given, '#' without effect), a width, a precision ('.' and digits or '*'; '.' alone
+/// is 0), a run of 'h' and 'l' without effect, and a letter; all numbers are read as 32-bit arguments:
 ///   d        signed decimal
 ///   u o x X  unsigned decimal, octal, hexadecimal with upper-case digits (both)
 ///   c        a character, whatever the width

@@ -10,11 +10,11 @@ struct PlainText {
   int32_t Count;  ///< Characters stored so far; at most Size - 1.
 };
 
-struct PlainSpec {
+struct PlainConversion {
   int32_t Width;
   int32_t Precision;
   bool Is64;  ///< The argument is a 64-bit value.
-  char Conversion;
+  char Letter;
 };
 
 bool HasRoom(const PlainText& Text) {
@@ -49,58 +49,58 @@ void PutNumber(PlainText* pText, uint64_t Value, uint32_t Base, const char* pDig
   }
 }
 
-PlainSpec ReadSpec(const char** ppFormat) {
-  PlainSpec Spec{};
-  Spec.Width = UTIL_ReadCount(ppFormat);
+PlainConversion ReadConversion(const char** ppFormat) {
+  PlainConversion Conv{};
+  Conv.Width = UTIL_ReadCount(ppFormat);
   if (**ppFormat == '.') {
     ++*ppFormat;
-    Spec.Precision = UTIL_ReadCount(ppFormat);
+    Conv.Precision = UTIL_ReadCount(ppFormat);
   }
   bool HasL = false;
   for (; **ppFormat == 'l'; ++*ppFormat) {
-    Spec.Is64 = HasL;
+    Conv.Is64 = HasL;
     HasL = true;
   }
-  Spec.Conversion = **ppFormat;
-  if (Spec.Conversion != '\0') {
+  Conv.Letter = **ppFormat;
+  if (Conv.Letter != '\0') {
     ++*ppFormat;
   }
-  return Spec;
+  return Conv;
 }
 
-void PutSigned(PlainText* pText, const PlainSpec& Spec, int64_t Value) {
+void PutSigned(PlainText* pText, const PlainConversion& Conv, int64_t Value) {
   uint64_t Magnitude = static_cast<uint64_t>(Value);
   if (Value < 0) {
     PutChar(pText, '-');
     Magnitude = 0 - Magnitude;
   }
-  PutNumber(pText, Magnitude, 10, "0123456789", Spec.Width, Spec.Precision);
+  PutNumber(pText, Magnitude, 10, "0123456789", Conv.Width, Conv.Precision);
 }
 
-void PutConversion(PlainText* pText, const PlainSpec& Spec, FormatArguments* pArgs) {
+void PutConversion(PlainText* pText, const PlainConversion& Conv, FormatArguments* pArgs) {
   constexpr const char* LOWER = "0123456789abcdef";
   constexpr const char* UPPER = "0123456789ABCDEF";
   constexpr int32_t POINTER_WIDTH = 8;
   const auto NextUnsigned = [&]() -> uint64_t {
-    return Spec.Is64 ? va_arg(pArgs->Args, unsigned long long) : va_arg(pArgs->Args, uint32_t);
+    return Conv.Is64 ? va_arg(pArgs->Args, unsigned long long) : va_arg(pArgs->Args, uint32_t);
   };
-  switch (Spec.Conversion) {
+  switch (Conv.Letter) {
     case 'd':
     case 'i':
-      PutSigned(pText, Spec, Spec.Is64 ? va_arg(pArgs->Args, long long) : va_arg(pArgs->Args, int32_t));
+      PutSigned(pText, Conv, Conv.Is64 ? va_arg(pArgs->Args, long long) : va_arg(pArgs->Args, int32_t));
       break;
     case 'u':
-      PutNumber(pText, NextUnsigned(), 10, LOWER, Spec.Width, Spec.Precision);
+      PutNumber(pText, NextUnsigned(), 10, LOWER, Conv.Width, Conv.Precision);
       break;
     case 'x':
-      PutNumber(pText, NextUnsigned(), 16, LOWER, Spec.Width, Spec.Precision);
+      PutNumber(pText, NextUnsigned(), 16, LOWER, Conv.Width, Conv.Precision);
       break;
     case 'X':
-      PutNumber(pText, NextUnsigned(), 16, UPPER, Spec.Width, Spec.Precision);
+      PutNumber(pText, NextUnsigned(), 16, UPPER, Conv.Width, Conv.Precision);
       break;
     case 'p':
       PutNumber(pText, reinterpret_cast<uintptr_t>(va_arg(pArgs->Args, void*)), 16, LOWER, POINTER_WIDTH,
-                Spec.Precision);
+                Conv.Precision);
       break;
     case 'c':
       PutChar(pText, static_cast<char>(va_arg(pArgs->Args, int)));
@@ -128,8 +128,8 @@ char* UTIL_vsnprintf(char* pBuffer, int32_t Size, const char* pFormat, va_list A
   while (*pFormat != '\0') {
     const char c = *pFormat++;
     if (c == '%') {
-      const PlainSpec Spec = ReadSpec(&pFormat);
-      PutConversion(&Text, Spec, &Rest);
+      const PlainConversion Conv = ReadConversion(&pFormat);
+      PutConversion(&Text, Conv, &Rest);
     } else {
       PutChar(&Text, c);
     }

@@ -7,8 +7,8 @@
 /// Formats into pBuffer of Size characters; what does not fit is cut, and the text is always terminated. A Size below
 /// 1 writes nothing.
 ///
-/// A specification is %, a width (decimal digits), a precision ('.' and decimal digits), a run of 'l' (two or more: the
-/// argument has 64 bits, else 32) and a conversion:
+/// A conversion is written as %, a width (decimal digits), a precision ('.' and decimal digits), a run of 'l' (two or
+/// more: the argument has 64 bits, else 32) and a letter:
 ///   d i    signed decimal; a '-' comes first, then the width fill, then the digits: the sign does not count
 ///   u x X  unsigned decimal, lower-case and upper-case hexadecimal
 ///   c s    a character; a text, whole, or "(null)" for a null pointer; width and precision are ignored
