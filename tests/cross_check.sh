@@ -25,7 +25,8 @@ for align in "2000 8" "100 4" "50 2" "1000 20"; do
     out=${input%.*}.srec
     "$consumer" --check --block-size $((16#$block)) --line-align $((16#$line)) "$out"
     data_of "$out" 2>/dev/null | cmp - want.txt
-    [ "$input" = elf.s37 ] && cp "$out" first.srec || cmp "$out" first.srec
+    if [ "$input" = elf.s37 ]; then cp "$out" first.srec; fi
+    cmp "$out" first.srec
   done
   objcopy -I srec -O binary elf.srec back.bin
   objcopy -I srec -O binary elf.s37 want.bin

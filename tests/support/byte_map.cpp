@@ -1,6 +1,5 @@
 #include "support/byte_map.h"
 
-#include <array>
 #include <numeric>
 #include <sstream>
 
@@ -23,42 +22,40 @@ std::shared_ptr<MemImage> NewImage() {
 
 ByteMap BytesOf(MemImage* pImage) {
   ByteMap Map;
-  std::array<uint8_t, 32> aData{};
+  uint8_t aData[32];
   uint64_t Addr = 0;
-  for (;;) {
-    const int64_t Num = MEMIMG_ReadData(pImage, Addr, UINT64_MAX, 0, '?', aData.data(), nullptr, &Addr, 32, 0, 0);
+  int64_t Num = 0;
+  do {
+    Num = MEMIMG_ReadData(pImage, Addr, UINT64_MAX, 0, '?', aData, nullptr, &Addr, sizeof(aData), 0, 0);
     for (int64_t i = 0; i < Num; ++i) {
-      Map.emplace_hint(Map.end(), Addr++, aData[static_cast<size_t>(i)]);
+      Map.emplace_hint(Map.end(), Addr++, aData[i]);
     }
-    if (Num == 0 || Addr == 0) {
-      return Map;
-    }
-  }
+  } while (Num != 0 && Addr != 0);
+  return Map;
 }
 
 std::string RunsOf(const ByteMap& Map) {
   std::ostringstream Text;
-  uint64_t Next = 0;
+  const uint64_t* pLast = nullptr;
   for (const auto& [Addr, Byte] : Map) {
-    if (Addr != Next || Next == 0) {
+    if (pLast == nullptr || *pLast + 1 != Addr) {
       Text << ' ' << std::hex << Addr << '=';
     }
     Text << static_cast<char>(Byte);
-    Next = Addr + 1;
+    pLast = &Addr;
   }
   return Text.str();
 }
 
 std::string MakeRecord(bool IsHex, unsigned Addr, const std::string& Data) {
-  const size_t Count = Data.size() + (IsHex ? 0 : 3);
-  std::vector<uint8_t> Bytes = {static_cast<uint8_t>(Count), static_cast<uint8_t>(Addr >> 8),
-                                static_cast<uint8_t>(Addr)};
-  Bytes.resize(IsHex ? 4 : 3);
-  Bytes.insert(Bytes.end(), Data.begin(), Data.end());
-  Bytes.push_back(static_cast<uint8_t>((IsHex ? 0 : -1) - std::accumulate(Bytes.begin(), Bytes.end(), 0)));
+  std::string Bytes = {static_cast<char>(Data.size() + (IsHex ? 0 : 3)), static_cast<char>(Addr >> 8),
+                       static_cast<char>(Addr)};
+  Bytes += (IsHex ? std::string(1, '\0') : "") + Data;
+  Bytes += static_cast<char>((IsHex ? 0 : -1) - std::accumulate(Bytes.begin(), Bytes.end(), 0));
   std::string Text = IsHex ? ":" : "S1";
-  for (const uint8_t Byte : Bytes) {
-    Text += {"0123456789ABCDEF"[Byte / 16], "0123456789ABCDEF"[Byte % 16]};
+  for (const char Byte : Bytes) {
+    Text += "0123456789ABCDEF"[Byte >> 4 & 0xF];
+    Text += "0123456789ABCDEF"[Byte & 0xF];
   }
   return Text;
 }

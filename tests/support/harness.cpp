@@ -1,12 +1,28 @@
-#include "support/faults.h"
-
 #include <sys/time.h>
 #include <sys/types.h>
 
 #include <cstddef>
 #include <utility>
 
+#include "support/harness.h"
+
 namespace {
+
+/// Makes the folder of a test, and removes it.
+class Folder : public testing::EmptyTestEventListener {
+  void OnTestStart(const testing::TestInfo&) override {
+    m_Path = testing::TempDir() + "blockfit-XXXXXX";
+    EXPECT_NE(nullptr, mkdtemp(m_Path.data()));
+    std::filesystem::current_path(m_Path);
+  }
+  void OnTestEnd(const testing::TestInfo&) override {
+    std::filesystem::current_path(testing::TempDir());
+    std::filesystem::remove_all(m_Path);
+  }
+  std::string m_Path;
+};
+
+const bool IS_LISTENING = (testing::UnitTest::GetInstance()->listeners().Append(new Folder), true);
 
 thread_local FaultKind Armed = FAULT_NONE;
 thread_local Fault How;

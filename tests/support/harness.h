@@ -1,0 +1,44 @@
+/// What the tests share: every test works in an empty folder of its own, and can make system calls fail.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <filesystem>
+#include <fstream>
+#include <numeric>
+#include <random>
+#include <thread>
+
+#include "support/byte_map.h"
+
+/// Makes a file, or replaces it.
+inline void WriteFile(const std::string& Path, const std::string& Bytes) {
+  std::ofstream(Path, std::ios::binary) << Bytes;
+}
+
+/// Returns the bytes of a file, or "(no file)".
+inline std::string ReadFile(const std::string& Path) {
+  std::ifstream File(Path, std::ios::binary);
+  return File ? std::string(std::istreambuf_iterator<char>(File), {}) : "(no file)";
+}
+
+/// What can be made to fail. The tests are linked so that calls of malloc, realloc, open, read, write, close and
+/// gettimeofday by the code under test come to them first.
+enum FaultKind { FAULT_NONE, FAULT_ALLOC, FAULT_OPEN, FAULT_READ, FAULT_WRITE, FAULT_CLOSE, FAULT_CLOCK };
+
+/// Which calls fail, counted from 1 when the fault is armed, and how.
+struct Fault {
+  int First = 1;
+  int Last = INT_MAX;
+  int Error = EIO;  ///< The errno of a failing call; 0: a read or write does not fail but comes short by half.
+};
+
+/// Arms one kind of fault for this thread until FAULT_Disarm; calls of all other kinds pass.
+void FAULT_Arm(FaultKind Kind, const Fault& Which);
+
+/// Returns whether any call was made to fail since arming.
+bool FAULT_Disarm();
