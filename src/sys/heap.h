@@ -1,4 +1,5 @@
-/// All heap memory of the program comes from here and goes back here.
+/// All heap memory of the program comes from here and goes back here. Blocks of 2 MiB and more lie in large pages where
+/// the system has them; memory that is not touched costs nothing.
 #pragma once
 
 #include <cstdint>

@@ -68,39 +68,62 @@ uint8_t SumOf(const Bytes8& Vector) {
   return static_cast<uint8_t>(Sums * 0x0001000100010001 >> 48);
 }
 
-}  // namespace
+/// Returns the bytes with all but the last NumBytes set to 0.
+Bytes8 LastOf(const Bytes8& Vector, uint32_t NumBytes) {
+  static constexpr std::array<uint8_t, 2 * size_t{BLOCK_BYTES}> A_MASK = {
+      0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+  Bytes8 Mask;
+  std::memcpy(&Mask, A_MASK.data() + NumBytes, sizeof(Mask));
+  return Vector & Mask;
+}
 
-bool UTIL_DecodeHex(const uint8_t* pDigits, uint32_t NumBytes, uint8_t* pBytes, uint8_t* pSum) {
+/// Decodes at least a block. What a last whole block leaves is decoded with the bytes before it once more.
+[[nodiscard]] bool DecodeBlocks(const uint8_t* pDigits, uint32_t NumBytes, uint8_t* pBytes, uint8_t* pSum) {
   Bytes16 Bad{};
-  Bytes8 BlockSum{};
+  Bytes8 Sum{};
   uint32_t i = 0;
   for (; i + BLOCK_BYTES <= NumBytes; i += BLOCK_BYTES) {
     const Bytes8 Block = DecodeBlock(pDigits + 2 * size_t{i}, &Bad);
-    BlockSum += Block;
+    Sum += Block;
     std::memcpy(pBytes + i, &Block, sizeof(Block));
   }
+  const uint32_t Last = NumBytes - BLOCK_BYTES;
+  const Bytes8 Block = DecodeBlock(pDigits + 2 * size_t{Last}, &Bad);
+  Sum += LastOf(Block, NumBytes - i);
+  std::memcpy(pBytes + Last, &Block, sizeof(Block));
+  *pSum = static_cast<uint8_t>(*pSum + SumOf(Sum));
+  return !IsAnySet(Bad);
+}
+
+}  // namespace
+
+bool UTIL_DecodeHex(const uint8_t* pDigits, uint32_t NumBytes, uint8_t* pBytes, uint8_t* pSum) {
+  if (NumBytes >= BLOCK_BYTES) {
+    return DecodeBlocks(pDigits, NumBytes, pBytes, pSum);
+  }
   unsigned AllNibbles = 0;
-  unsigned Sum = SumOf(BlockSum);
-  for (; i < NumBytes; ++i) {
+  for (uint32_t i = 0; i < NumBytes; ++i) {
     const unsigned High = UTIL_HEX_DIGIT_VALUE[pDigits[2 * size_t{i}]];
     const unsigned Low = UTIL_HEX_DIGIT_VALUE[pDigits[2 * size_t{i} + 1]];
-    const unsigned Value = High << 4 | Low;
     AllNibbles |= High | Low;
-    pBytes[i] = static_cast<uint8_t>(Value);
-    Sum += Value;
+    pBytes[i] = static_cast<uint8_t>(High << 4 | Low);
+    *pSum = static_cast<uint8_t>(*pSum + pBytes[i]);
   }
-  *pSum = static_cast<uint8_t>(*pSum + Sum);
-  return AllNibbles <= 0xF && !IsAnySet(Bad);
+  return AllNibbles <= 0xF;
 }
 
 char* UTIL_EncodeHex(const uint8_t* pBytes, uint32_t NumBytes, char* pDigits) {
-  uint32_t i = 0;
-  for (; i + BLOCK_BYTES <= NumBytes; i += BLOCK_BYTES) {
-    EncodeBlock(pBytes + i, pDigits + 2 * size_t{i});
-  }
-  for (; i < NumBytes; ++i) {
-    pDigits[2 * size_t{i}] = "0123456789ABCDEF"[pBytes[i] >> 4];
-    pDigits[2 * size_t{i} + 1] = "0123456789ABCDEF"[pBytes[i] & 0xF];
+  if (NumBytes >= BLOCK_BYTES) {
+    for (uint32_t i = 0; i + BLOCK_BYTES <= NumBytes; i += BLOCK_BYTES) {
+      EncodeBlock(pBytes + i, pDigits + 2 * size_t{i});
+    }
+    const uint32_t Last = NumBytes - BLOCK_BYTES;  // what the last whole block leaves, with the bytes before it
+    EncodeBlock(pBytes + Last, pDigits + 2 * size_t{Last});
+  } else {
+    for (uint32_t i = 0; i < NumBytes; ++i) {
+      pDigits[2 * size_t{i}] = "0123456789ABCDEF"[pBytes[i] >> 4];
+      pDigits[2 * size_t{i} + 1] = "0123456789ABCDEF"[pBytes[i] & 0xF];
+    }
   }
   return pDigits + 2 * size_t{NumBytes};
 }
