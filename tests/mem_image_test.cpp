@@ -127,18 +127,25 @@ TEST_F(ImageLock, GuardsPendingBytes) {
   EXPECT_EQ(2000U, BytesOf(m_pImage).size());
 }
 
-/// Writes to one slot after the other in an order that visits all: every join, refusal and growth happens many times.
-void ExpectLikeAMap(const std::array<uint64_t, 4>& Case, uint64_t Step, FaultKind What) {
-  constexpr uint64_t NUM_SLOTS = 4001;
-  const auto& [Base, SlotBytes, MinBytes, MaxBytes] = Case;
+/// Writes to one slot after the other in an order that visits all, from the middle on or, without a step, shuffled:
+/// every join, refusal and growth happens many times.
+void ExpectLikeAMap(const std::array<uint64_t, 5>& Case, uint64_t Step, FaultKind What) {
+  const auto& [NumSlots, Base, SlotBytes, MinBytes, MaxBytes] = Case;
   std::mt19937_64 Random(Step);
   const auto pImage = NewImage();
   ByteMap Map;
-  for (uint64_t i = 0; i < NUM_SLOTS; ++i) {
-    const uint64_t Addr = Base + i * Step % NUM_SLOTS * SlotBytes;
+  std::vector<uint64_t> Slots(NumSlots);
+  for (uint64_t i = 0; i < NumSlots; ++i) {
+    Slots[i] = (NumSlots / 2 + i * std::max<uint64_t>(Step, 1)) % NumSlots;
+  }
+  if (Step == 0) {
+    std::shuffle(Slots.begin(), Slots.end(), Random);
+  }
+  for (const uint64_t Slot : Slots) {
+    const uint64_t Addr = Base + Slot * SlotBytes;
     std::vector<uint8_t> Bytes(MinBytes + Random() % (MaxBytes - MinBytes + 1));
     std::generate(Bytes.begin(), Bytes.end(), std::ref(Random));
-    const int Call = static_cast<int>(1 + Random() % 2);
+    const int Call = static_cast<int>(1 + Random() % 16);
     FAULT_Arm(What, {.First = Call, .Last = Call});
     const int Result = MEMIMG_WriteData(pImage.get(), Addr, Bytes.size(), Bytes.data(), -1);
     if (!FAULT_Disarm() || Result != MEMIMG_ERR_NO_MEMORY) {
@@ -156,9 +163,11 @@ void ExpectLikeAMap(const std::array<uint64_t, 4>& Case, uint64_t Step, FaultKin
 }
 
 TEST(ImageRandom, AgreesWithAPlainMap) {
-  const std::array<uint64_t, 4> aCase[] = {{0, 4, 4, 4}, {0, 8, 1, 10}, {TOP - 32000, 8, 1, 10}, {0, 100, 98, 101}};
+  constexpr uint64_t MANY = 35023;  // areas for an index of two levels and more
+  const std::array<uint64_t, 5> aCase[] = {
+      {MANY, 0, 4, 4, 4}, {MANY, 0, 8, 1, 10}, {MANY, TOP - 8 * MANY + 90, 8, 1, 10}, {4001, 0, 100, 98, 101}};
   for (const auto& Case : aCase) {
-    for (const uint64_t Step : {1U, 4000U, 2U, 3999U, 787U}) {  // up, down, every other one up and down, scattered
+    for (const uint64_t Step : {uint64_t{1}, MANY - 1, uint64_t{2}, MANY - 2, uint64_t{0}}) {
       ExpectLikeAMap(Case, Step, FAULT_NONE);
       ExpectLikeAMap(Case, Step, FAULT_ALLOC);
     }

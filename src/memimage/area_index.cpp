@@ -3,241 +3,193 @@
 #include <algorithm>
 #include <array>
 
-#include "sys/heap.h"
-
 namespace {
 
-constexpr uint32_t BLOCK_CAPACITY = 64;
-constexpr uint32_t MIN_BLOCK_REFS = 16;
+constexpr uint32_t NODE_CAPACITY = 64;
 
-/// Where an entry stands, or would have to stand.
-struct IndexPlace {
-  uint32_t Block;
-  uint32_t Entry;
+/// What an entry leads to: on the lowest level an area, above it a node.
+union IndexRef {
+  IndexNode* pChild;
+  DataArea* pArea;
 };
 
 }  // namespace
 
-/// The entries of a block, field by field, so that a search reads addresses and nothing else.
-struct IndexBlock {
+/// A node's entries: addresses, ascending, and what they lead to. In a leaf each is the address of its area; above, it
+/// is the lowest address in its child.
+struct IndexNode {
   uint32_t NumEntries;
-  std::array<uint64_t, BLOCK_CAPACITY> aAddr;  ///< First addresses, ascending.
-  std::array<uint64_t, BLOCK_CAPACITY> aLast;  ///< Last addresses.
-  std::array<DataArea*, BLOCK_CAPACITY> apArea;
+  std::array<uint64_t, NODE_CAPACITY> aAddr;
+  std::array<IndexRef, NODE_CAPACITY> aRef;
 };
 
 namespace {
 
-uint64_t KeyOf(uint64_t Addr) {
-  return Addr;
+/// Returns how many entries have an address at or below Addr.
+uint32_t EntriesAtOrBelow(const IndexNode& Node, uint64_t Addr) {
+  const uint64_t* pFirst = Node.aAddr.data();
+  return static_cast<uint32_t>(std::upper_bound(pFirst, pFirst + Node.NumEntries, Addr) - pFirst);
 }
 
-uint64_t KeyOf(const IndexBlockRef& Ref) {
-  return Ref.FirstAddr;
+/// Returns the position of the entry that Addr belongs to: the last at or below it, else the first.
+uint32_t EntryFor(const IndexNode& Node, uint64_t Addr) {
+  const uint32_t Num = EntriesAtOrBelow(Node, Addr);
+  return Num != 0 ? Num - 1 : 0;
 }
 
-/// Returns how many of the Num sorted elements are at or below Addr. Every step but the last halves what is left
-/// without a branch on the comparison, which would be mispredicted half of the time.
-template <typename Element>
-uint32_t CountAtOrBelow(const Element* paElement, uint32_t Num, uint64_t Addr) {
-  const Element* pFirst = paElement;
-  while (Num > 1) {
-    const uint32_t Half = Num / 2;
-    pFirst += KeyOf(pFirst[Half - 1]) <= Addr ? Half : 0;
-    Num -= Half;
+/// Puts New at position At of an array in which Num elements are used.
+template <typename Array, typename Element>
+void InsertAt(Array* pArray, uint32_t Num, uint32_t At, Element New) {
+  std::copy_backward(pArray->begin() + At, pArray->begin() + Num, pArray->begin() + Num + 1);
+  (*pArray)[At] = New;
+}
+
+template <typename Array>
+void RemoveAt(Array* pArray, uint32_t Num, uint32_t At) {
+  std::copy(pArray->begin() + At + 1, pArray->begin() + Num, pArray->begin() + At);
+}
+
+/// Adds an entry to a node that is not full.
+void InsertEntry(IndexNode* pNode, uint32_t At, uint64_t Addr, IndexRef Ref) {
+  InsertAt(&pNode->aAddr, pNode->NumEntries, At, Addr);
+  InsertAt(&pNode->aRef, pNode->NumEntries, At, Ref);
+  ++pNode->NumEntries;
+}
+
+void RemoveEntry(IndexNode* pNode, uint32_t At) {
+  RemoveAt(&pNode->aAddr, pNode->NumEntries, At);
+  RemoveAt(&pNode->aRef, pNode->NumEntries, At);
+  --pNode->NumEntries;
+}
+
+bool IsFull(const IndexNode& Node) {
+  return Node.NumEntries == NODE_CAPACITY;
+}
+
+/// Returns a node without entries, null without memory.
+[[nodiscard]] IndexNode* NewNode(AreaIndex* pIndex) {
+  IndexNode* pNode = static_cast<IndexNode*>(POOL_Take(&pIndex->Pool, sizeof(IndexNode)));
+  if (pNode != nullptr) {
+    pNode->NumEntries = 0;
   }
-  return static_cast<uint32_t>(pFirst - paElement) + (Num == 1 && KeyOf(*pFirst) <= Addr ? 1 : 0);
+  return pNode;
 }
 
-bool IsInBlock(const AreaIndex& Index, uint32_t Block, uint64_t Addr) {
-  return Block < Index.NumBlocks && Index.paBlockRef[Block].FirstAddr <= Addr &&
-         (Block + 1 == Index.NumBlocks || Addr < Index.paBlockRef[Block + 1].FirstAddr);
-}
-
-/// Returns the block in which Addr belongs: the last that begins at or below it, else the first.
-uint32_t BlockFor(AreaIndex* pIndex, uint64_t Addr) {
-  if (!IsInBlock(*pIndex, pIndex->RecentBlock, Addr)) {
-    const uint32_t Num = CountAtOrBelow(pIndex->paBlockRef, pIndex->NumBlocks, Addr);
-    pIndex->RecentBlock = Num != 0 ? Num - 1 : 0;
-  }
-  return pIndex->RecentBlock;
-}
-
-/// Asks for all addresses of a block at once: a search in one that is not in the cache would wait for one line of it
-/// after the other.
-void PrefetchAddresses(const IndexBlock& Block) {
-  constexpr uint32_t ADDRESSES_PER_LINE = 8;
-  for (uint32_t i = 0; i < BLOCK_CAPACITY; i += ADDRESSES_PER_LINE) {
-    __builtin_prefetch(&Block.aAddr[i]);
-  }
-}
-
-uint32_t EntriesAtOrBelow(const IndexBlock& Block, uint64_t Addr) {
-  return CountAtOrBelow(Block.aAddr.data(), Block.NumEntries, Addr);
-}
-
-/// Returns the place of the entry that was made with exactly this address.
-IndexPlace PlaceOf(AreaIndex* pIndex, uint64_t Addr) {
-  const uint32_t Block = BlockFor(pIndex, Addr);
-  return {Block, EntriesAtOrBelow(*pIndex->paBlockRef[Block].pBlock, Addr) - 1};
-}
-
-/// Puts Element at position At of an array of Num elements that has room for one more.
-template <typename Element>
-void InsertAt(Element* paElement, uint32_t Num, uint32_t At, Element New) {
-  std::copy_backward(paElement + At, paElement + Num, paElement + Num + 1);
-  paElement[At] = New;
-}
-
-template <typename Element>
-void RemoveAt(Element* paElement, uint32_t Num, uint32_t At) {
-  std::copy(paElement + At + 1, paElement + Num, paElement + At);
-}
-
-[[nodiscard]] bool ReserveBlockRef(AreaIndex* pIndex) {
-  if (pIndex->NumBlocks < pIndex->NumBlocksAlloc) {
-    return true;
-  }
-  const uint64_t NewAlloc = std::max(uint64_t{pIndex->NumBlocksAlloc} * 2, uint64_t{MIN_BLOCK_REFS});
-  const uint64_t Size = NewAlloc * sizeof(IndexBlockRef);
-  void* pRefs = Size <= UINT32_MAX ? SYS_Realloc(pIndex->paBlockRef, static_cast<uint32_t>(Size)) : nullptr;
-  if (pRefs == nullptr) {
-    return false;
-  }
-  pIndex->paBlockRef = static_cast<IndexBlockRef*>(pRefs);
-  pIndex->NumBlocksAlloc = static_cast<uint32_t>(NewAlloc);
-  return true;
-}
-
-/// Adds an empty block at position At. Returns it, or null with nothing changed.
-[[nodiscard]] IndexBlock* NewBlock(AreaIndex* pIndex, uint32_t At, uint64_t FirstAddr) {
-  if (!ReserveBlockRef(pIndex)) {
-    return nullptr;
-  }
-  IndexBlock* pBlock = static_cast<IndexBlock*>(SYS_Alloc(sizeof(IndexBlock)));
-  if (pBlock == nullptr) {
-    return nullptr;
-  }
-  pBlock->NumEntries = 0;
-  InsertAt(pIndex->paBlockRef, pIndex->NumBlocks, At, IndexBlockRef{FirstAddr, pBlock});
-  ++pIndex->NumBlocks;
-  return pBlock;
-}
-
-/// Splits a full block so that an entry for Addr finds room. A block that grows at its end keeps what it has, and the
-/// new entry starts the next block: appended areas then fill their blocks whole.
-[[nodiscard]] bool SplitBlock(AreaIndex* pIndex, uint32_t Block, uint64_t Addr) {
-  IndexBlock* pFull = pIndex->paBlockRef[Block].pBlock;
-  const bool IsAppend = pFull->aAddr[BLOCK_CAPACITY - 1] < Addr;
-  const uint32_t NumKept = IsAppend ? BLOCK_CAPACITY - 1 : BLOCK_CAPACITY / 2;
-  IndexBlock* pNew = NewBlock(pIndex, Block + 1, pFull->aAddr[NumKept]);
+/// Splits a full child so that an entry for Addr finds room in it; the parent has room for one entry more. A child that
+/// grows at its end keeps what it has, but for the last entry: appended areas then fill their nodes.
+[[nodiscard]] bool SplitChild(AreaIndex* pIndex, IndexNode* pParent, uint32_t At, uint64_t Addr) {
+  IndexNode* pFull = pParent->aRef[At].pChild;
+  IndexNode* pNew = NewNode(pIndex);
   if (pNew == nullptr) {
     return false;
   }
-  pNew->NumEntries = BLOCK_CAPACITY - NumKept;
+  const bool IsAppend = pFull->aAddr[NODE_CAPACITY - 1] < Addr;
+  const uint32_t NumKept = IsAppend ? NODE_CAPACITY - 1 : NODE_CAPACITY / 2;
   std::copy(pFull->aAddr.begin() + NumKept, pFull->aAddr.end(), pNew->aAddr.begin());
-  std::copy(pFull->aLast.begin() + NumKept, pFull->aLast.end(), pNew->aLast.begin());
-  std::copy(pFull->apArea.begin() + NumKept, pFull->apArea.end(), pNew->apArea.begin());
+  std::copy(pFull->aRef.begin() + NumKept, pFull->aRef.end(), pNew->aRef.begin());
+  pNew->NumEntries = NODE_CAPACITY - NumKept;
   pFull->NumEntries = NumKept;
+  InsertEntry(pParent, At + 1, pNew->aAddr[0], {.pChild = pNew});
   return true;
 }
 
-/// The reference to a block repeats its first entry's address.
-void RefreshFirstAddr(AreaIndex* pIndex, uint32_t Block) {
-  IndexBlockRef* pRef = &pIndex->paBlockRef[Block];
-  pRef->FirstAddr = pRef->pBlock->aAddr[0];
+/// Makes sure that there is a root with room for one entry more: the first leaf, or one above a full root, which is
+/// split.
+[[nodiscard]] bool MakeRoomInRoot(AreaIndex* pIndex, uint64_t Addr) {
+  IndexNode* pOld = pIndex->pRoot;
+  if (pOld != nullptr && !IsFull(*pOld)) {
+    return true;
+  }
+  IndexNode* pRoot = NewNode(pIndex);
+  if (pRoot == nullptr) {
+    return false;
+  }
+  if (pOld != nullptr) {
+    InsertEntry(pRoot, 0, pOld->aAddr[0], {.pChild = pOld});
+    if (!SplitChild(pIndex, pRoot, 0, Addr)) {
+      POOL_Give(&pIndex->Pool, pRoot);
+      return false;
+    }
+  }
+  pIndex->pRoot = pRoot;
+  ++pIndex->NumLevels;
+  return true;
+}
+
+/// Removes the entry that was made with Addr from the tree below a node. Returns whether the node is empty now.
+/// It calls itself once a level; a tree of all addresses that there are has no more than a dozen.
+// NOLINTNEXTLINE(misc-no-recursion)
+[[nodiscard]] bool RemoveBelow(AreaIndex* pIndex, IndexNode* pNode, uint32_t Level, uint64_t Addr) {
+  const uint32_t At = EntryFor(*pNode, Addr);
+  if (Level > 1) {
+    IndexNode* pChild = pNode->aRef[At].pChild;
+    if (!RemoveBelow(pIndex, pChild, Level - 1, Addr)) {
+      pNode->aAddr[At] = pChild->aAddr[0];
+      return false;
+    }
+    POOL_Give(&pIndex->Pool, pChild);
+  }
+  RemoveEntry(pNode, At);
+  return pNode->NumEntries == 0;
+}
+
+/// Lowers the address of the entry that OldAddr belongs to if it is OldAddr. Returns the entry's position.
+uint32_t LowerEntry(IndexNode* pNode, uint64_t OldAddr, uint64_t NewAddr) {
+  const uint32_t At = EntryFor(*pNode, OldAddr);
+  if (pNode->aAddr[At] == OldAddr) {
+    pNode->aAddr[At] = NewAddr;
+  }
+  return At;
 }
 
 }  // namespace
 
-AreaNeighbours INDEX_Find(AreaIndex* pIndex, uint64_t Addr) {
-  const uint32_t At = BlockFor(pIndex, Addr);
-  const IndexBlock* pBlock = pIndex->paBlockRef[At].pBlock;
-  PrefetchAddresses(*pBlock);
-  const uint32_t Num = EntriesAtOrBelow(*pBlock, Addr);
-  AreaNeighbours Near{};
-  if (Num != 0) {
-    Near.pBelow = pBlock->apArea[Num - 1];
-    Near.BelowLast = pBlock->aLast[Num - 1];
+DataArea* INDEX_Find(const AreaIndex& Index, uint64_t Addr) {
+  const IndexNode* pNode = Index.pRoot;
+  for (uint32_t Level = Index.NumLevels; Level > 1; --Level) {
+    pNode = pNode->aRef[EntryFor(*pNode, Addr)].pChild;
   }
-  if (Num < pBlock->NumEntries) {
-    Near.pAbove = pBlock->apArea[Num];
-    Near.AboveAddr = pBlock->aAddr[Num];
-  } else if (At + 1 < pIndex->NumBlocks) {
-    Near.pAbove = pIndex->paBlockRef[At + 1].pBlock->apArea[0];
-    Near.AboveAddr = pIndex->paBlockRef[At + 1].FirstAddr;
-  }
-  return Near;
+  const uint32_t Num = pNode != nullptr ? EntriesAtOrBelow(*pNode, Addr) : 0;
+  return Num != 0 ? pNode->aRef[Num - 1].pArea : nullptr;
 }
 
 bool INDEX_Insert(AreaIndex* pIndex, DataArea* pArea) {
-  if (pIndex->NumBlocks == 0 && NewBlock(pIndex, 0, pArea->Addr) == nullptr) {
+  if (!MakeRoomInRoot(pIndex, pArea->Addr)) {
     return false;
   }
-  uint32_t Block = BlockFor(pIndex, pArea->Addr);
-  if (pIndex->paBlockRef[Block].pBlock->NumEntries == BLOCK_CAPACITY) {
-    if (!SplitBlock(pIndex, Block, pArea->Addr)) {
-      return false;
+  IndexNode* pNode = pIndex->pRoot;
+  for (uint32_t Level = pIndex->NumLevels; Level > 1; --Level) {
+    uint32_t At = EntryFor(*pNode, pArea->Addr);
+    if (IsFull(*pNode->aRef[At].pChild)) {
+      if (!SplitChild(pIndex, pNode, At, pArea->Addr)) {
+        return false;
+      }
+      At = EntryFor(*pNode, pArea->Addr);
     }
-    Block = BlockFor(pIndex, pArea->Addr);
+    pNode->aAddr[At] = std::min(pNode->aAddr[At], pArea->Addr);
+    pNode = pNode->aRef[At].pChild;
   }
-  IndexBlock* pBlock = pIndex->paBlockRef[Block].pBlock;
-  const uint32_t At = EntriesAtOrBelow(*pBlock, pArea->Addr);
-  InsertAt(pBlock->aAddr.data(), pBlock->NumEntries, At, pArea->Addr);
-  InsertAt(pBlock->aLast.data(), pBlock->NumEntries, At, AREA_LastOf(*pArea));
-  InsertAt(pBlock->apArea.data(), pBlock->NumEntries, At, pArea);
-  ++pBlock->NumEntries;
-  RefreshFirstAddr(pIndex, Block);
+  InsertEntry(pNode, EntriesAtOrBelow(*pNode, pArea->Addr), pArea->Addr, {.pArea = pArea});
   return true;
 }
 
 void INDEX_Remove(AreaIndex* pIndex, uint64_t Addr) {
-  const IndexPlace Place = PlaceOf(pIndex, Addr);
-  IndexBlock* pBlock = pIndex->paBlockRef[Place.Block].pBlock;
-  RemoveAt(pBlock->aAddr.data(), pBlock->NumEntries, Place.Entry);
-  RemoveAt(pBlock->aLast.data(), pBlock->NumEntries, Place.Entry);
-  RemoveAt(pBlock->apArea.data(), pBlock->NumEntries, Place.Entry);
-  --pBlock->NumEntries;
-  if (pBlock->NumEntries != 0) {
-    RefreshFirstAddr(pIndex, Place.Block);
-    return;
+  if (!INDEX_IsEmpty(*pIndex) && RemoveBelow(pIndex, pIndex->pRoot, pIndex->NumLevels, Addr)) {
+    INDEX_Clear(pIndex);
   }
-  SYS_Free(pBlock);
-  RemoveAt(pIndex->paBlockRef, pIndex->NumBlocks, Place.Block);
-  --pIndex->NumBlocks;
 }
 
-void INDEX_Update(AreaIndex* pIndex, uint64_t OldAddr, const DataArea& Area) {
-  const IndexPlace Place = PlaceOf(pIndex, OldAddr);
-  IndexBlock* pBlock = pIndex->paBlockRef[Place.Block].pBlock;
-  pBlock->aAddr[Place.Entry] = Area.Addr;
-  pBlock->aLast[Place.Entry] = AREA_LastOf(Area);
-  RefreshFirstAddr(pIndex, Place.Block);
-}
-
-void INDEX_Prefetch(AreaIndex* pIndex, uint64_t Addr) {
-  if (INDEX_IsEmpty(*pIndex)) {
-    return;
+void INDEX_Lower(AreaIndex* pIndex, uint64_t OldAddr, uint64_t NewAddr) {
+  IndexNode* pNode = pIndex->pRoot;
+  for (uint32_t Level = pIndex->NumLevels; Level > 1; --Level) {
+    pNode = pNode->aRef[LowerEntry(pNode, OldAddr, NewAddr)].pChild;
   }
-  uint32_t Block = BlockFor(pIndex, Addr);
-  uint32_t Entry = EntriesAtOrBelow(*pIndex->paBlockRef[Block].pBlock, Addr);
-  for (uint32_t i = 0; i < INDEX_PREFETCH_AREAS; ++i, ++Entry) {
-    if (Entry == pIndex->paBlockRef[Block].pBlock->NumEntries) {
-      if (++Block == pIndex->NumBlocks) {
-        return;
-      }
-      Entry = 0;
-    }
-    const DataArea* pArea = pIndex->paBlockRef[Block].pBlock->apArea[Entry];
-    __builtin_prefetch(pArea);
-    __builtin_prefetch(pArea + 1);  // its first bytes
+  if (pNode != nullptr) {
+    LowerEntry(pNode, OldAddr, NewAddr);
   }
 }
 
 void INDEX_Clear(AreaIndex* pIndex) {
-  for (uint32_t i = 0; i < pIndex->NumBlocks; ++i) {
-    SYS_Free(pIndex->paBlockRef[i].pBlock);
-  }
-  SYS_Free(pIndex->paBlockRef);
+  POOL_Clear(&pIndex->Pool);
   *pIndex = {};
 }

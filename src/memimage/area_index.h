@@ -1,61 +1,40 @@
-/// Finds the area at an address without walking the chain: all areas of an image, sorted, in blocks of entries.
+/// Finds the area at an address without walking the chain: all areas of an image in a B+ tree.
 ///
-/// A lookup is a binary search for the block and one within it: O(log areas). An insertion moves entries within a block
-/// and, once in half a block of insertions, the references behind the block that was split: with a million areas that
-/// is a few nanoseconds an insertion, less than the search. Entries repeat the areas' first and last addresses because
-/// an operation that had to look into each area it compares with would wait for memory at every step.
+/// Every operation goes down from the root: O(log areas), whatever the order of the calls. Nodes repeat the areas'
+/// addresses because a search that had to look into each area it compares with would wait for memory at every step.
 #pragma once
 
 #include <cstdint>
 
 #include "memimage/data_area.h"
+#include "memimage/slab_pool.h"
 
-struct IndexBlock;
-
-/// A block of the index and the lowest address in it.
-struct IndexBlockRef {
-  uint64_t FirstAddr;
-  IndexBlock* pBlock;
-};
+struct IndexNode;
 
 /// The index. All zero is the empty index that owns nothing.
 struct AreaIndex {
-  IndexBlockRef* paBlockRef;  ///< Sorted by address; every block holds at least one entry.
-  uint32_t NumBlocks;
-  uint32_t NumBlocksAlloc;
-  uint32_t RecentBlock;  ///< Where the last search ended, a hint: the next operation is often on the same area.
+  IndexNode* pRoot;    ///< Null when the index is empty; no other node is ever empty.
+  uint32_t NumLevels;  ///< From the root to the leaves, which all are on the same level.
+  SlabPool Pool;       ///< The nodes.
 };
 
-/// The two neighbours in the chain that an address stands between.
-struct AreaNeighbours {
-  DataArea* pBelow;    ///< Last area that begins at or below the address, which may hold it; null for none.
-  uint64_t BelowLast;  ///< Its last address, known without a look into it.
-  DataArea* pAbove;    ///< The area behind pBelow, or the first of the chain; null for none.
-  uint64_t AboveAddr;  ///< Its first address, known likewise.
-};
-
+/// Whether the index has no areas.
 inline bool INDEX_IsEmpty(const AreaIndex& Index) {
-  return Index.NumBlocks == 0;
+  return Index.pRoot == nullptr;
 }
 
-/// Finds the neighbours of Addr in an index that is not empty.
-[[nodiscard]] AreaNeighbours INDEX_Find(AreaIndex* pIndex, uint64_t Addr);
+/// Returns the last area that begins at or below Addr, null for none.
+[[nodiscard]] DataArea* INDEX_Find(const AreaIndex& Index, uint64_t Addr);
 
-/// Adds an area whose address is not in the index. Returns false, with the index unchanged, when memory gives out.
+/// Adds an area whose address is not in the index. Returns false, with the same areas in it, when memory gives out.
 [[nodiscard]] bool INDEX_Insert(AreaIndex* pIndex, DataArea* pArea);
 
-/// Removes the area that was entered with Addr.
+/// Removes the area that was entered with Addr. The index may be empty.
 void INDEX_Remove(AreaIndex* pIndex, uint64_t Addr);
 
-/// The area that was entered with OldAddr has grown; its place among the others is the same.
-void INDEX_Update(AreaIndex* pIndex, uint64_t OldAddr, const DataArea& Area);
-
-/// How many areas INDEX_Prefetch takes at a time.
-constexpr uint32_t INDEX_PREFETCH_AREAS = 32;
-
-/// Has the next INDEX_PREFETCH_AREAS areas from Addr on fetched while the caller works. The areas of a scattered input
-/// lie all over memory, and a scan along the chain alone would wait for each of them. The index may be empty.
-void INDEX_Prefetch(AreaIndex* pIndex, uint64_t Addr);
+/// The area that was entered with OldAddr begins at NewAddr, which is lower, and still behind the area before it. The
+/// index may be empty.
+void INDEX_Lower(AreaIndex* pIndex, uint64_t OldAddr, uint64_t NewAddr);
 
 /// Releases everything; the index is empty again.
 void INDEX_Clear(AreaIndex* pIndex);

@@ -15,34 +15,26 @@ void BuildIndex(MemImage* pImage) {
   }
 }
 
-AreaNeighbours Walk(const MemImage& Image, uint64_t Addr) {
-  AreaNeighbours Near{};
-  Near.pAbove = Image.pFirstArea;
-  while (Near.pAbove != nullptr && Near.pAbove->Addr <= Addr) {
-    Near.pBelow = Near.pAbove;
-    Near.pAbove = Near.pAbove->pNext;
+DataArea* Walk(const MemImage& Image, uint64_t Addr) {
+  DataArea* pBelow = nullptr;
+  for (DataArea* pArea = Image.pFirstArea; pArea != nullptr && pArea->Addr <= Addr; pArea = pArea->pNext) {
+    pBelow = pArea;
   }
-  Near.BelowLast = Near.pBelow != nullptr ? AREA_LastOf(*Near.pBelow) : 0;
-  Near.AboveAddr = Near.pAbove != nullptr ? Near.pAbove->Addr : 0;
-  return Near;
-}
-
-AreaNeighbours Find(MemImage* pImage, uint64_t Addr) {
-  return INDEX_IsEmpty(pImage->Index) ? Walk(*pImage, Addr) : INDEX_Find(&pImage->Index, Addr);
+  return pBelow;
 }
 
 }  // namespace
 
-AreaNeighbours MEMIMG_FindAreas(MemImage* pImage, uint64_t Addr) {
+DataArea* MEMIMG_AreaAtOrBelow(MemImage* pImage, uint64_t Addr) {
   if (INDEX_IsEmpty(pImage->Index) && pImage->NumAreas > LONGEST_WALK) {
     BuildIndex(pImage);
   }
-  return Find(pImage, Addr);
+  return INDEX_IsEmpty(pImage->Index) ? Walk(*pImage, Addr) : INDEX_Find(pImage->Index, Addr);
 }
 
 DataArea* MEMIMG_LastArea(MemImage* pImage) {
   if (pImage->pLastArea == nullptr) {
-    pImage->pLastArea = Find(pImage, UINT64_MAX).pBelow;
+    pImage->pLastArea = MEMIMG_AreaAtOrBelow(pImage, UINT64_MAX);
   }
   return pImage->pLastArea;
 }

@@ -3,9 +3,14 @@
 
 #include "memimage/mem_image.h"
 
-/// Finds the neighbours of Addr: through the index, which is built when the chain has grown long, or by a walk where
-/// there is no memory for one. O(log areas) with the index.
-[[nodiscard]] AreaNeighbours MEMIMG_FindAreas(MemImage* pImage, uint64_t Addr);
+/// Returns the last area that begins at or below Addr, null for none: through the index, which is built when the chain
+/// has grown long, or by a walk where there is no memory for one. O(log areas) with the index.
+[[nodiscard]] DataArea* MEMIMG_AreaAtOrBelow(MemImage* pImage, uint64_t Addr);
 
-/// Returns the last area of the chain, null for an empty image. O(1) but for a walk after the shortcut was lost.
+/// Returns the area behind pArea, the first for null; null for none.
+[[nodiscard]] inline DataArea* MEMIMG_AreaBehind(const MemImage& Image, const DataArea* pArea) {
+  return pArea != nullptr ? pArea->pNext : Image.pFirstArea;
+}
+
+/// Returns the last area of the chain, null for an empty image. O(1) but for a search after the shortcut was lost.
 [[nodiscard]] DataArea* MEMIMG_LastArea(MemImage* pImage);

@@ -169,7 +169,9 @@ bool AREA_ReserveInFront(DataArea* pArea, uint64_t NumBytes) {
     SlideUp(pArea, NumBytes);
     return true;
   }
-  return MoveToNewBuffer(pArea, NumBytes + SpareFor(pArea->NumBytesAlloc), pArea->NumBytesAlloc);
+  // Room as large as the contents again: nothing of it is touched before it is used. Where that cannot be had, less.
+  return MoveToNewBuffer(pArea, NumBytes + pArea->NumBytes, pArea->NumBytesAlloc) ||
+         MoveToNewBuffer(pArea, NumBytes + SpareFor(pArea->NumBytes), pArea->NumBytes);
 }
 
 void AREA_PutBytes(uint8_t* pDest, const WriteRange& Range) {

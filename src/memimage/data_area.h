@@ -1,5 +1,5 @@
 /// One run of the memory image and its buffer. Nothing here knows of the chain the run stands in, or where its record
-/// comes from; but behind every record there is room for a first buffer, so that a short run needs no other.
+/// comes from; but every record stands in a slot with room for a first buffer, so that a short run needs no other.
 #pragma once
 
 #include <cstdint>
@@ -20,8 +20,11 @@ struct DataArea {
   uint64_t NumBytesFront;  ///< Bytes allocated in front of pData.
 };
 
-/// The smallest buffer of an area, and the room behind its record.
+/// The smallest buffer of an area.
 constexpr uint64_t MEMIMG_MIN_BUFFER_BYTES = 128;
+
+/// The slot of an area: its record and, right behind it, its first buffer.
+constexpr uint32_t AREA_SLOT_BYTES = sizeof(DataArea) + MEMIMG_MIN_BUFFER_BYTES;
 
 /// The longest area.
 constexpr uint64_t MEMIMG_MAX_AREA_BYTES = 0x7FFFFFFF;

@@ -16,12 +16,16 @@ constexpr uint64_t PENDING_STEP = 100;
   return pImage->hLock != nullptr;
 }
 
+void FreeBufferOf(void* pSlot) {
+  AREA_FreeBuffer(static_cast<DataArea*>(pSlot));
+}
+
 /// Returns whether the byte is in the image now.
 [[nodiscard]] bool CommitByte(MemImage* pImage, const PendingByte& Byte) {
-  DataArea* pArea = MEMIMG_FindAreas(pImage, Byte.Addr).pBelow;
+  DataArea* pArea = MEMIMG_AreaAtOrBelow(pImage, Byte.Addr);
   if (pArea == nullptr || AREA_LastOf(*pArea) < Byte.Addr) {
     return MEMIMG_WriteData(pImage, Byte.Addr, 1, &Byte.Value, 0) == 0 &&
-           AREA_HasStorage(*MEMIMG_FindAreas(pImage, Byte.Addr).pBelow);
+           AREA_HasStorage(*MEMIMG_AreaAtOrBelow(pImage, Byte.Addr));
   }
   if (!AREA_HasStorage(*pArea)) {
     return false;
@@ -64,7 +68,8 @@ void MEMIMG_Free(MemImage* pImage) {
     return;
   }
   SYS_DestroyMutex(&pImage->hLock);
-  POOL_Clear(&pImage->Pool);
+  POOL_ForEach(pImage->AreaPool, AREA_SLOT_BYTES, FreeBufferOf);
+  POOL_Clear(&pImage->AreaPool);
   INDEX_Clear(&pImage->Index);
   SYS_Free(pImage->paPending);
   SYS_Free(pImage);

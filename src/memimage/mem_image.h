@@ -7,8 +7,8 @@
 #include <cstdint>
 
 #include "memimage/area_index.h"
-#include "memimage/area_pool.h"
 #include "memimage/data_area.h"
+#include "memimage/slab_pool.h"
 #include "sys/mutex_table.h"
 
 /// A single-byte write that reads see already and MEMIMG_FlushByteCache commits.
@@ -29,7 +29,7 @@ struct MemImage {
   int64_t CursorIndex;       ///< Position in the chain of pCursorArea, -1: the cursor is invalid.
   DataArea* pCursorArea;     ///< Where the last run search stopped.
 
-  AreaPool Pool;          ///< The areas' records.
+  SlabPool AreaPool;      ///< The areas' slots.
   AreaIndex Index;        ///< All areas or, until a write needs it and when memory is short, none.
   uint32_t HasLostBytes;  ///< 1 when contents given to a successful write could not be kept: an area has no storage.
 };
@@ -69,6 +69,12 @@ int MEMIMG_Unlock(MemImage* pImage);
 /// there is no memory for the index.
 [[nodiscard]] int MEMIMG_WriteData(MemImage* pImage, uint64_t Addr, uint64_t NumBytes, const uint8_t* pData,
                                    int32_t FillByte);
+
+/// Returns whether Addr lies behind all stored bytes, so that a write there appends. O(1) amortised.
+[[nodiscard]] bool MEMIMG_IsBehindAll(MemImage* pImage, uint64_t Addr);
+
+/// Returns the first address from Addr on that is stored, UINT64_MAX for none. O(log areas), as for writes.
+[[nodiscard]] uint64_t MEMIMG_NextStored(MemImage* pImage, uint64_t Addr);
 
 /// Finds the stored run that a scan upward from Addr meets first.
 /// Returns its length as far as EndAddr (inclusive) and its first address in *pFoundAddr; 0 when there is none, with

@@ -69,8 +69,8 @@ const DataArea* FirstAreaFor(MemImage* pImage, const Span& Range) {
   if (pImage->CursorIndex >= 0 && pImage->pCursorArea->Addr <= Range.Addr) {
     return pImage->pCursorArea;
   }
-  const AreaNeighbours Near = MEMIMG_FindAreas(pImage, Range.Addr);
-  return Near.pBelow != nullptr ? Near.pBelow : Near.pAbove;
+  const DataArea* pBelow = MEMIMG_AreaAtOrBelow(pImage, Range.Addr);
+  return pBelow != nullptr ? pBelow : pImage->pFirstArea;
 }
 
 /// Puts the bytes that an area holds of the span.
@@ -173,9 +173,6 @@ int64_t MEMIMG_FindRun(MemImage* pImage, uint64_t Addr, uint64_t EndAddr, uint64
        pArea = pArea->pNext, ++Position) {
     pImage->CursorIndex = Position;
     pImage->pCursorArea = pArea;
-    if (Position % INDEX_PREFETCH_AREAS == 0) {
-      INDEX_Prefetch(&pImage->Index, pArea->Addr);
-    }
     const uint64_t First = pArea->Addr;
     const uint64_t Last = AREA_LastOf(*pArea);
     if (First <= Addr && Last >= Addr) {

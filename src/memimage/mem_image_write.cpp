@@ -22,19 +22,12 @@ void EnterInIndex(MemImage* pImage, DataArea* pArea) {
   }
 }
 
-/// The area that began at OldAddr has grown.
-void UpdateIndex(MemImage* pImage, uint64_t OldAddr, const DataArea& Area) {
-  if (!INDEX_IsEmpty(pImage->Index)) {
-    INDEX_Update(&pImage->Index, OldAddr, Area);
-  }
-}
-
 /// Makes the range an area of its own between two neighbours in the chain, either of which may be null.
 [[nodiscard]] int NewArea(MemImage* pImage, DataArea* pPrev, DataArea* pNext, const WriteRange& Range) {
   if (!IsLegalLength(Range.NumBytes, 0)) {
     return MEMIMG_ERR_NO_MEMORY;
   }
-  DataArea* pArea = POOL_Take(&pImage->Pool);
+  DataArea* pArea = static_cast<DataArea*>(POOL_Take(&pImage->AreaPool, AREA_SLOT_BYTES));
   if (pArea == nullptr) {
     return MEMIMG_ERR_NO_MEMORY;
   }
@@ -58,11 +51,9 @@ void RemoveNext(MemImage* pImage, DataArea* pArea, uint64_t NextAddr) {
   if (pImage->pLastArea == pNext) {
     pImage->pLastArea = nullptr;
   }
-  if (!INDEX_IsEmpty(pImage->Index)) {
-    INDEX_Remove(&pImage->Index, NextAddr);
-  }
+  INDEX_Remove(&pImage->Index, NextAddr);
   AREA_FreeBuffer(pNext);
-  POOL_Give(&pImage->Pool, pNext);
+  POOL_Give(&pImage->AreaPool, pNext);
   --pImage->NumAreas;
   pImage->CursorIndex = -1;
 }
@@ -76,7 +67,6 @@ void RemoveNext(MemImage* pImage, DataArea* pArea, uint64_t NextAddr) {
   }
   NoteLostBytes(pImage, *pArea, Range);
   RemoveNext(pImage, pArea, NextAddr);
-  UpdateIndex(pImage, pArea->Addr, *pArea);
   return 0;
 }
 
@@ -86,7 +76,6 @@ void RemoveNext(MemImage* pImage, DataArea* pArea, uint64_t NextAddr) {
     return MEMIMG_ERR_NO_MEMORY;
   }
   AREA_PutAtEnd(pArea, Range);
-  UpdateIndex(pImage, pArea->Addr, *pArea);
   NoteLostBytes(pImage, *pArea, Range);
   return 0;
 }
@@ -98,7 +87,7 @@ void RemoveNext(MemImage* pImage, DataArea* pArea, uint64_t NextAddr) {
   }
   const uint64_t OldAddr = pArea->Addr;
   AREA_PutInFront(pArea, Range);
-  UpdateIndex(pImage, OldAddr, *pArea);
+  INDEX_Lower(&pImage->Index, OldAddr, Range.Addr);
   NoteLostBytes(pImage, *pArea, Range);
   return 0;
 }
@@ -113,19 +102,20 @@ void RemoveNext(MemImage* pImage, DataArea* pArea, uint64_t NextAddr) {
 
 /// Stores a range anywhere in the chain.
 [[nodiscard]] int Insert(MemImage* pImage, const WriteRange& Range) {
-  const AreaNeighbours Near = MEMIMG_FindAreas(pImage, Range.Addr);
+  DataArea* pBelow = MEMIMG_AreaAtOrBelow(pImage, Range.Addr);
+  DataArea* pAbove = MEMIMG_AreaBehind(*pImage, pBelow);
   const uint64_t RangeLast = Range.Addr + (Range.NumBytes - 1);
-  const bool IsInBelow = Near.pBelow != nullptr && Near.BelowLast >= Range.Addr;
-  const bool ReachesAbove = Near.pAbove != nullptr && RangeLast >= Near.AboveAddr;
+  const bool IsInBelow = pBelow != nullptr && AREA_LastOf(*pBelow) >= Range.Addr;
+  const bool ReachesAbove = pAbove != nullptr && RangeLast >= pAbove->Addr;
   if (IsInBelow || ReachesAbove) {
     return MEMIMG_ERR_OVERLAP;
   }
-  const bool TouchesBelow = Near.pBelow != nullptr && Near.BelowLast + 1 == Range.Addr;
-  const bool TouchesAbove = Near.pAbove != nullptr && RangeLast + 1 == Near.AboveAddr;
+  const bool TouchesBelow = pBelow != nullptr && AREA_LastOf(*pBelow) + 1 == Range.Addr;
+  const bool TouchesAbove = pAbove != nullptr && RangeLast + 1 == pAbove->Addr;
   if (TouchesBelow) {
-    return TouchesAbove ? MEMIMG_MergeWithNext(pImage, Near.pBelow, Range) : ExtendAtEnd(pImage, Near.pBelow, Range);
+    return TouchesAbove ? MEMIMG_MergeWithNext(pImage, pBelow, Range) : ExtendAtEnd(pImage, pBelow, Range);
   }
-  return TouchesAbove ? ExtendAtFront(pImage, Near.pAbove, Range) : NewArea(pImage, Near.pBelow, Near.pAbove, Range);
+  return TouchesAbove ? ExtendAtFront(pImage, pAbove, Range) : NewArea(pImage, pBelow, pAbove, Range);
 }
 
 }  // namespace
@@ -140,9 +130,19 @@ int MEMIMG_WriteData(MemImage* pImage, uint64_t Addr, uint64_t NumBytes, const u
     return MEMIMG_ERR_OVERLAP;
   }
   const WriteRange Range{Addr, NumBytes, pData, FillByte};
-  DataArea* pLast = MEMIMG_LastArea(pImage);
-  if (pLast == nullptr || AREA_LastOf(*pLast) < Addr) {
-    return Append(pImage, pLast, Range);
+  return MEMIMG_IsBehindAll(pImage, Addr) ? Append(pImage, pImage->pLastArea, Range) : Insert(pImage, Range);
+}
+
+bool MEMIMG_IsBehindAll(MemImage* pImage, uint64_t Addr) {
+  const DataArea* pLast = MEMIMG_LastArea(pImage);
+  return pLast == nullptr || AREA_LastOf(*pLast) < Addr;
+}
+
+uint64_t MEMIMG_NextStored(MemImage* pImage, uint64_t Addr) {
+  const DataArea* pBelow = MEMIMG_AreaAtOrBelow(pImage, Addr);
+  if (pBelow != nullptr && AREA_LastOf(*pBelow) >= Addr) {
+    return Addr;
   }
-  return Insert(pImage, Range);
+  const DataArea* pAbove = MEMIMG_AreaBehind(*pImage, pBelow);
+  return pAbove != nullptr ? pAbove->Addr : UINT64_MAX;
 }
