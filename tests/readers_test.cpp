@@ -138,6 +138,38 @@ TEST(Readers, DoNotShowTheEdgeOfTheirWindow) {
   }
 }
 
+/// Records that wait to be stored in another order must not show it: not in the bytes, nor in which error comes first.
+TEST(Readers, StoreRecordsInAnyOrderAsIfOneByOne) {
+  std::mt19937 Random(1);
+  for (unsigned NumRecords = 1; NumRecords < 400; ++NumRecords) {
+    const bool IsHex = NumRecords % 2 == 0;
+    const unsigned NumSlots = NumRecords * (NumRecords % 3 == 0 ? 2000 : 20);
+    std::string Text;
+    ByteMap Map;
+    std::string Error;
+    unsigned Addr = 0;
+    for (unsigned i = 1; i <= NumRecords; ++i) {
+      const std::string Data(1 + Random() % 4, static_cast<char>('a' + i % 26));
+      Addr = static_cast<unsigned>(Random() % 4 == 0 ? Addr + 4 : Random() % NumSlots * 4) % 0xFFF0;
+      Text += MakeRecord(IsHex, Addr, Data) + "\n";
+      if (Error.empty() && !AddBytes(&Map, Addr, {Data.begin(), Data.end()})) {
+        Error = "Error in line " + std::to_string(i) + ": Areas overlap";
+      }
+    }
+    if (NumRecords % 5 == 0) {
+      Text += "?";
+      Error = !Error.empty() ? Error : "Error in line " + std::to_string(NumRecords + 1) + ": Unexpected character";
+    }
+    WriteFile("file", Text);
+    const auto pImage = NewImage();
+    char acError[256] = "";
+    const int Status = (IsHex ? HEX_Read : MOT_Read)(pImage.get(), "file", acError, sizeof(acError));
+    ASSERT_EQ(Error.empty() ? 0 : READER_ERR_RECORD, Status) << Text;
+    ASSERT_EQ(Error, std::string(acError).substr(0, Error.size())) << Text;
+    ASSERT_EQ(RunsOf(Map), RunsOf(BytesOf(pImage.get()))) << Text;
+  }
+}
+
 /// A valid file with any one character changed, removed or added is read to what its text now says, or refused.
 TEST(Readers, ReadMutatedFilesAsTheyStandOrRefuseThem) {
   const std::string Hex =

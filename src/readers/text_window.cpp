@@ -67,6 +67,26 @@ void SkipWithinWindow(TextReadState* pState, bool CountsCr) {
   }
 }
 
+/// Makes a result of READER_Store that is a failure the pending error.
+void SetStoreError(TextReadState* pState, int Status) {
+  if (Status == MEMIMG_ERR_NO_MEMORY) {
+    TEXT_SetError(pState, READER_ERR_NO_MEMORY, "Out of memory");
+  } else if (Status != 0) {
+    TEXT_SetError(pState, READER_ERR_RECORD, "Areas overlap");
+  }
+}
+
+/// Stores the records that wait. A failure comes before the pending error, which is of a record behind them.
+void StoreBatch(TextReadState* pState, MemImage* pImage) {
+  int32_t NumLineEnds = 0;
+  const int Status = BATCH_Store(&pState->Batch, pImage, &NumLineEnds);
+  if (Status != 0) {
+    pState->acError[0] = '\0';
+    pState->NumLineEnds = NumLineEnds;
+    SetStoreError(pState, Status);
+  }
+}
+
 void ReadRecords(const TextFormat& Format, TextReadState* pState, MemImage* pImage) {
   FillWindow(pState);
   if (!TEXT_HasError(*pState) && pState->pWindow[0] != static_cast<uint8_t>(Format.StartChar)) {
@@ -97,6 +117,8 @@ void ReportWithLine(const TextReadContext& Context) {
     TEXT_SetError(pState, READER_ERR_NO_MEMORY, "%s", pText->pFormat->pNoWindowText);
   } else {
     ReadRecords(*pText->pFormat, pState, pImage);
+    StoreBatch(pState, pImage);
+    BATCH_Free(&pState->Batch);
     SYS_Free(pState->pWindow);
   }
   if (TEXT_HasError(*pState)) {
@@ -160,10 +182,15 @@ bool TEXT_DecodeBytes(TextReadState* pState, uint32_t NumBytes, uint8_t* pBytes)
 }
 
 void TEXT_StoreData(TextReadState* pState, MemImage* pImage, uint64_t Addr, uint32_t NumBytes, const uint8_t* pData) {
-  const int Status = READER_Store(pImage, Addr, NumBytes, pData);
-  if (Status == MEMIMG_ERR_NO_MEMORY) {
-    TEXT_SetError(pState, READER_ERR_NO_MEMORY, "Out of memory");
-  } else if (Status != 0) {
-    TEXT_SetError(pState, READER_ERR_RECORD, "Areas overlap");
+  if (NumBytes == 0) {
+    return;
+  }
+  const bool IsInOrder = BATCH_IsNext(pState->Batch, Addr) && MEMIMG_IsBehindAll(pImage, Addr);
+  if (!IsInOrder && BATCH_Add(&pState->Batch, Addr, NumBytes, pData, pState->NumLineEnds)) {
+    return;
+  }
+  StoreBatch(pState, pImage);
+  if (!TEXT_HasError(*pState)) {
+    SetStoreError(pState, READER_Store(pImage, Addr, NumBytes, pData));
   }
 }

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "readers/read_frame.h"
+#include "readers/record_batch.h"
 
 /// File bytes that the window holds at most; one byte more is allocated, for the NUL behind them.
 constexpr uint32_t READ_WINDOW_SIZE = 60000;
@@ -25,8 +26,9 @@ struct TextReadState {
 
   int32_t NumFilled;  ///< File bytes in the window; the byte behind them is NUL.
   uint32_t hFile;
-  bool IsAtEnd;  ///< The file has no more bytes to give.
-  int Status;    ///< The result that goes with acError.
+  bool IsAtEnd;       ///< The file has no more bytes to give.
+  int Status;         ///< The result that goes with acError.
+  RecordBatch Batch;  ///< Records read and not yet stored.
 };
 
 /// What makes a text format.
