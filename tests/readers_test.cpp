@@ -5,6 +5,7 @@
 #include "readers/bin_reader.h"
 #include "readers/hex_reader.h"
 #include "readers/mot_reader.h"
+#include "readers/record_batch.h"
 #include "support/harness.h"
 #include "support/reference_decoder.h"
 
@@ -167,6 +168,29 @@ TEST(Readers, StoreRecordsInAnyOrderAsIfOneByOne) {
     ASSERT_EQ(Error.empty() ? 0 : READER_ERR_RECORD, Status) << Text;
     ASSERT_EQ(Error, std::string(acError).substr(0, Error.size())) << Text;
     ASSERT_EQ(RunsOf(Map), RunsOf(BytesOf(pImage.get()))) << Text;
+  }
+}
+
+TEST(Readers, LetNoMoreRecordsWaitThanABatchMayHold) {
+  constexpr uint64_t END = 1 << 30;
+  const std::array<uint8_t, 255> aData{};
+  for (const auto& [NumBytes, MaxRecords] : {std::pair{1U, 1U << 20}, {255U, (16U << 20) / 255}}) {
+    RecordBatch Batch{};
+    uint64_t Addr = END;
+    while (BATCH_Add(&Batch, Addr - NumBytes, NumBytes, aData.data(), 7)) {
+      Addr -= NumBytes;
+    }
+    EXPECT_EQ(MaxRecords, (END - Addr) / NumBytes);
+    const auto pImage = NewImage();
+    int32_t NumLineEnds = 0;
+    EXPECT_EQ(0, BATCH_Store(&Batch, pImage.get(), &NumLineEnds));
+    uint64_t Found = 0;
+    EXPECT_EQ(END - Addr, static_cast<uint64_t>(MEMIMG_FindRun(pImage.get(), 0, END, &Found)));
+    EXPECT_EQ(Addr, Found);
+    EXPECT_TRUE(BATCH_Add(&Batch, END, 1, aData.data(), 7));
+    EXPECT_EQ(0, BATCH_Store(&Batch, pImage.get(), &NumLineEnds));
+    EXPECT_EQ(7, NumLineEnds);
+    BATCH_Free(&Batch);
   }
 }
 

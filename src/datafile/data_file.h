@@ -45,8 +45,10 @@ void DATAFILE_Free(DataFile* pFile);
 /// next request reads again) or pFile is null.
 [[nodiscard]] MemImage* DATAFILE_GetImage(DataFile* pFile);
 
-/// Return a derived name, owned by the DataFile; null when there is none.
+/// Returns the file name without directory and extension, owned by the DataFile; null when there is none.
 const char* DATAFILE_GetBaseName(DataFile* pFile);
+
+/// Returns the file name with its extension, owned likewise; null when there is none.
 const char* DATAFILE_GetFileName(DataFile* pFile);
 
 /// Derives what is still missing of directory, base name and file name from the path, each part at most 255 characters.

@@ -46,10 +46,12 @@ inline uint64_t AREA_LastOf(const DataArea& Area) {
   return Area.Addr + (Area.NumBytes - 1);
 }
 
+/// Whether the contents are kept. An area without storage only says that its range is occupied.
 inline bool AREA_HasStorage(const DataArea& Area) {
   return Area.pData != nullptr;
 }
 
+/// Whether the write gives contents.
 inline bool AREA_HasContents(const WriteRange& Range) {
   return Range.pData != nullptr || Range.FillByte >= 0;
 }

@@ -17,6 +17,7 @@ struct PendingByte {
   uint8_t Value;
 };
 
+/// The image. Its fields are for its own operations; others may read NumAreas, NumChanges and HasLostBytes.
 struct MemImage {
   DataArea* pFirstArea;      ///< Null when the image is empty.
   DataArea* pLastArea;       ///< Shortcut for appending; null when it has to be looked for.

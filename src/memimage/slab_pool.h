@@ -13,7 +13,8 @@ struct SlabPool {
 };
 
 /// Returns a slot of SlotSize bytes, uninitialised and owned by the caller until POOL_Give; null when memory is
-/// exhausted. SlotSize: a multiple of 8, the same in all calls for a pool. O(1) amortised.
+/// exhausted. SlotSize: a multiple of what its contents are aligned to, the same in all calls for a pool. O(1)
+/// amortised.
 [[nodiscard]] void* POOL_Take(SlabPool* pPool, uint32_t SlotSize);
 
 /// Gives a slot back.

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+/// The stream. Its fields are for its own operations.
 struct OutStream {
   int64_t hFile;     ///< The open file.
   uint8_t* pBuffer;  ///< OUTSTREAM_BUFFER_SIZE bytes, owned: data not yet written to the file.

@@ -17,8 +17,14 @@ constexpr uint32_t MIN_BYTES = 4096;
 /// Fewer records are not worth the sorting.
 constexpr uint32_t MIN_SORTED_RECORDS = 16;
 
-/// Doubles an array, whose elements have Size bytes, up to MaxNum elements. Returns false, with nothing changed, when
-/// it has that many or memory gives out.
+/// So many records that follow one another are no chance: the file has begun a part that is in order.
+constexpr uint32_t MIN_SEQUENCE = 8;
+
+/// So many records are stored in the time that memory takes to answer.
+constexpr uint32_t PREFETCH_DISTANCE = 16;
+
+/// Doubles an array up to MaxNum elements. Returns false, with nothing changed, when it has that many or memory gives
+/// out.
 template <typename Element>
 [[nodiscard]] bool Grow(Element** ppArray, uint32_t* pNumAlloc, uint32_t MinNum, uint32_t MaxNum) {
   if (*pNumAlloc == MaxNum) {
@@ -46,13 +52,18 @@ uint64_t LastOf(const BatchRecord& Record) {
 }
 
 void SortByAddress(RecordBatch* pBatch) {
-  std::sort(pBatch->paRecord, pBatch->paRecord + pBatch->NumRecords,
-            [](const BatchRecord& Left, const BatchRecord& Right) { return Left.Addr < Right.Addr; });
+  std::ranges::sort(pBatch->paRecord, pBatch->paRecord + pBatch->NumRecords, {}, &BatchRecord::Addr);
 }
 
 void SortAsInFile(RecordBatch* pBatch) {
-  std::sort(pBatch->paRecord, pBatch->paRecord + pBatch->NumRecords,
-            [](const BatchRecord& Left, const BatchRecord& Right) { return Left.Pos < Right.Pos; });
+  std::ranges::sort(pBatch->paRecord, pBatch->paRecord + pBatch->NumRecords, {}, &BatchRecord::Pos);
+}
+
+/// Has the data of a record to come fetched: in the order of addresses they lie anywhere.
+void PrefetchData(const RecordBatch& Batch, uint32_t Index) {
+  if (Index < Batch.NumRecords) {
+    __builtin_prefetch(Batch.pData + Batch.paRecord[Index].Pos);
+  }
 }
 
 /// Returns whether no two of the records, sorted by address, overlap, nor one with a stored byte.
@@ -75,8 +86,10 @@ bool IsFreeOfOverlaps(const RecordBatch& Batch, MemImage* pImage) {
 
 }  // namespace
 
-bool BATCH_IsNext(const RecordBatch& Batch, uint64_t Addr) {
-  return Batch.NumRecords == 0 || LastOf(Batch.paRecord[Batch.NumRecords - 1]) + 1 == Addr;
+bool BATCH_IsInOrder(RecordBatch* pBatch, MemImage* pImage, uint64_t Addr, uint32_t NumBytes) {
+  pBatch->NumInSequence = Addr == pBatch->NextAddr ? pBatch->NumInSequence + 1 : 0;
+  pBatch->NextAddr = Addr + NumBytes;
+  return pBatch->NumInSequence >= MIN_SEQUENCE || (pBatch->NumRecords == 0 && MEMIMG_IsBehindAll(pImage, Addr));
 }
 
 bool BATCH_Add(RecordBatch* pBatch, uint64_t Addr, uint32_t NumBytes, const uint8_t* pData, int32_t NumLineEnds) {
@@ -100,9 +113,7 @@ int BATCH_Store(RecordBatch* pBatch, MemImage* pImage, int32_t* pNumLineEnds) {
   int Status = 0;
   for (uint32_t i = 0; i < pBatch->NumRecords && Status == 0; ++i) {
     const BatchRecord& Record = pBatch->paRecord[i];
-    if (i + 16 < pBatch->NumRecords) {
-      __builtin_prefetch(pBatch->pData + pBatch->paRecord[i + 16].Pos);
-    }
+    PrefetchData(*pBatch, i + PREFETCH_DISTANCE);
     Status = READER_Store(pImage, Record.Addr, Record.NumBytes, pBatch->pData + Record.Pos);
     *pNumLineEnds = Record.NumLineEnds;
   }

@@ -1,4 +1,4 @@
-/// Records that do not follow what is stored wait here until many of them can be stored in the order of addresses.
+/// Records that come in no order wait here until many of them can be stored in the order of addresses.
 ///
 /// Each record of a shuffled file, stored on its own, would wait for memory several times: all areas of a large image
 /// do not fit in the caches. Sorted, records go to one place after the other, and nearly all that they need is there.
@@ -24,10 +24,13 @@ struct RecordBatch {
   uint32_t NumRecordsAlloc;  ///< Records that paRecord has room for.
   uint32_t NumBytes;         ///< Bytes of pData.
   uint32_t NumBytesAlloc;    ///< Bytes that pData has room for.
+  uint32_t NumInSequence;    ///< Records up to the last that each began where the one before it ended.
+  uint64_t NextAddr;         ///< Where the last ended.
 };
 
-/// Returns whether Addr follows directly the record that was added last, or none waits.
-[[nodiscard]] bool BATCH_IsNext(const RecordBatch& Batch, uint64_t Addr);
+/// Takes note of the next record of the file. Returns whether it is in order, so that it need not wait: it is one of a
+/// long sequence, or appends to the image while no other record waits.
+[[nodiscard]] bool BATCH_IsInOrder(RecordBatch* pBatch, MemImage* pImage, uint64_t Addr, uint32_t NumBytes);
 
 /// Adds a record of NumBytes bytes, 1 to 255; pData is copied.
 /// Returns false, with nothing changed, when the batch is as large as it may get or memory gives out.

@@ -185,8 +185,8 @@ void TEXT_StoreData(TextReadState* pState, MemImage* pImage, uint64_t Addr, uint
   if (NumBytes == 0) {
     return;
   }
-  const bool IsInOrder = BATCH_IsNext(pState->Batch, Addr) && MEMIMG_IsBehindAll(pImage, Addr);
-  if (!IsInOrder && BATCH_Add(&pState->Batch, Addr, NumBytes, pData, pState->NumLineEnds)) {
+  if (!BATCH_IsInOrder(&pState->Batch, pImage, Addr, NumBytes) &&
+      BATCH_Add(&pState->Batch, Addr, NumBytes, pData, pState->NumLineEnds)) {
     return;
   }
   StoreBatch(pState, pImage);

@@ -48,6 +48,7 @@ struct TextFormat {
 /// Makes a text the pending error unless there is one already: the first error of a record is the one reported.
 __attribute__((format(printf, 3, 4))) void TEXT_SetError(TextReadState* pState, int Status, const char* pFormat, ...);
 
+/// Whether there is a pending error.
 inline bool TEXT_HasError(const TextReadState& State) {
   return State.acError[0] != '\0';
 }
