@@ -1,6 +1,10 @@
 # cmake --install: the program, its manual page, completion for bash and zsh, and the documentation with its examples.
 
 include(GNUInstallDirs)
+# Whatever the umask is of whoever installs: all may read.
+set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+  OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS ${CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS})
 set(BLOCKFIT_DOC_DIR ${CMAKE_INSTALL_DATADIR}/doc/blockfit)
 
 install(TARGETS Blockfit RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})

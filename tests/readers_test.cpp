@@ -174,7 +174,7 @@ TEST(Readers, StoreRecordsInAnyOrderAsIfOneByOne) {
 TEST(Readers, LetNoMoreRecordsWaitThanABatchMayHold) {
   constexpr uint64_t END = 1 << 30;
   const std::array<uint8_t, 255> aData{};
-  for (const auto& [NumBytes, MaxRecords] : {std::pair{1U, 1U << 20}, {255U, (16U << 20) / 255}}) {
+  for (const auto& [NumBytes, MaxRecords] : {std::pair{1U, 1U << 18}, {255U, (4U << 20) / 255}}) {
     RecordBatch Batch{};
     uint64_t Addr = END;
     while (BATCH_Add(&Batch, Addr - NumBytes, NumBytes, aData.data(), 7)) {

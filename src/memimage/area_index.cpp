@@ -75,15 +75,15 @@ bool IsFull(const IndexNode& Node) {
   return pNode;
 }
 
-/// Splits a full child so that an entry for Addr finds room in it; the parent has room for one entry more. A child that
-/// grows at its end keeps what it has, but for the last entry: appended areas then fill their nodes.
+/// Splits a full child so that an entry for Addr finds room in it; the parent has room for one entry more. The last
+/// child keeps what it has, but for the last entry, if it grows at its end: appended areas then fill their nodes.
 [[nodiscard]] bool SplitChild(AreaIndex* pIndex, IndexNode* pParent, uint32_t At, uint64_t Addr) {
   IndexNode* pFull = pParent->aRef[At].pChild;
   IndexNode* pNew = NewNode(pIndex);
   if (pNew == nullptr) {
     return false;
   }
-  const bool IsAppend = pFull->aAddr[NODE_CAPACITY - 1] < Addr;
+  const bool IsAppend = At + 1 == pParent->NumEntries && pFull->aAddr[NODE_CAPACITY - 1] < Addr;
   const uint32_t NumKept = IsAppend ? NODE_CAPACITY - 1 : NODE_CAPACITY / 2;
   std::copy(pFull->aAddr.begin() + NumKept, pFull->aAddr.end(), pNew->aAddr.begin());
   std::copy(pFull->aRef.begin() + NumKept, pFull->aRef.end(), pNew->aRef.begin());
@@ -117,7 +117,7 @@ bool IsFull(const IndexNode& Node) {
 }
 
 /// Removes the entry that was made with Addr from the tree below a node. Returns whether the node is empty now.
-/// It calls itself once a level; a tree of all addresses that there are has no more than a dozen.
+/// It calls itself once a level. Levels come with splits of full nodes alone, so there are few.
 // NOLINTNEXTLINE(misc-no-recursion)
 [[nodiscard]] bool RemoveBelow(AreaIndex* pIndex, IndexNode* pNode, uint32_t Level, uint64_t Addr) {
   const uint32_t At = EntryFor(*pNode, Addr);

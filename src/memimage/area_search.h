@@ -4,7 +4,7 @@
 #include "memimage/mem_image.h"
 
 /// Returns the last area that begins at or below Addr, null for none: through the index, which is built when the chain
-/// has grown long, or by a walk where there is no memory for one. O(log areas) with the index.
+/// has grown long, or by a walk where there is no memory for one. O(log areas) with the index, else O(areas).
 [[nodiscard]] DataArea* MEMIMG_AreaAtOrBelow(MemImage* pImage, uint64_t Addr);
 
 /// Returns the area behind pArea, the first for null; null for none.

@@ -4,7 +4,7 @@
 
 #include "sys/heap.h"
 
-struct Slab {
+struct alignas(uint64_t) Slab {
   Slab* pNext;
   uint32_t NumBytes;       ///< Size of the slots in all.
   uint32_t NumBytesTaken;  ///< Slots that were ever taken: the first so many bytes.
@@ -13,19 +13,27 @@ struct Slab {
 namespace {
 
 constexpr uint32_t MIN_SLAB_BYTES = 4096;
-constexpr uint32_t MAX_SLAB_BYTES = (16 << 20) - 256;  // less than a power of two, so that heads find room in it
-
-static_assert(sizeof(Slab) % alignof(uint64_t) == 0, "the slots follow the slab's head");
+constexpr uint32_t MAX_SLAB_BYTES = (32 << 20) - 256;  // less than a power of two, so that heads find room in it
 
 uint8_t* SlotsOf(Slab* pSlab) {
   return reinterpret_cast<uint8_t*>(pSlab + 1);
 }
 
-/// Adds a slab twice as large as the newest one, within limits. Returns false without memory.
+/// Returns memory for a slab of at most *pNumBytes bytes of slots, or of less where that cannot be had; null for none.
+[[nodiscard]] Slab* AllocSlab(uint32_t* pNumBytes) {
+  for (; *pNumBytes >= MIN_SLAB_BYTES; *pNumBytes /= 2) {
+    void* pBlock = SYS_Alloc(static_cast<uint32_t>(sizeof(Slab)) + *pNumBytes);
+    if (pBlock != nullptr) {
+      return static_cast<Slab*>(pBlock);
+    }
+  }
+  return nullptr;
+}
+
+/// Adds a slab four times as large as the newest one, within limits. Returns false without memory.
 [[nodiscard]] bool AddSlab(SlabPool* pPool) {
-  const uint32_t NumBytes =
-      pPool->pSlabs != nullptr ? std::min(pPool->pSlabs->NumBytes * 2, MAX_SLAB_BYTES) : MIN_SLAB_BYTES;
-  Slab* pSlab = static_cast<Slab*>(SYS_Alloc(static_cast<uint32_t>(sizeof(Slab)) + NumBytes));
+  uint32_t NumBytes = pPool->pSlabs != nullptr ? std::min(pPool->pSlabs->NumBytes * 4, MAX_SLAB_BYTES) : MIN_SLAB_BYTES;
+  Slab* pSlab = AllocSlab(&NumBytes);
   if (pSlab == nullptr) {
     return false;
   }

@@ -8,9 +8,9 @@
 
 namespace {
 
-/// A batch takes 40 MiB at most.
-constexpr uint32_t MAX_RECORDS = 1 << 20;
-constexpr uint32_t MAX_BYTES = 16 << 20;
+/// A batch takes 10 MiB at most, however large the file.
+constexpr uint32_t MAX_RECORDS = 1 << 18;
+constexpr uint32_t MAX_BYTES = 4 << 20;
 constexpr uint32_t MIN_RECORDS = 64;
 constexpr uint32_t MIN_BYTES = 4096;
 

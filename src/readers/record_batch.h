@@ -38,7 +38,8 @@ struct RecordBatch {
                              int32_t NumLineEnds);
 
 /// Stores the records in an image and empties the batch. The image holds afterwards what it would if each had been
-/// stored when it was added: all of them or, after an overlap, those before the first that overlaps.
+/// stored when it was added: all of them or, after an overlap, those before the first that overlaps. When memory gives
+/// out, it holds any of them.
 /// Returns 0 or the result of READER_Store for the record that failed, with its NumLineEnds in *pNumLineEnds.
 /// O(records × log(records + areas)).
 [[nodiscard]] int BATCH_Store(RecordBatch* pBatch, MemImage* pImage, int32_t* pNumLineEnds);

@@ -1,7 +1,6 @@
 #include "srec/record.h"
 
 #include <array>
-#include <cstring>
 
 #include "util/hex_digits.h"
 
@@ -11,8 +10,6 @@ namespace {
 constexpr uint32_t MAX_RECORD_BYTES = 256;
 /// 'S' and the type, two digits a byte, CR LF.
 constexpr uint32_t MAX_LINE_CHARS = 2 + 2 * MAX_RECORD_BYTES + 2;
-
-using RecordBytes = std::array<uint8_t, MAX_RECORD_BYTES>;
 
 /// Returns the number of address bytes, or 0 for a type this program does not write.
 uint32_t NumAddressBytesOf(uint32_t Type) {
@@ -29,29 +26,27 @@ uint32_t NumAddressBytesOf(uint32_t Type) {
   }
 }
 
-/// S-record checksum: the ones' complement of the low byte of the sum of all bytes before it.
-uint8_t ChecksumOf(const uint8_t* pBytes, uint32_t NumBytes) {
-  uint8_t Sum = 0;  // no wider than needed, so that the compiler can add many at a time
+/// A line under construction. Bytes go into it as they come: put together first, they would have to wait to be read
+/// back in vectors (bench/micro.cpp, EncodeRecord).
+struct RecordLine {
+  std::array<char, MAX_LINE_CHARS> acText;
+  char* pEnd;   ///< Behind the last character, in acText.
+  uint8_t Sum;  ///< Of the bytes in it, modulo 256.
+};
+
+void PutByte(RecordLine* pLine, uint32_t Byte) {
+  *pLine->pEnd++ = "0123456789ABCDEF"[Byte >> 4 & 0xF];
+  *pLine->pEnd++ = "0123456789ABCDEF"[Byte & 0xF];
+  pLine->Sum = static_cast<uint8_t>(pLine->Sum + Byte);
+}
+
+void PutBytes(RecordLine* pLine, const uint8_t* pBytes, uint32_t NumBytes) {
+  pLine->pEnd = UTIL_EncodeHex(pBytes, NumBytes, pLine->pEnd);
+  uint8_t Sum = pLine->Sum;  // no wider than needed, so that the compiler can add many at a time
   for (uint32_t i = 0; i < NumBytes; ++i) {
     Sum = static_cast<uint8_t>(Sum + pBytes[i]);
   }
-  return static_cast<uint8_t>(~Sum);
-}
-
-/// Builds count, address, data and checksum. Returns how many bytes that makes.
-uint32_t BuildRecord(RecordBytes* pRecord, uint32_t NumAddressBytes, uint32_t Address, uint32_t NumData,
-                     const uint8_t* pData) {
-  uint8_t* p = pRecord->data();
-  *p++ = static_cast<uint8_t>(NumAddressBytes + NumData + 1);
-  for (uint32_t i = NumAddressBytes; i > 0; --i) {
-    *p++ = static_cast<uint8_t>(Address >> (8 * (i - 1)));
-  }
-  if (NumData != 0) {
-    std::memcpy(p, pData, NumData);
-  }
-  const uint32_t NumSummed = 1 + NumAddressBytes + NumData;
-  (*pRecord)[NumSummed] = ChecksumOf(pRecord->data(), NumSummed);
-  return NumSummed + 1;
+  pLine->Sum = Sum;
 }
 
 }  // namespace
@@ -62,16 +57,20 @@ int32_t SREC_EncodeRecord(OutStream* pStream, uint32_t Type, uint32_t Address, i
   if (NumAddressBytes == 0 || NumData > MAX_RECORD_BYTES - 2 - NumAddressBytes) {
     return 0;
   }
-  RecordBytes aRecord;
-  const uint32_t NumRecordBytes = BuildRecord(&aRecord, NumAddressBytes, Address, NumData, pData);
-
-  std::array<char, MAX_LINE_CHARS> acLine;
-  acLine[0] = 'S';
-  acLine[1] = static_cast<char>('0' + Type);
-  char* pEnd = UTIL_EncodeHex(aRecord.data(), NumRecordBytes, acLine.data() + 2);
-  *pEnd++ = '\r';
-  *pEnd++ = '\n';
-  const uint32_t NumChars = static_cast<uint32_t>(pEnd - acLine.data());
-  OUTSTREAM_Write(pStream, acLine.data(), NumChars);
+  RecordLine Line;
+  Line.pEnd = Line.acText.data();
+  Line.Sum = 0;
+  *Line.pEnd++ = 'S';
+  *Line.pEnd++ = static_cast<char>('0' + Type);
+  PutByte(&Line, NumAddressBytes + NumData + 1);
+  for (uint32_t i = NumAddressBytes; i > 0; --i) {
+    PutByte(&Line, Address >> (8 * (i - 1)) & 0xFF);
+  }
+  PutBytes(&Line, pData, NumData);
+  PutByte(&Line, static_cast<uint8_t>(~Line.Sum));  // the checksum: the ones' complement of the sum of all before it
+  *Line.pEnd++ = '\r';
+  *Line.pEnd++ = '\n';
+  const uint32_t NumChars = static_cast<uint32_t>(Line.pEnd - Line.acText.data());
+  OUTSTREAM_Write(pStream, Line.acText.data(), NumChars);
   return static_cast<int32_t>(NumChars);
 }

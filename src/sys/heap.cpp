@@ -43,7 +43,8 @@ void* WithLargePages([[maybe_unused]] void* pBlock, [[maybe_unused]] size_t NumB
 
 void* SYS_Alloc(uint32_t NumBytes) {
   const size_t Size = SizeToAsk(NumBytes);
-  return WithLargePages(std::malloc(Size), Size);
+  void* pBlock = WithLargePages(std::malloc(Size), Size);
+  return pBlock == nullptr && Size != NumBytes ? std::malloc(NumBytes) : pBlock;
 }
 
 void SYS_Free(void* pBlock) {
@@ -52,5 +53,6 @@ void SYS_Free(void* pBlock) {
 
 void* SYS_Realloc(void* pBlock, uint32_t NumBytes) {
   const size_t Size = SizeToAsk(NumBytes);
-  return WithLargePages(std::realloc(pBlock, Size), Size);
+  void* pNew = WithLargePages(std::realloc(pBlock, Size), Size);
+  return pNew == nullptr && Size != NumBytes ? std::realloc(pBlock, NumBytes) : pNew;
 }
