@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # The tool beside others that read and write the same formats: a real program's sections come back from the conditioned
 # file with the same bytes at the same addresses, whatever format went in, and the file keeps every promise.
-# Usage: cross_check.sh <Blockfit> <consumer>
+# Usage: cross_check.sh <Blockfit> <consumer> [<emulator that runs them>]
 set -euo pipefail
-blockfit=$1 consumer=$2
+blockfit=("${@:3}" "$1") consumer=("${@:3}" "$2")
 dir=$(mktemp -d)
 trap 'rm -rf "$dir"' EXIT
 cd "$dir"
@@ -21,9 +21,9 @@ data_of elf.s37 >want.txt
 for align in "2000 8" "100 4" "50 2" "1000 20"; do
   read -r block line <<<"$align"
   for input in elf.s37 elf.hex other.hex; do
-    "$blockfit" -balign "$block" -lalign "$line" "$input" >/dev/null
+    "${blockfit[@]}" -balign "$block" -lalign "$line" "$input" >/dev/null
     out=${input%.*}.srec
-    "$consumer" --check --block-size $((16#$block)) --line-align $((16#$line)) "$out"
+    "${consumer[@]}" --check --block-size $((16#$block)) --line-align $((16#$line)) "$out"
     data_of "$out" 2>/dev/null | cmp - want.txt
     if [ "$input" = elf.s37 ]; then cp "$out" first.srec; fi
     cmp "$out" first.srec
@@ -35,11 +35,11 @@ done
 
 # A raw binary file at an address, and the same file as text.
 head -c 70000 /bin/sh >fw.bin
-"$blockfit" -a 8000000 fw.bin >/dev/null
+"${blockfit[@]}" -a 8000000 fw.bin >/dev/null
 objcopy -I srec -O binary fw.srec back.bin
 cmp back.bin fw.bin
 mv fw.srec want.srec
 objcopy -I binary -O ihex --change-addresses 0x8000000 fw.bin fw.HEX
-"$blockfit" fw.HEX >/dev/null
+"${blockfit[@]}" fw.HEX >/dev/null
 cmp fw.srec want.srec
 echo "all formats agree"

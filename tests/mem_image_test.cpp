@@ -134,16 +134,16 @@ void ExpectLikeAMap(const std::array<uint64_t, 5>& Case, uint64_t Step, FaultKin
   std::mt19937_64 Random(Step);
   const auto pImage = NewImage();
   ByteMap Map;
-  std::vector<uint64_t> Slots(NumSlots);
+  std::vector<uint64_t> Slots;
   for (uint64_t i = 0; i < NumSlots; ++i) {
-    Slots[i] = (NumSlots / 2 + i * std::max<uint64_t>(Step, 1)) % NumSlots;
+    Slots.push_back((NumSlots / 2 + i * std::max<uint64_t>(Step, 1)) % NumSlots);
   }
   if (Step == 0) {
     std::shuffle(Slots.begin(), Slots.end(), Random);
   }
   for (const uint64_t Slot : Slots) {
     const uint64_t Addr = Base + Slot * SlotBytes;
-    std::vector<uint8_t> Bytes(MinBytes + Random() % (MaxBytes - MinBytes + 1));
+    std::vector<uint8_t> Bytes(static_cast<size_t>(MinBytes + Random() % (MaxBytes - MinBytes + 1)));
     std::generate(Bytes.begin(), Bytes.end(), std::ref(Random));
     const int Call = static_cast<int>(1 + Random() % 16);
     FAULT_Arm(What, {.First = Call, .Last = Call});

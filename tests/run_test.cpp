@@ -21,7 +21,7 @@ const std::string MOT_OUT = "S1060000010203F3\r\n" + END;
 
 /// Starts the program, its arguments written as for a shell. Returns the pipe from its output.
 FILE* Start(const std::string& Args) {
-  return popen(("exec '" BLOCKFIT_PROGRAM "' " + Args).c_str(), "r");  // NOLINT(cert-env33-c): the shell is meant
+  return popen(("exec " BLOCKFIT_PROGRAM " " + Args).c_str(), "r");  // NOLINT(cert-env33-c): the shell is meant
 }
 
 /// Returns the exit status and what is printed behind the banner, which has to be there.
@@ -121,7 +121,7 @@ TEST_F(Run, ReportsNoSuccessOverMessagesInTheOutputOrPastTheFileSizeLimit) {
   WriteFile("big.bin", std::string(100000, 'x'));
   const auto ExitStatusOf = [](const std::string& Before, const std::string& Args) {
     // NOLINTNEXTLINE(cert-env33-c): redirection and limits are the shell's
-    return WEXITSTATUS(std::system((Before + "exec '" BLOCKFIT_PROGRAM "' " + Args).c_str()));
+    return WEXITSTATUS(std::system((Before + "exec " BLOCKFIT_PROGRAM " " + Args).c_str()));
   };
   EXPECT_EQ(1, ExitStatusOf("", "fw.hex >fw.srec"));
   EXPECT_EQ(1, ExitStatusOf("", "fw.hex >>fw.srec"));
