@@ -132,12 +132,15 @@ void StoreBatch(benchmark::State& State) {
   while (State.KeepRunning()) {
     MemImage* pImage = MEMIMG_Create();
     RecordBatch Batch{};
-    bool IsAdded = true;
-    for (const uint64_t Addr : aAddr) {
-      IsAdded = IsAdded && BATCH_Add(&Batch, Addr, READ_BYTES, aData.data(), 0);
-    }
     int32_t NumLineEnds = 0;
-    if (!IsAdded || BATCH_Store(&Batch, pImage, &NumLineEnds) != 0) {
+    bool IsStored = true;
+    for (const uint64_t Addr : aAddr) {
+      if (!BATCH_Add(&Batch, Addr, READ_BYTES, aData.data(), 0)) {
+        IsStored = IsStored && BATCH_Store(&Batch, pImage, &NumLineEnds) == 0 &&
+                   BATCH_Add(&Batch, Addr, READ_BYTES, aData.data(), 0);
+      }
+    }
+    if (!IsStored || BATCH_Store(&Batch, pImage, &NumLineEnds) != 0) {
       State.SkipWithError("not stored");
     }
     BATCH_Free(&Batch);
