@@ -69,6 +69,7 @@ TEST_F(Image, IsReadInSpansThatAreBridgedAlignedAndLimited) {
   EXPECT_EQ("", Read(0));
   ASSERT_EQ(0, Write(0x10, 4, "abcd") | Write(0x16, 2, "ef") | Write(0x21, 1, "g") | Write(TOP, 1, "z"));
   EXPECT_EQ(" 12=cd", Read(0x12));
+  EXPECT_EQ(4, MEMIMG_ReadData(m_pImage, 0, TOP, 0, 0, nullptr, nullptr, nullptr, 32, 0, 0)) << "only how many";
   EXPECT_EQ(" 10=a", Read(0, 0x10));
   EXPECT_EQ(" 11=bc", Read(0x11, 0x12));
   EXPECT_EQ("", Read(0x18, 0x20));
