@@ -75,5 +75,6 @@ void TEXT_SkipWhiteSpace(TextReadState* pState, bool CountsCr);
 /// Returns false, with nothing changed but pBytes, when a character is no digit or the window ends before.
 [[nodiscard]] bool TEXT_DecodeBytes(TextReadState* pState, uint32_t NumBytes, uint8_t* pBytes);
 
-/// Stores the data of a record; a failure becomes the pending error.
+/// Stores the data of a record, at once or, if it is out of order, later in the read together with others. A failure
+/// becomes the pending error, with the line of the record that it is of.
 void TEXT_StoreData(TextReadState* pState, MemImage* pImage, uint64_t Addr, uint32_t NumBytes, const uint8_t* pData);

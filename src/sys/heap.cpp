@@ -22,7 +22,7 @@ size_t SizeToAsk(uint32_t NumBytes) {
     return NumBytes;
   }
   const size_t NumPages = (size_t{NumBytes} + ALLOCATOR_HEAD_BYTES + LARGE_PAGE_BYTES - 1) / LARGE_PAGE_BYTES;
-  return std::max<size_t>(NumBytes, NumPages * LARGE_PAGE_BYTES - ALLOCATOR_HEAD_BYTES);  // 32 bits: the first wraps
+  return std::max<size_t>(NumBytes, NumPages * LARGE_PAGE_BYTES - ALLOCATOR_HEAD_BYTES);  // the sums wrap on 32 bits
 }
 
 /// Asks for large pages in a large block. All pages that the block has bytes in are named: a block of which a part were
