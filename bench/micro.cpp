@@ -10,7 +10,6 @@
 
 #include "memimage/mem_image.h"
 #include "outstream/out_stream.h"
-#include "readers/record_batch.h"
 #include "srec/conditioned_writer.h"
 #include "srec/record.h"
 #include "util/hex_digits.h"
@@ -123,34 +122,6 @@ void Store(benchmark::State& State) {
 BENCHMARK(Store)
     ->ArgNames({"order", "records", "gap"})
     ->ArgsProduct({{ASCENDING, DESCENDING, SHUFFLED}, {32 << 10, 128 << 10, 512 << 10}, {0, 8}})
-    ->Unit(benchmark::kMillisecond);
-
-/// The same through a batch, as the readers of text store what is not in order.
-void StoreBatch(benchmark::State& State) {
-  const std::vector<uint64_t> aAddr = Addresses(State.range(0), State.range(1), State.range(2));
-  const std::vector<uint8_t> aData = RandomBytes(READ_BYTES);
-  while (State.KeepRunning()) {
-    MemImage* pImage = MEMIMG_Create();
-    RecordBatch Batch{};
-    int32_t NumLineEnds = 0;
-    bool IsStored = true;
-    for (const uint64_t Addr : aAddr) {
-      if (!BATCH_Add(&Batch, Addr, READ_BYTES, aData.data(), 0)) {
-        IsStored = IsStored && BATCH_Store(&Batch, pImage, &NumLineEnds) == 0 &&
-                   BATCH_Add(&Batch, Addr, READ_BYTES, aData.data(), 0);
-      }
-    }
-    if (!IsStored || BATCH_Store(&Batch, pImage, &NumLineEnds) != 0) {
-      State.SkipWithError("not stored");
-    }
-    BATCH_Free(&Batch);
-    MEMIMG_Free(pImage);
-  }
-  CountRecords(State, State.range(1), READ_BYTES);
-}
-BENCHMARK(StoreBatch)
-    ->ArgNames({"order", "records", "gap"})
-    ->ArgsProduct({{DESCENDING, SHUFFLED}, {32 << 10, 128 << 10, 512 << 10}, {0, 8}})
     ->Unit(benchmark::kMillisecond);
 
 void ReadOut(benchmark::State& State) {

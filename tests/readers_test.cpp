@@ -5,7 +5,6 @@
 #include "readers/bin_reader.h"
 #include "readers/hex_reader.h"
 #include "readers/mot_reader.h"
-#include "readers/record_batch.h"
 #include "support/harness.h"
 #include "support/reference_decoder.h"
 
@@ -136,61 +135,6 @@ TEST(Readers, DoNotShowTheEdgeOfTheirWindow) {
       Text += std::string(Shift % 5 == 0 ? 3 * READ_WINDOW_SIZE : 1, '\n') + Record(0x4000);
       ASSERT_TRUE(ReadText(pfRead, Text).starts_with(" 0=")) << Shift;
     }
-  }
-}
-
-/// Records that wait to be stored in another order must not show it: not in the bytes, nor in which error comes first.
-TEST(Readers, StoreRecordsInAnyOrderAsIfOneByOne) {
-  std::mt19937 Random(1);
-  for (unsigned NumRecords = 1; NumRecords < 400; ++NumRecords) {
-    const bool IsHex = NumRecords % 2 == 0;
-    const unsigned NumSlots = NumRecords * (NumRecords % 3 == 0 ? 2000 : 20);
-    std::string Text;
-    ByteMap Map;
-    std::string Error;
-    unsigned Addr = 0;
-    for (unsigned i = 1; i <= NumRecords; ++i) {
-      const std::string Data(1 + Random() % 4, static_cast<char>('a' + i % 26));
-      Addr = static_cast<unsigned>(Random() % 4 == 0 ? Addr + 4 : Random() % NumSlots * 4) % 0xFFF0;
-      Text += MakeRecord(IsHex, Addr, Data) + "\n";
-      if (Error.empty() && !AddBytes(&Map, Addr, {Data.begin(), Data.end()})) {
-        Error = "Error in line " + std::to_string(i) + ": Areas overlap";
-      }
-    }
-    if (NumRecords % 5 == 0) {
-      Text += "?";
-      Error = !Error.empty() ? Error : "Error in line " + std::to_string(NumRecords + 1) + ": Unexpected character";
-    }
-    WriteFile("file", Text);
-    const auto pImage = NewImage();
-    char acError[256] = "";
-    const int Status = (IsHex ? HEX_Read : MOT_Read)(pImage.get(), "file", acError, sizeof(acError));
-    ASSERT_EQ(Error.empty() ? 0 : READER_ERR_RECORD, Status) << Text;
-    ASSERT_EQ(Error, std::string(acError).substr(0, Error.size())) << Text;
-    ASSERT_EQ(RunsOf(Map), RunsOf(BytesOf(pImage.get()))) << Text;
-  }
-}
-
-TEST(Readers, LetNoMoreRecordsWaitThanABatchMayHold) {
-  constexpr uint64_t END = 1 << 30;
-  const std::array<uint8_t, 255> aData{};
-  for (const auto& [NumBytes, MaxRecords] : {std::pair{1U, 1U << 18}, {255U, (4U << 20) / 255}}) {
-    RecordBatch Batch{};
-    uint64_t Addr = END;
-    while (BATCH_Add(&Batch, Addr - NumBytes, NumBytes, aData.data(), 7)) {
-      Addr -= NumBytes;
-    }
-    EXPECT_EQ(MaxRecords, (END - Addr) / NumBytes);
-    const auto pImage = NewImage();
-    int32_t NumLineEnds = 0;
-    EXPECT_EQ(0, BATCH_Store(&Batch, pImage.get(), &NumLineEnds));
-    uint64_t Found = 0;
-    EXPECT_EQ(END - Addr, static_cast<uint64_t>(MEMIMG_FindRun(pImage.get(), 0, END, &Found)));
-    EXPECT_EQ(Addr, Found);
-    EXPECT_TRUE(BATCH_Add(&Batch, END, 1, aData.data(), 7));
-    EXPECT_EQ(0, BATCH_Store(&Batch, pImage.get(), &NumLineEnds));
-    EXPECT_EQ(7, NumLineEnds);
-    BATCH_Free(&Batch);
   }
 }
 

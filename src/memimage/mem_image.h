@@ -71,12 +71,6 @@ int MEMIMG_Unlock(MemImage* pImage);
 [[nodiscard]] int MEMIMG_WriteData(MemImage* pImage, uint64_t Addr, uint64_t NumBytes, const uint8_t* pData,
                                    int32_t FillByte);
 
-/// Returns whether Addr lies behind all stored bytes, so that a write there appends. O(1) amortised.
-[[nodiscard]] bool MEMIMG_IsBehindAll(MemImage* pImage, uint64_t Addr);
-
-/// Returns the first address from Addr on that is stored, UINT64_MAX for none. O(log areas), as for writes.
-[[nodiscard]] uint64_t MEMIMG_NextStored(MemImage* pImage, uint64_t Addr);
-
 /// Finds the stored run that a scan upward from Addr meets first.
 /// Returns its length as far as EndAddr (inclusive) and its first address in *pFoundAddr; 0 when there is none, with
 /// *pFoundAddr the start of the next run above EndAddr, or untouched. Scans with rising addresses visit every area

@@ -130,19 +130,7 @@ int MEMIMG_WriteData(MemImage* pImage, uint64_t Addr, uint64_t NumBytes, const u
     return MEMIMG_ERR_OVERLAP;
   }
   const WriteRange Range{Addr, NumBytes, pData, FillByte};
-  return MEMIMG_IsBehindAll(pImage, Addr) ? Append(pImage, pImage->pLastArea, Range) : Insert(pImage, Range);
-}
-
-bool MEMIMG_IsBehindAll(MemImage* pImage, uint64_t Addr) {
-  const DataArea* pLast = MEMIMG_LastArea(pImage);
-  return pLast == nullptr || AREA_LastOf(*pLast) < Addr;
-}
-
-uint64_t MEMIMG_NextStored(MemImage* pImage, uint64_t Addr) {
-  const DataArea* pBelow = MEMIMG_AreaAtOrBelow(pImage, Addr);
-  if (pBelow != nullptr && AREA_LastOf(*pBelow) >= Addr) {
-    return Addr;
-  }
-  const DataArea* pAbove = MEMIMG_AreaBehind(*pImage, pBelow);
-  return pAbove != nullptr ? pAbove->Addr : UINT64_MAX;
+  DataArea* pLast = MEMIMG_LastArea(pImage);
+  const bool IsAboveAll = pLast == nullptr || AREA_LastOf(*pLast) < Addr;
+  return IsAboveAll ? Append(pImage, pLast, Range) : Insert(pImage, Range);
 }

@@ -67,40 +67,54 @@ void DecodeByteWise(TextReadState* pState, HexRecord* pRecord) {
   }
 }
 
-/// Intel HEX checksum: the low byte of the sum of all bytes of a record, its checksum included, is 0.
-void TestChecksum(TextReadState* pState, const HexRecord& Record) {
-  if (pState->Checksum != 0) {
-    const uint32_t SumBefore = uint32_t{pState->Checksum} - Record.Checksum();
-    TEXT_SetError(pState, READER_ERR_RECORD, "Checksum error !\nExpected: 0x%02X, found: 0x%02X",
-                  static_cast<uint8_t>(0 - SumBefore), Record.Checksum());
+[[nodiscard]] bool ReadMark(TextReadState* pState) {
+  const uint8_t Found = Peek(*pState);
+  if (Found != RECORD_MARK) {
+    return TEXT_Fail(pState, READER_ERR_RECORD, "Unexpected character (Expected: %c, Found: %c)", RECORD_MARK, Found);
   }
+  ++pState->Pos;
+  return true;
+}
+
+[[nodiscard]] bool DecodeRecord(TextReadState* pState, HexRecord* pRecord) {
+  if (!DecodeWhole(pState, pRecord)) {
+    DecodeByteWise(pState, pRecord);
+  }
+  return !TEXT_HasError(*pState);
+}
+
+/// Intel HEX checksum: the low byte of the sum of all bytes of a record, its checksum included, is 0.
+[[nodiscard]] bool TestChecksum(TextReadState* pState, const HexRecord& Record) {
+  if (pState->Checksum == 0) {
+    return true;
+  }
+  const uint32_t SumBefore = uint32_t{pState->Checksum} - Record.Checksum();
+  return TEXT_Fail(pState, READER_ERR_RECORD, "Checksum error !\nExpected: 0x%02X, found: 0x%02X",
+                   static_cast<uint8_t>(0 - SumBefore), Record.Checksum());
 }
 
 /// Sets UpperAddr from the first two data bytes, the high byte first, at the given position.
-void SetUpperAddr(TextReadState* pState, const HexRecord& Record, uint32_t Shift) {
+[[nodiscard]] bool SetUpperAddr(TextReadState* pState, const HexRecord& Record, uint32_t Shift) {
   if (Record.NumData() < 2) {
-    TEXT_SetError(pState, READER_ERR_RECORD, "Record too short");
-    return;
+    return TEXT_Fail(pState, READER_ERR_RECORD, "Record too short");
   }
   pState->UpperAddr = (uint32_t{Record.Data()[0]} << 8 | Record.Data()[1]) << Shift;
+  return true;
 }
 
-void ActOnRecord(TextReadState* pState, MemImage* pImage, const HexRecord& Record) {
+[[nodiscard]] bool ActOnRecord(TextReadState* pState, MemImage* pImage, const HexRecord& Record) {
   switch (Record.Type()) {
     case HEX_TYPE_DATA: {
       const uint32_t Addr = pState->UpperAddr + Record.Address();  // modulo 2 to the power 32
-      TEXT_StoreData(pState, pImage, Addr, Record.NumData(), Record.Data());
-      break;
+      return TEXT_StoreData(pState, pImage, Addr, Record.NumData(), Record.Data());
     }
     case HEX_TYPE_EXTENDED_SEGMENT:
-      SetUpperAddr(pState, Record, 4);
-      break;
+      return SetUpperAddr(pState, Record, 4);
     case HEX_TYPE_EXTENDED_LINEAR:
     case HEX_TYPE_EXTENDED_LINEAR_ALIAS:
-      SetUpperAddr(pState, Record, 16);
-      break;
+      return SetUpperAddr(pState, Record, 16);
     default:
-      break;
+      return true;
   }
 }
 
@@ -108,44 +122,25 @@ bool IsLineEnd(uint8_t c) {
   return c == '\r' || c == '\n';
 }
 
-/// Steps over the line end behind a record; any two of CR and LF are one line end there.
-void ReadLineEnd(TextReadState* pState) {
+/// Steps over the line end after a record; any two of CR and LF are one line end there.
+[[nodiscard]] bool ReadLineEnd(TextReadState* pState) {
   const uint8_t Next = Peek(*pState);
-  if (IsLineEnd(Next)) {
-    TEXT_CountLineEnd(pState);
-    ++pState->Pos;
-    if (IsLineEnd(Peek(*pState))) {
-      ++pState->Pos;
-    }
-  } else if (!TEXT_IsEndOfData(Next)) {
-    TEXT_SetError(pState, READER_ERR_RECORD, "Expected CR or LF");
+  if (!IsLineEnd(Next)) {
+    return TEXT_IsEndOfData(Next) || TEXT_Fail(pState, READER_ERR_RECORD, "Expected CR or LF");
   }
+  TEXT_CountLineEnd(pState);
+  ++pState->Pos;
+  if (IsLineEnd(Peek(*pState))) {
+    ++pState->Pos;
+  }
+  return true;
 }
 
-void ReadRecord(TextReadState* pState, MemImage* pImage) {
-  pState->Checksum = 0;
-  if (Peek(*pState) != RECORD_MARK) {
-    TEXT_SetError(pState, READER_ERR_RECORD, "Unexpected character (Expected: %c, Found: %c)", RECORD_MARK,
-                  Peek(*pState));
-    return;
-  }
-  ++pState->Pos;
+[[nodiscard]] bool ReadRecord(TextReadState* pState, MemImage* pImage) {
   HexRecord Record;
-  if (!DecodeWhole(pState, &Record)) {
-    DecodeByteWise(pState, &Record);
-  }
-  if (TEXT_HasError(*pState)) {
-    return;
-  }
-  TestChecksum(pState, Record);
-  if (TEXT_HasError(*pState)) {
-    return;
-  }
-  ActOnRecord(pState, pImage, Record);
-  if (TEXT_HasError(*pState)) {
-    return;
-  }
-  ReadLineEnd(pState);
+  pState->Checksum = 0;
+  return ReadMark(pState) && DecodeRecord(pState, &Record) && TestChecksum(pState, Record) &&
+         ActOnRecord(pState, pImage, Record) && ReadLineEnd(pState);
 }
 
 constexpr TextFormat INTEL_HEX = {RECORD_MARK, true, "Not a hex file", "malloc Problem", ReadRecord};
@@ -167,13 +162,13 @@ uint8_t HEX_ReadByte(TextReadState* pState) {
   }
   const uint8_t High = UTIL_HEX_DIGIT_VALUE[Peek(*pState)];
   if (High == UTIL_NO_HEX_DIGIT) {
-    TEXT_SetDigitError(pState);
+    TEXT_FailAtDigit(pState);
     return 0;
   }
   ++pState->Pos;
   const uint8_t Low = UTIL_HEX_DIGIT_VALUE[Peek(*pState)];
   if (Low == UTIL_NO_HEX_DIGIT) {
-    TEXT_SetDigitError(pState);
+    TEXT_FailAtDigit(pState);
     return static_cast<uint8_t>(High << 4);
   }
   ++pState->Pos;

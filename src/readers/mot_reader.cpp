@@ -31,69 +31,60 @@ uint32_t NumAddressBytesOf(uint8_t Type) {
   return Type >= 1 && Type <= 3 ? uint32_t{Type} + 1 : 0;
 }
 
-/// Reads 'S' and the type digit; white space may stand between them.
-void ReadMarkAndType(TextReadState* pState, MotRecord* pRecord) {
+/// Reads 'S' and the type digit; there may be white space between them.
+[[nodiscard]] bool ReadMarkAndType(TextReadState* pState, MotRecord* pRecord) {
   if (pState->pWindow[pState->Pos] == RECORD_MARK) {
     ++pState->Pos;
-    TEXT_SkipWhiteSpace(pState, COUNTS_CR);
+    if (!TEXT_SkipWhiteSpace(pState, COUNTS_CR)) {
+      return false;
+    }
     const uint8_t Digit = pState->pWindow[pState->Pos];
     if (Digit >= '0' && Digit <= '9') {
       ++pState->Pos;
       pRecord->Type = static_cast<uint8_t>(Digit - '0');
-      return;
+      return true;
     }
   }
-  TEXT_SetError(pState, READER_ERR_RECORD, "Unexpected character");
+  return TEXT_Fail(pState, READER_ERR_RECORD, "Unexpected character");
 }
 
-void DecodeRecord(TextReadState* pState, MotRecord* pRecord) {
-  if (!TEXT_DecodeBytes(pState, 1, &pRecord->Count) ||
-      !TEXT_DecodeBytes(pState, pRecord->NumBytes(), pRecord->aByte.data())) {
-    TEXT_SetDigitError(pState);
-  }
+[[nodiscard]] bool DecodeRecord(TextReadState* pState, MotRecord* pRecord) {
+  return (TEXT_DecodeBytes(pState, 1, &pRecord->Count) &&
+          TEXT_DecodeBytes(pState, pRecord->NumBytes(), pRecord->aByte.data())) ||
+         TEXT_FailAtDigit(pState);
 }
 
 /// S-record checksum: the low byte of the sum of all bytes of a record, its checksum included, is 0xFF.
-void TestChecksum(TextReadState* pState, const MotRecord& Record) {
-  if (pState->Checksum != 0xFF) {
-    const uint32_t SumBefore = uint32_t{pState->Checksum} - Record.Checksum();
-    TEXT_SetError(pState, READER_ERR_RECORD, "Checksum error! Checksum in file: 0x%02X, checksum calculated 0x%02X",
-                  Record.Checksum(), static_cast<uint8_t>(~SumBefore));
+[[nodiscard]] bool TestChecksum(TextReadState* pState, const MotRecord& Record) {
+  if (pState->Checksum == 0xFF) {
+    return true;
   }
+  const uint32_t SumBefore = uint32_t{pState->Checksum} - Record.Checksum();
+  return TEXT_Fail(pState, READER_ERR_RECORD, "Checksum error! Checksum in file: 0x%02X, checksum calculated 0x%02X",
+                   Record.Checksum(), static_cast<uint8_t>(~SumBefore));
 }
 
-void StoreRecord(TextReadState* pState, MemImage* pImage, const MotRecord& Record) {
+[[nodiscard]] bool StoreRecord(TextReadState* pState, MemImage* pImage, const MotRecord& Record) {
   const uint32_t NumAddressBytes = NumAddressBytesOf(Record.Type);
   if (NumAddressBytes == 0) {
-    return;
+    return true;
   }
   if (Record.Count < NumAddressBytes + 1) {
-    TEXT_SetError(pState, READER_ERR_RECORD, "Record too short");
-    return;
+    return TEXT_Fail(pState, READER_ERR_RECORD, "Record too short");
   }
   uint32_t Addr = 0;
   for (uint32_t i = 0; i < NumAddressBytes; ++i) {
     Addr = Addr << 8 | Record.aByte[i];
   }
-  TEXT_StoreData(pState, pImage, Addr, Record.Count - NumAddressBytes - 1, Record.aByte.data() + NumAddressBytes);
+  return TEXT_StoreData(pState, pImage, Addr, Record.Count - NumAddressBytes - 1,
+                        Record.aByte.data() + NumAddressBytes);
 }
 
-void ReadRecord(TextReadState* pState, MemImage* pImage) {
+[[nodiscard]] bool ReadRecord(TextReadState* pState, MemImage* pImage) {
   MotRecord Record;
   pState->Checksum = 0;
-  ReadMarkAndType(pState, &Record);
-  if (TEXT_HasError(*pState)) {
-    return;
-  }
-  DecodeRecord(pState, &Record);
-  if (TEXT_HasError(*pState)) {
-    return;
-  }
-  TestChecksum(pState, Record);
-  if (TEXT_HasError(*pState)) {
-    return;
-  }
-  StoreRecord(pState, pImage, Record);
+  return ReadMarkAndType(pState, &Record) && DecodeRecord(pState, &Record) && TestChecksum(pState, Record) &&
+         StoreRecord(pState, pImage, Record);
 }
 
 constexpr TextFormat S_RECORD = {RECORD_MARK, COUNTS_CR, "Not a mot file", "Malloc problem", ReadRecord};

@@ -8,18 +8,23 @@
 
 namespace {
 
-/// Returns what a system error number says about a file that could not be opened.
+// Numbers of the table of messages. They are not errors of this system, which uses the same numbers for other things.
+constexpr int ERROR_PATH_NOT_FOUND = 3;
+constexpr int ERROR_INVALID_DRIVE = 15;
+constexpr int ERROR_INVALID_NAME = 123;
+
+/// Returns the reason why a file could not be opened, by the system error number.
 const char* OpenFailureReason(int Error) {
   switch (Error) {
     case ENOENT:
       return "File not found!";
-    case 3:
+    case ERROR_PATH_NOT_FOUND:
       return "Path not found!";
     case EACCES:
       return "Access is denied!";
-    case 15:
+    case ERROR_INVALID_DRIVE:
       return "Invalid drive!";
-    case 123:
+    case ERROR_INVALID_NAME:
       return "The filename syntax is incorrect!";
     default:
       return "Invalid file handle!";

@@ -26,7 +26,7 @@ void FillWindow(TextReadState* pState) {
     const uint32_t NumWanted = READ_WINDOW_SIZE - static_cast<uint32_t>(pState->NumFilled);
     const int64_t NumRead = SYS_FileRead(pState->hFile, pState->pWindow + pState->NumFilled, NumWanted);
     if (NumRead < 0) {
-      TEXT_SetError(pState, READER_ERR_OPEN, "Could not read file.");
+      TEXT_Fail(pState, READER_ERR_OPEN, "Could not read file.");
     }
     pState->IsAtEnd = NumRead <= 0;
     pState->NumFilled += NumRead > 0 ? static_cast<int32_t>(NumRead) : 0;
@@ -67,37 +67,15 @@ void SkipWithinWindow(TextReadState* pState, bool CountsCr) {
   }
 }
 
-/// Makes a result of READER_Store that is a failure the pending error.
-void SetStoreError(TextReadState* pState, int Status) {
-  if (Status == MEMIMG_ERR_NO_MEMORY) {
-    TEXT_SetError(pState, READER_ERR_NO_MEMORY, "Out of memory");
-  } else if (Status != 0) {
-    TEXT_SetError(pState, READER_ERR_RECORD, "Areas overlap");
-  }
-}
-
-/// Stores the records that wait. A failure comes before the pending error, which is of a record behind them.
-void StoreBatch(TextReadState* pState, MemImage* pImage) {
-  int32_t NumLineEnds = 0;
-  const int Status = BATCH_Store(&pState->Batch, pImage, &NumLineEnds);
-  if (Status != 0) {
-    pState->acError[0] = '\0';
-    pState->NumLineEnds = NumLineEnds;
-    SetStoreError(pState, Status);
-  }
-}
-
 void ReadRecords(const TextFormat& Format, TextReadState* pState, MemImage* pImage) {
   FillWindow(pState);
-  if (!TEXT_HasError(*pState) && pState->pWindow[0] != static_cast<uint8_t>(Format.StartChar)) {
-    TEXT_SetError(pState, READER_ERR_NOT_FORMAT, "%s", Format.pNotFormatText);
+  if (pState->pWindow[0] != static_cast<uint8_t>(Format.StartChar)) {
+    TEXT_Fail(pState, READER_ERR_NOT_FORMAT, "%s", Format.pNotFormatText);
   }
-  while (!TEXT_HasError(*pState)) {
-    TEXT_SkipWhiteSpace(pState, Format.CountsCr);
-    if (TEXT_HasError(*pState) || TEXT_IsEndOfData(pState->pWindow[pState->Pos])) {
-      return;
-    }
-    Format.pfReadRecord(pState, pImage);
+  bool GoesOn = !TEXT_HasError(*pState);
+  while (GoesOn) {
+    GoesOn = TEXT_SkipWhiteSpace(pState, Format.CountsCr) && !TEXT_IsEndOfData(pState->pWindow[pState->Pos]) &&
+             Format.pfReadRecord(pState, pImage);
   }
 }
 
@@ -114,11 +92,9 @@ void ReportWithLine(const TextReadContext& Context) {
   pState->hFile = hFile;
   pState->pWindow = static_cast<uint8_t*>(SYS_Alloc(READ_WINDOW_SIZE + 1));
   if (pState->pWindow == nullptr) {
-    TEXT_SetError(pState, READER_ERR_NO_MEMORY, "%s", pText->pFormat->pNoWindowText);
+    TEXT_Fail(pState, READER_ERR_NO_MEMORY, "%s", pText->pFormat->pNoWindowText);
   } else {
     ReadRecords(*pText->pFormat, pState, pImage);
-    StoreBatch(pState, pImage);
-    BATCH_Free(&pState->Batch);
     SYS_Free(pState->pWindow);
   }
   if (TEXT_HasError(*pState)) {
@@ -141,9 +117,9 @@ int TEXT_Read(const TextFormat& Format, MemImage* pImage, const char* pPath, con
   return READER_Run(Call, ReadBody, &Context);
 }
 
-void TEXT_SetError(TextReadState* pState, int Status, const char* pFormat, ...) {
+bool TEXT_Fail(TextReadState* pState, int Status, const char* pFormat, ...) {
   if (TEXT_HasError(*pState)) {
-    return;
+    return false;
   }
   FormatBuffer Buffer{pState->acError.data(), static_cast<int32_t>(pState->acError.size()), 0};
   va_list Args;
@@ -151,13 +127,14 @@ void TEXT_SetError(TextReadState* pState, int Status, const char* pFormat, ...) 
   UTIL_FormatV(&Buffer, pFormat, Args);
   va_end(Args);
   pState->Status = Status;
+  return false;
 }
 
-void TEXT_SetDigitError(TextReadState* pState) {
-  TEXT_SetError(pState, READER_ERR_RECORD, "Expected Hex character : 0..9, A..F");
+bool TEXT_FailAtDigit(TextReadState* pState) {
+  return TEXT_Fail(pState, READER_ERR_RECORD, "Expected Hex character : 0..9, A..F");
 }
 
-void TEXT_SkipWhiteSpace(TextReadState* pState, bool CountsCr) {
+bool TEXT_SkipWhiteSpace(TextReadState* pState, bool CountsCr) {
   SkipWithinWindow(pState, CountsCr);
   while (NumUnread(*pState) == 0 && !pState->IsAtEnd) {
     TopUpWindow(pState);
@@ -166,6 +143,7 @@ void TEXT_SkipWhiteSpace(TextReadState* pState, bool CountsCr) {
   if (NumUnread(*pState) <= static_cast<int32_t>(READ_REFILL_THRESHOLD)) {
     TopUpWindow(pState);
   }
+  return !TEXT_HasError(*pState);
 }
 
 bool TEXT_DecodeBytes(TextReadState* pState, uint32_t NumBytes, uint8_t* pBytes) {
@@ -181,16 +159,10 @@ bool TEXT_DecodeBytes(TextReadState* pState, uint32_t NumBytes, uint8_t* pBytes)
   return true;
 }
 
-void TEXT_StoreData(TextReadState* pState, MemImage* pImage, uint64_t Addr, uint32_t NumBytes, const uint8_t* pData) {
-  if (NumBytes == 0) {
-    return;
+bool TEXT_StoreData(TextReadState* pState, MemImage* pImage, uint64_t Addr, uint32_t NumBytes, const uint8_t* pData) {
+  const int Status = READER_Store(pImage, Addr, NumBytes, pData);
+  if (Status == MEMIMG_ERR_NO_MEMORY) {
+    return TEXT_Fail(pState, READER_ERR_NO_MEMORY, "Out of memory");
   }
-  if (!BATCH_IsInOrder(&pState->Batch, pImage, Addr, NumBytes) &&
-      BATCH_Add(&pState->Batch, Addr, NumBytes, pData, pState->NumLineEnds)) {
-    return;
-  }
-  StoreBatch(pState, pImage);
-  if (!TEXT_HasError(*pState)) {
-    SetStoreError(pState, READER_Store(pImage, Addr, NumBytes, pData));
-  }
+  return Status == 0 || TEXT_Fail(pState, READER_ERR_RECORD, "Areas overlap");
 }

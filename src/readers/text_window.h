@@ -6,7 +6,6 @@
 #include <cstdint>
 
 #include "readers/read_frame.h"
-#include "readers/record_batch.h"
 
 /// File bytes that the window holds at most; one byte more is allocated, for the NUL behind them.
 constexpr uint32_t READ_WINDOW_SIZE = 60000;
@@ -26,9 +25,8 @@ struct TextReadState {
 
   int32_t NumFilled;  ///< File bytes in the window; the byte behind them is NUL.
   uint32_t hFile;
-  bool IsAtEnd;       ///< The file has no more bytes to give.
-  int Status;         ///< The result that goes with acError.
-  RecordBatch Batch;  ///< Records read and not yet stored.
+  bool IsAtEnd;  ///< The file has no more bytes to give.
+  int Status;    ///< The result that goes with acError.
 };
 
 /// What makes a text format.
@@ -37,7 +35,8 @@ struct TextFormat {
   bool CountsCr;               ///< A CR in white space is a line end as LF is.
   const char* pNotFormatText;  ///< The error of a file that begins otherwise.
   const char* pNoWindowText;   ///< The error when there is no memory for the window.
-  void (*pfReadRecord)(TextReadState* pState, MemImage* pImage);  ///< Reads the record at Pos, which is not NUL.
+  /// Reads the record at Pos, which is not NUL. Returns false when there is a pending error.
+  bool (*pfReadRecord)(TextReadState* pState, MemImage* pImage);
 };
 
 /// Reads a whole text file. acError of a failed read is reported as "Error in line ..."; open failures are reported as
@@ -46,7 +45,8 @@ struct TextFormat {
                             ReportSink* pModuleSink);
 
 /// Makes a text the pending error unless there is one already: the first error of a record is the one reported.
-__attribute__((format(printf, 3, 4))) void TEXT_SetError(TextReadState* pState, int Status, const char* pFormat, ...);
+/// Returns false, so that a function that returns its success can end with it.
+__attribute__((format(printf, 3, 4))) bool TEXT_Fail(TextReadState* pState, int Status, const char* pFormat, ...);
 
 /// Whether there is a pending error.
 inline bool TEXT_HasError(const TextReadState& State) {
@@ -64,17 +64,18 @@ inline void TEXT_CountLineEnd(TextReadState* pState) {
   pState->NumLineEnds += pState->NumLineEnds < INT32_MAX - 1 ? 1 : 0;
 }
 
-/// The error of a character that should be a hexadecimal digit.
-void TEXT_SetDigitError(TextReadState* pState);
+/// TEXT_Fail for a character that should be a hexadecimal digit.
+bool TEXT_FailAtDigit(TextReadState* pState);
 
-/// Skips TAB, SPACE, CR and LF, however many windows of it, and counts line ends; then makes sure that a whole record
-/// lies in the window unless the file ends.
-void TEXT_SkipWhiteSpace(TextReadState* pState, bool CountsCr);
+/// Skips TAB, SPACE, CR and LF, however many windows of it, and counts line ends; then makes sure that a complete
+/// record is in the window unless the file ends. Returns false when the file cannot be read, which is the pending error
+/// then.
+[[nodiscard]] bool TEXT_SkipWhiteSpace(TextReadState* pState, bool CountsCr);
 
 /// Decodes the next NumBytes bytes of two digits each, adds them to Checksum and steps over them.
 /// Returns false, with nothing changed but pBytes, when a character is no digit or the window ends before.
 [[nodiscard]] bool TEXT_DecodeBytes(TextReadState* pState, uint32_t NumBytes, uint8_t* pBytes);
 
-/// Stores the data of a record, at once or, if it is out of order, later in the read together with others. A failure
-/// becomes the pending error, with the line of the record that it is of.
-void TEXT_StoreData(TextReadState* pState, MemImage* pImage, uint64_t Addr, uint32_t NumBytes, const uint8_t* pData);
+/// Stores the data of a record. Returns whether the image holds it now; if not, the reason is the pending error.
+[[nodiscard]] bool TEXT_StoreData(TextReadState* pState, MemImage* pImage, uint64_t Addr, uint32_t NumBytes,
+                                  const uint8_t* pData);
