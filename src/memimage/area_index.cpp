@@ -3,193 +3,160 @@
 #include <algorithm>
 #include <array>
 
+#include "sys/heap.h"
+
 namespace {
 
-constexpr uint32_t NODE_CAPACITY = 64;
-
-/// What an entry leads to: on the lowest level an area, above it a node.
-union IndexRef {
-  IndexNode* pChild;
-  DataArea* pArea;
-};
+constexpr uint32_t PAGE_CAPACITY = 128;
+constexpr uint32_t MIN_LIST_CAPACITY = 16;
 
 }  // namespace
 
-/// A node's entries: addresses, ascending, and what they lead to. In a leaf each is the address of its area; above, it
-/// is the lowest address in its child.
-struct IndexNode {
+/// Entries in ascending order of address. The addresses are together, so that a search reads few cache lines.
+struct IndexPage {
   uint32_t NumEntries;
-  std::array<uint64_t, NODE_CAPACITY> aAddr;
-  std::array<IndexRef, NODE_CAPACITY> aRef;
+  std::array<uint64_t, PAGE_CAPACITY> aAddr;
+  std::array<DataArea*, PAGE_CAPACITY> apArea;
 };
 
 namespace {
 
-/// Returns how many entries have an address at or below Addr.
-uint32_t EntriesAtOrBelow(const IndexNode& Node, uint64_t Addr) {
-  const uint64_t* pFirst = Node.aAddr.data();
-  return static_cast<uint32_t>(std::upper_bound(pFirst, pFirst + Node.NumEntries, Addr) - pFirst);
+/// Returns the number of entries of a page at or below Addr.
+uint32_t NumAtOrBelow(const IndexPage& Page, uint64_t Addr) {
+  const uint64_t* pFirst = Page.aAddr.data();
+  return static_cast<uint32_t>(std::upper_bound(pFirst, pFirst + Page.NumEntries, Addr) - pFirst);
 }
 
-/// Returns the position of the entry that Addr belongs to: the last at or below it, else the first.
-uint32_t EntryFor(const IndexNode& Node, uint64_t Addr) {
-  const uint32_t Num = EntriesAtOrBelow(Node, Addr);
-  return Num != 0 ? Num - 1 : 0;
+/// Returns the position in the list of the page that Addr belongs to: the last that begins at or below it, or the
+/// first.
+uint32_t PageFor(const AreaIndex& Index, uint64_t Addr) {
+  const auto IsBelow = [](uint64_t A, const IndexPageRef& B) { return A < B.FirstAddr; };
+  const IndexPageRef* pNext = std::upper_bound(Index.paPage, Index.paPage + Index.NumPages, Addr, IsBelow);
+  return pNext != Index.paPage ? static_cast<uint32_t>(pNext - Index.paPage - 1) : 0;
 }
 
-/// Puts New at position At of an array in which Num elements are used.
-template <typename Array, typename Element>
-void InsertAt(Array* pArray, uint32_t Num, uint32_t At, Element New) {
-  std::copy_backward(pArray->begin() + At, pArray->begin() + Num, pArray->begin() + Num + 1);
-  (*pArray)[At] = New;
+/// Adds an entry to a page that is not full.
+void InsertEntry(IndexPageRef* pRef, DataArea* pArea) {
+  IndexPage* pPage = pRef->pPage;
+  const uint32_t At = NumAtOrBelow(*pPage, pArea->Addr);
+  const uint32_t Num = pPage->NumEntries++;
+  std::copy_backward(pPage->aAddr.begin() + At, pPage->aAddr.begin() + Num, pPage->aAddr.begin() + Num + 1);
+  std::copy_backward(pPage->apArea.begin() + At, pPage->apArea.begin() + Num, pPage->apArea.begin() + Num + 1);
+  pPage->aAddr[At] = pArea->Addr;
+  pPage->apArea[At] = pArea;
+  pRef->FirstAddr = pPage->aAddr[0];
 }
 
-template <typename Array>
-void RemoveAt(Array* pArray, uint32_t Num, uint32_t At) {
-  std::copy(pArray->begin() + At + 1, pArray->begin() + Num, pArray->begin() + At);
+void RemoveEntry(IndexPage* pPage, uint32_t At) {
+  std::copy(pPage->aAddr.begin() + At + 1, pPage->aAddr.begin() + pPage->NumEntries, pPage->aAddr.begin() + At);
+  std::copy(pPage->apArea.begin() + At + 1, pPage->apArea.begin() + pPage->NumEntries, pPage->apArea.begin() + At);
+  --pPage->NumEntries;
 }
 
-/// Adds an entry to a node that is not full.
-void InsertEntry(IndexNode* pNode, uint32_t At, uint64_t Addr, IndexRef Ref) {
-  InsertAt(&pNode->aAddr, pNode->NumEntries, At, Addr);
-  InsertAt(&pNode->aRef, pNode->NumEntries, At, Ref);
-  ++pNode->NumEntries;
-}
-
-void RemoveEntry(IndexNode* pNode, uint32_t At) {
-  RemoveAt(&pNode->aAddr, pNode->NumEntries, At);
-  RemoveAt(&pNode->aRef, pNode->NumEntries, At);
-  --pNode->NumEntries;
-}
-
-bool IsFull(const IndexNode& Node) {
-  return Node.NumEntries == NODE_CAPACITY;
-}
-
-/// Returns a node without entries, null without memory.
-[[nodiscard]] IndexNode* NewNode(AreaIndex* pIndex) {
-  IndexNode* pNode = static_cast<IndexNode*>(POOL_Take(&pIndex->Pool, sizeof(IndexNode)));
-  if (pNode != nullptr) {
-    pNode->NumEntries = 0;
+/// Makes room in the list for one more page.
+[[nodiscard]] bool ReserveInList(AreaIndex* pIndex) {
+  if (pIndex->NumPages < pIndex->NumPagesAlloc) {
+    return true;
   }
-  return pNode;
+  const uint32_t NewAlloc = std::max(2 * pIndex->NumPagesAlloc, MIN_LIST_CAPACITY);
+  void* pList = SYS_Realloc(pIndex->paPage, NewAlloc * static_cast<uint32_t>(sizeof(IndexPageRef)));
+  if (pList == nullptr) {
+    return false;
+  }
+  pIndex->paPage = static_cast<IndexPageRef*>(pList);
+  pIndex->NumPagesAlloc = NewAlloc;
+  return true;
 }
 
-/// Splits a full child so that an entry for Addr finds room in it; the parent has room for one entry more. The last
-/// child keeps what it has, but for the last entry, if it grows at its end: appended areas then fill their nodes.
-[[nodiscard]] bool SplitChild(AreaIndex* pIndex, IndexNode* pParent, uint32_t At, uint64_t Addr) {
-  IndexNode* pFull = pParent->aRef[At].pChild;
-  IndexNode* pNew = NewNode(pIndex);
+/// Puts an empty page into the list at position At. Returns null, with the list as it was, when memory is exhausted.
+[[nodiscard]] IndexPage* AddPage(AreaIndex* pIndex, uint32_t At) {
+  if (!ReserveInList(pIndex)) {
+    return nullptr;
+  }
+  IndexPage* pPage = static_cast<IndexPage*>(SYS_Alloc(sizeof(IndexPage)));
+  if (pPage != nullptr) {
+    pPage->NumEntries = 0;
+    IndexPageRef* pEnd = pIndex->paPage + pIndex->NumPages++;
+    std::copy_backward(pIndex->paPage + At, pEnd, pEnd + 1);
+    pIndex->paPage[At] = {0, pPage};
+  }
+  return pPage;
+}
+
+/// Splits a full page so that it or the page after it has room for Addr. At the end of the list only the last entry
+/// moves: areas that are entered in ascending order then fill their pages.
+[[nodiscard]] bool SplitPage(AreaIndex* pIndex, uint32_t At, uint64_t Addr) {
+  IndexPage* pNew = AddPage(pIndex, At + 1);
   if (pNew == nullptr) {
     return false;
   }
-  const bool IsAppend = At + 1 == pParent->NumEntries && pFull->aAddr[NODE_CAPACITY - 1] < Addr;
-  const uint32_t NumKept = IsAppend ? NODE_CAPACITY - 1 : NODE_CAPACITY / 2;
+  IndexPage* pFull = pIndex->paPage[At].pPage;
+  const bool IsAtEnd = At + 2 == pIndex->NumPages && pFull->aAddr.back() < Addr;
+  const uint32_t NumKept = IsAtEnd ? PAGE_CAPACITY - 1 : PAGE_CAPACITY / 2;
   std::copy(pFull->aAddr.begin() + NumKept, pFull->aAddr.end(), pNew->aAddr.begin());
-  std::copy(pFull->aRef.begin() + NumKept, pFull->aRef.end(), pNew->aRef.begin());
-  pNew->NumEntries = NODE_CAPACITY - NumKept;
+  std::copy(pFull->apArea.begin() + NumKept, pFull->apArea.end(), pNew->apArea.begin());
+  pNew->NumEntries = PAGE_CAPACITY - NumKept;
   pFull->NumEntries = NumKept;
-  InsertEntry(pParent, At + 1, pNew->aAddr[0], {.pChild = pNew});
+  pIndex->paPage[At + 1].FirstAddr = pNew->aAddr[0];
   return true;
 }
 
-/// Makes sure that there is a root with room for one entry more: the first leaf, or one above a full root, which is
-/// split.
-[[nodiscard]] bool MakeRoomInRoot(AreaIndex* pIndex, uint64_t Addr) {
-  IndexNode* pOld = pIndex->pRoot;
-  if (pOld != nullptr && !IsFull(*pOld)) {
-    return true;
-  }
-  IndexNode* pRoot = NewNode(pIndex);
-  if (pRoot == nullptr) {
-    return false;
-  }
-  if (pOld != nullptr) {
-    InsertEntry(pRoot, 0, pOld->aAddr[0], {.pChild = pOld});
-    if (!SplitChild(pIndex, pRoot, 0, Addr)) {
-      POOL_Give(&pIndex->Pool, pRoot);
-      return false;
-    }
-  }
-  pIndex->pRoot = pRoot;
-  ++pIndex->NumLevels;
-  return true;
-}
-
-/// Removes the entry that was made with Addr from the tree below a node. Returns whether the node is empty now.
-/// It calls itself once a level. Levels come with splits of full nodes alone, so there are few.
-// NOLINTNEXTLINE(misc-no-recursion)
-[[nodiscard]] bool RemoveBelow(AreaIndex* pIndex, IndexNode* pNode, uint32_t Level, uint64_t Addr) {
-  const uint32_t At = EntryFor(*pNode, Addr);
-  if (Level > 1) {
-    IndexNode* pChild = pNode->aRef[At].pChild;
-    if (!RemoveBelow(pIndex, pChild, Level - 1, Addr)) {
-      pNode->aAddr[At] = pChild->aAddr[0];
-      return false;
-    }
-    POOL_Give(&pIndex->Pool, pChild);
-  }
-  RemoveEntry(pNode, At);
-  return pNode->NumEntries == 0;
-}
-
-/// Lowers the address of the entry that OldAddr belongs to if it is OldAddr. Returns the entry's position.
-uint32_t LowerEntry(IndexNode* pNode, uint64_t OldAddr, uint64_t NewAddr) {
-  const uint32_t At = EntryFor(*pNode, OldAddr);
-  if (pNode->aAddr[At] == OldAddr) {
-    pNode->aAddr[At] = NewAddr;
-  }
-  return At;
+void RemovePage(AreaIndex* pIndex, uint32_t At) {
+  SYS_Free(pIndex->paPage[At].pPage);
+  std::copy(pIndex->paPage + At + 1, pIndex->paPage + pIndex->NumPages, pIndex->paPage + At);
+  --pIndex->NumPages;
 }
 
 }  // namespace
 
 DataArea* INDEX_Find(const AreaIndex& Index, uint64_t Addr) {
-  const IndexNode* pNode = Index.pRoot;
-  for (uint32_t Level = Index.NumLevels; Level > 1; --Level) {
-    pNode = pNode->aRef[EntryFor(*pNode, Addr)].pChild;
-  }
-  const uint32_t Num = pNode != nullptr ? EntriesAtOrBelow(*pNode, Addr) : 0;
-  return Num != 0 ? pNode->aRef[Num - 1].pArea : nullptr;
+  const IndexPage& Page = *Index.paPage[PageFor(Index, Addr)].pPage;
+  const uint32_t Num = NumAtOrBelow(Page, Addr);
+  return Num != 0 ? Page.apArea[Num - 1] : nullptr;
 }
 
 bool INDEX_Insert(AreaIndex* pIndex, DataArea* pArea) {
-  if (!MakeRoomInRoot(pIndex, pArea->Addr)) {
+  if (INDEX_IsEmpty(*pIndex) && AddPage(pIndex, 0) == nullptr) {
     return false;
   }
-  IndexNode* pNode = pIndex->pRoot;
-  for (uint32_t Level = pIndex->NumLevels; Level > 1; --Level) {
-    uint32_t At = EntryFor(*pNode, pArea->Addr);
-    if (IsFull(*pNode->aRef[At].pChild)) {
-      if (!SplitChild(pIndex, pNode, At, pArea->Addr)) {
-        return false;
-      }
-      At = EntryFor(*pNode, pArea->Addr);
+  uint32_t At = PageFor(*pIndex, pArea->Addr);
+  if (pIndex->paPage[At].pPage->NumEntries == PAGE_CAPACITY) {
+    if (!SplitPage(pIndex, At, pArea->Addr)) {
+      return false;
     }
-    pNode->aAddr[At] = std::min(pNode->aAddr[At], pArea->Addr);
-    pNode = pNode->aRef[At].pChild;
+    At = PageFor(*pIndex, pArea->Addr);
   }
-  InsertEntry(pNode, EntriesAtOrBelow(*pNode, pArea->Addr), pArea->Addr, {.pArea = pArea});
+  InsertEntry(&pIndex->paPage[At], pArea);
   return true;
 }
 
 void INDEX_Remove(AreaIndex* pIndex, uint64_t Addr) {
-  if (!INDEX_IsEmpty(*pIndex) && RemoveBelow(pIndex, pIndex->pRoot, pIndex->NumLevels, Addr)) {
-    INDEX_Clear(pIndex);
+  if (INDEX_IsEmpty(*pIndex)) {
+    return;
+  }
+  const uint32_t At = PageFor(*pIndex, Addr);
+  IndexPageRef* pRef = &pIndex->paPage[At];
+  RemoveEntry(pRef->pPage, NumAtOrBelow(*pRef->pPage, Addr) - 1);
+  if (pRef->pPage->NumEntries == 0) {
+    RemovePage(pIndex, At);
+  } else {
+    pRef->FirstAddr = pRef->pPage->aAddr[0];
   }
 }
 
 void INDEX_Lower(AreaIndex* pIndex, uint64_t OldAddr, uint64_t NewAddr) {
-  IndexNode* pNode = pIndex->pRoot;
-  for (uint32_t Level = pIndex->NumLevels; Level > 1; --Level) {
-    pNode = pNode->aRef[LowerEntry(pNode, OldAddr, NewAddr)].pChild;
+  if (INDEX_IsEmpty(*pIndex)) {
+    return;
   }
-  if (pNode != nullptr) {
-    LowerEntry(pNode, OldAddr, NewAddr);
-  }
+  IndexPageRef* pRef = &pIndex->paPage[PageFor(*pIndex, OldAddr)];
+  pRef->pPage->aAddr[NumAtOrBelow(*pRef->pPage, OldAddr) - 1] = NewAddr;
+  pRef->FirstAddr = pRef->pPage->aAddr[0];
 }
 
 void INDEX_Clear(AreaIndex* pIndex) {
-  POOL_Clear(&pIndex->Pool);
+  for (uint32_t i = 0; i < pIndex->NumPages; ++i) {
+    SYS_Free(pIndex->paPage[i].pPage);
+  }
+  SYS_Free(pIndex->paPage);
   *pIndex = {};
 }

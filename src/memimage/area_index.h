@@ -1,40 +1,47 @@
-/// Finds the area at an address without walking the chain: all areas of an image in a B+ tree.
+/// Finds the area at an address without walking the chain.
 ///
-/// Every operation goes down from the root: O(log areas), whatever the order of the calls. Nodes repeat the areas'
-/// addresses because a search that had to look into each area it compares with would wait for memory at every step.
+/// The index holds the address of every area, sorted, on pages of a fixed size. A search looks through the list of
+/// pages and then through one page; a full page is split in two. The pages repeat the addresses because a search that
+/// read them from the areas would wait for memory at every step.
 #pragma once
 
 #include <cstdint>
 
 #include "memimage/data_area.h"
-#include "memimage/slab_pool.h"
 
-struct IndexNode;
+struct IndexPage;
+
+/// A page in the list of pages.
+struct IndexPageRef {
+  uint64_t FirstAddr;  ///< The first address on the page.
+  IndexPage* pPage;    ///< Owned; has at least one entry.
+};
 
 /// The index. All zero is the empty index that owns nothing.
 struct AreaIndex {
-  IndexNode* pRoot;    ///< Null when the index is empty; no other node is ever empty.
-  uint32_t NumLevels;  ///< From the root to the leaves, which all are on the same level.
-  SlabPool Pool;       ///< The nodes.
+  IndexPageRef* paPage;    ///< The pages, ascending; owned.
+  uint32_t NumPages;       ///< 0 when the index is empty.
+  uint32_t NumPagesAlloc;  ///< Pages that paPage has room for.
 };
 
 /// Whether the index has no areas.
 inline bool INDEX_IsEmpty(const AreaIndex& Index) {
-  return Index.pRoot == nullptr;
+  return Index.NumPages == 0;
 }
 
-/// Returns the last area that begins at or below Addr, null for none.
+/// Returns the last area that begins at or below Addr, or null. O(log areas).
 [[nodiscard]] DataArea* INDEX_Find(const AreaIndex& Index, uint64_t Addr);
 
-/// Adds an area whose address is not in the index. Returns false, with the same areas in it, when memory gives out.
+/// Adds an area whose address is not in the index. Returns false, with the index as it was, when memory is exhausted.
+/// O(log areas), and every split of a page moves the part of the list after it.
 [[nodiscard]] bool INDEX_Insert(AreaIndex* pIndex, DataArea* pArea);
 
-/// Removes the area that was entered with Addr. The index may be empty.
+/// Removes the area that was entered with Addr. Does nothing if the index is empty.
 void INDEX_Remove(AreaIndex* pIndex, uint64_t Addr);
 
-/// The area that was entered with OldAddr begins at NewAddr, which is lower, and still behind the area before it. The
-/// index may be empty.
+/// Changes the address of the area that was entered with OldAddr to NewAddr, which is lower and above the end of the
+/// area before it. Does nothing if the index is empty.
 void INDEX_Lower(AreaIndex* pIndex, uint64_t OldAddr, uint64_t NewAddr);
 
-/// Releases everything; the index is empty again.
+/// Releases everything; the index is empty afterwards.
 void INDEX_Clear(AreaIndex* pIndex);

@@ -1,6 +1,5 @@
 #include "memimage/mem_image.h"
 
-#include "memimage/area_search.h"
 #include "sys/heap.h"
 
 namespace {
@@ -16,18 +15,23 @@ constexpr uint64_t PENDING_STEP = 100;
   return pImage->hLock != nullptr;
 }
 
-void FreeBufferOf(void* pSlot) {
-  AREA_FreeBuffer(static_cast<DataArea*>(pSlot));
+/// Returns the area that holds an address, or null.
+DataArea* AreaHolding(const MemImage& Image, uint64_t Addr) {
+  DataArea* pArea = Image.pFirstArea;
+  while (pArea != nullptr && AREA_LastOf(*pArea) < Addr) {
+    pArea = pArea->pNext;
+  }
+  return pArea != nullptr && pArea->Addr <= Addr ? pArea : nullptr;
 }
 
-/// Returns whether the byte is in the image now.
+/// Writes a byte over a stored one, or as a new one. Returns whether the image holds it now.
 [[nodiscard]] bool CommitByte(MemImage* pImage, const PendingByte& Byte) {
-  DataArea* pArea = MEMIMG_AreaAtOrBelow(pImage, Byte.Addr);
-  if (pArea == nullptr || AREA_LastOf(*pArea) < Byte.Addr) {
-    return MEMIMG_WriteData(pImage, Byte.Addr, 1, &Byte.Value, 0) == 0 &&
-           AREA_HasStorage(*MEMIMG_AreaAtOrBelow(pImage, Byte.Addr));
+  DataArea* pArea = AreaHolding(*pImage, Byte.Addr);
+  if (pArea == nullptr) {
+    const bool IsWritten = MEMIMG_WriteData(pImage, Byte.Addr, 1, &Byte.Value, 0) == 0;
+    pArea = IsWritten ? AreaHolding(*pImage, Byte.Addr) : nullptr;
   }
-  if (!AREA_HasStorage(*pArea)) {
+  if (pArea == nullptr || !AREA_HasStorage(*pArea)) {
     return false;
   }
   pArea->pData[Byte.Addr - pArea->Addr] = Byte.Value;
@@ -68,8 +72,11 @@ void MEMIMG_Free(MemImage* pImage) {
     return;
   }
   SYS_DestroyMutex(&pImage->hLock);
-  POOL_ForEach(pImage->AreaPool, AREA_SLOT_BYTES, FreeBufferOf);
-  POOL_Clear(&pImage->AreaPool);
+  for (DataArea* pArea = pImage->pFirstArea; pArea != nullptr;) {
+    DataArea* pNext = pArea->pNext;
+    AREA_Free(pArea);
+    pArea = pNext;
+  }
   INDEX_Clear(&pImage->Index);
   SYS_Free(pImage->paPending);
   SYS_Free(pImage);

@@ -8,7 +8,6 @@
 
 #include "memimage/area_index.h"
 #include "memimage/data_area.h"
-#include "memimage/slab_pool.h"
 #include "sys/mutex_table.h"
 
 /// A single-byte write that reads see already and MEMIMG_FlushByteCache commits.
@@ -30,8 +29,7 @@ struct MemImage {
   int64_t CursorIndex;       ///< Position in the chain of pCursorArea, -1: the cursor is invalid.
   DataArea* pCursorArea;     ///< Where the last run search stopped.
 
-  SlabPool AreaPool;      ///< The areas' slots.
-  AreaIndex Index;        ///< All areas or, until a write needs it and when memory is short, none.
+  AreaIndex Index;        ///< All areas or, until a write needs it, none.
   uint32_t HasLostBytes;  ///< 1 when contents given to a successful write could not be kept: an area has no storage.
 };
 
@@ -66,8 +64,7 @@ int MEMIMG_Unlock(MemImage* pImage);
 /// A new area whose buffer cannot be had is kept without storage: it reads as the fill value, as does what is later
 /// added to it, the write succeeds, and HasLostBytes is set. Where a range without contents or an area without storage
 /// is joined to an area with storage, MEMIMG_ERASED_BYTE stands for its bytes from then on.
-/// Appending behind the last area is O(1) amortised; any other write is O(log areas), or one walk of the chain when
-/// there is no memory for the index.
+/// Appending after the last area is O(1) amortised; any other write is O(log areas).
 [[nodiscard]] int MEMIMG_WriteData(MemImage* pImage, uint64_t Addr, uint64_t NumBytes, const uint8_t* pData,
                                    int32_t FillByte);
 

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "memimage/area_search.h"
 #include "memimage/mem_image.h"
 
 namespace {
@@ -63,14 +62,10 @@ void LimitLength(Span* pSpan, uint64_t MaxNumBytes, uint32_t AlignEndBits) {
   }
 }
 
-/// Returns the first area that holds an address of the span, or one before it: the area where the last run search
-/// stopped if that is early enough, so that a scan front to back never starts again.
-const DataArea* FirstAreaFor(MemImage* pImage, const Span& Range) {
-  if (pImage->CursorIndex >= 0 && pImage->pCursorArea->Addr <= Range.Addr) {
-    return pImage->pCursorArea;
-  }
-  const DataArea* pBelow = MEMIMG_AreaAtOrBelow(pImage, Range.Addr);
-  return pBelow != nullptr ? pBelow : pImage->pFirstArea;
+/// Returns an area at or before the first that holds an address of the span: where the last run search stopped, if that
+/// is early enough, so that a scan from front to back never starts again.
+const DataArea* FirstAreaFor(const MemImage& Image, const Span& Range) {
+  return Image.pCursorArea->Addr <= Range.Addr ? Image.pCursorArea : Image.pFirstArea;
 }
 
 /// Puts the bytes that an area holds of the span.
@@ -149,15 +144,16 @@ void FillByteWise(const MemImage& Image, const DataArea* pArea, const Span& Rang
   }
 }
 
-void FillSpan(MemImage* pImage, const Span& Range, const SpanOutput& Out) {
+/// Fills a span that a run search has just found, so that the cursor is valid.
+void FillSpan(const MemImage& Image, const Span& Range, const SpanOutput& Out) {
   if (Out.pData == nullptr && Out.pValid == nullptr) {
     return;
   }
-  const DataArea* pArea = FirstAreaFor(pImage, Range);
-  if (pImage->NumPending == 0) {
+  const DataArea* pArea = FirstAreaFor(Image, Range);
+  if (Image.NumPending == 0) {
     FillFromAreas(pArea, Range, Out);
   } else {
-    FillByteWise(*pImage, pArea, Range, Out);
+    FillByteWise(Image, pArea, Range, Out);
   }
 }
 
@@ -220,7 +216,7 @@ int64_t MEMIMG_ReadData(MemImage* pImage, uint64_t StartAddr, uint64_t EndAddr, 
   if (Range.NumBytes == 0) {
     return 0;
   }
-  FillSpan(pImage, Range, {pData, pValid, static_cast<uint8_t>(FillByte)});
+  FillSpan(*pImage, Range, {pData, pValid, static_cast<uint8_t>(FillByte)});
   if (pFoundAddr != nullptr) {
     *pFoundAddr = Range.Addr;
   }

@@ -1,7 +1,15 @@
-#include "memimage/area_search.h"
 #include "memimage/mem_image.h"
 
 namespace {
+
+/// Up to here a walk is as fast as a search, and most files need no index at all.
+constexpr uint32_t LONGEST_WALK = 8;
+
+/// The neighbours of a range in the chain; each may be null.
+struct Neighbours {
+  DataArea* pBelow;  ///< The last area that begins at or below the range.
+  DataArea* pAbove;  ///< The area after it.
+};
 
 /// Returns whether areas and ranges of these lengths make an area of a legal length together.
 bool IsLegalLength(uint64_t NumBytesA, uint64_t NumBytesB, uint64_t NumBytesC = 0) {
@@ -9,101 +17,133 @@ bool IsLegalLength(uint64_t NumBytesA, uint64_t NumBytesB, uint64_t NumBytesC = 
          NumBytesC <= MEMIMG_MAX_AREA_BYTES - NumBytesA - NumBytesB;
 }
 
-/// Contents that go into an area without storage are gone.
+/// Contents that go into an area without storage are lost.
 void NoteLostBytes(MemImage* pImage, const DataArea& Area, const WriteRange& Range) {
   if (AREA_HasContents(Range) && !AREA_HasStorage(Area)) {
     pImage->HasLostBytes = 1;
   }
 }
 
-void EnterInIndex(MemImage* pImage, DataArea* pArea) {
-  if (!INDEX_IsEmpty(pImage->Index) && !INDEX_Insert(&pImage->Index, pArea)) {
-    INDEX_Clear(&pImage->Index);  // an index that misses an area would mislead; without one the chain is walked
+/// Enters all areas. Returns false, without an index, when memory is exhausted.
+[[nodiscard]] bool BuildIndex(MemImage* pImage) {
+  for (DataArea* pArea = pImage->pFirstArea; pArea != nullptr; pArea = pArea->pNext) {
+    if (!INDEX_Insert(&pImage->Index, pArea)) {
+      INDEX_Clear(&pImage->Index);
+      return false;
+    }
   }
+  return true;
 }
 
-/// Makes the range an area of its own between two neighbours in the chain, either of which may be null.
-[[nodiscard]] int NewArea(MemImage* pImage, DataArea* pPrev, DataArea* pNext, const WriteRange& Range) {
-  if (!IsLegalLength(Range.NumBytes, 0)) {
-    return MEMIMG_ERR_NO_MEMORY;
+/// Walks the chain to the last area that begins at or below Addr.
+DataArea* WalkTo(const MemImage& Image, uint64_t Addr) {
+  DataArea* pBelow = nullptr;
+  for (DataArea* pArea = Image.pFirstArea; pArea != nullptr && pArea->Addr <= Addr; pArea = pArea->pNext) {
+    pBelow = pArea;
   }
-  DataArea* pArea = static_cast<DataArea*>(POOL_Take(&pImage->AreaPool, AREA_SLOT_BYTES));
+  return pBelow;
+}
+
+/// Returns the last area that begins at or below Addr, null for none.
+DataArea* FindAtOrBelow(const MemImage& Image, uint64_t Addr) {
+  return INDEX_IsEmpty(Image.Index) ? WalkTo(Image, Addr) : INDEX_Find(Image.Index, Addr);
+}
+
+/// Returns the last area of the chain, null for an empty image.
+DataArea* LastArea(MemImage* pImage) {
+  if (pImage->pLastArea == nullptr) {
+    pImage->pLastArea = FindAtOrBelow(*pImage, UINT64_MAX);
+  }
+  return pImage->pLastArea;
+}
+
+/// Finds where a range belongs. A long chain gets its index here. Returns false when there is no memory for that.
+[[nodiscard]] bool FindNeighbours(MemImage* pImage, uint64_t Addr, Neighbours* pFound) {
+  if (INDEX_IsEmpty(pImage->Index) && pImage->NumAreas > LONGEST_WALK && !BuildIndex(pImage)) {
+    return false;
+  }
+  pFound->pBelow = FindAtOrBelow(*pImage, Addr);
+  pFound->pAbove = pFound->pBelow != nullptr ? pFound->pBelow->pNext : pImage->pFirstArea;
+  return true;
+}
+
+/// Makes the range an area of its own between its neighbours.
+[[nodiscard]] int NewArea(MemImage* pImage, const Neighbours& Place, const WriteRange& Range) {
+  DataArea* pArea = IsLegalLength(Range.NumBytes, 0) ? AREA_New(Range) : nullptr;
   if (pArea == nullptr) {
     return MEMIMG_ERR_NO_MEMORY;
   }
-  AREA_Init(pArea, Range);
+  if (!INDEX_IsEmpty(pImage->Index) && !INDEX_Insert(&pImage->Index, pArea)) {
+    AREA_Free(pArea);
+    return MEMIMG_ERR_NO_MEMORY;
+  }
   NoteLostBytes(pImage, *pArea, Range);
-  pArea->pNext = pNext;
-  (pPrev != nullptr ? pPrev->pNext : pImage->pFirstArea) = pArea;
-  if (pNext == nullptr) {
+  pArea->pNext = Place.pAbove;
+  (Place.pBelow != nullptr ? Place.pBelow->pNext : pImage->pFirstArea) = pArea;
+  if (Place.pAbove == nullptr) {
     pImage->pLastArea = pArea;
   }
   ++pImage->NumAreas;
-  EnterInIndex(pImage, pArea);
   return 0;
 }
 
-/// Takes the successor of pArea, whose contents are in pArea now, out of the chain. It was entered in the index with
-/// NextAddr.
-void RemoveNext(MemImage* pImage, DataArea* pArea, uint64_t NextAddr) {
+/// Takes the area after pArea, whose bytes pArea holds now, out of the chain.
+void RemoveNext(MemImage* pImage, DataArea* pArea) {
   DataArea* pNext = pArea->pNext;
   pArea->pNext = pNext->pNext;
   if (pImage->pLastArea == pNext) {
     pImage->pLastArea = nullptr;
   }
-  INDEX_Remove(&pImage->Index, NextAddr);
-  AREA_FreeBuffer(pNext);
-  POOL_Give(&pImage->AreaPool, pNext);
+  INDEX_Remove(&pImage->Index, pNext->Addr);
+  AREA_Free(pNext);
   --pImage->NumAreas;
   pImage->CursorIndex = -1;
 }
 
-/// Joins pArea, the range behind it and the successor, which the range touches.
+/// Joins pArea, the range after it and the next area, which the range touches.
 [[nodiscard]] int MEMIMG_MergeWithNext(MemImage* pImage, DataArea* pArea, const WriteRange& Range) {
-  DataArea* pNext = pArea->pNext;
-  const uint64_t NextAddr = pNext->Addr;
-  if (!IsLegalLength(pArea->NumBytes, Range.NumBytes, pNext->NumBytes) || !AREA_Join(pArea, Range, pNext)) {
+  if (!IsLegalLength(pArea->NumBytes, Range.NumBytes, pArea->pNext->NumBytes) ||
+      !AREA_Join(pArea, Range, pArea->pNext)) {
     return MEMIMG_ERR_NO_MEMORY;
   }
   NoteLostBytes(pImage, *pArea, Range);
-  RemoveNext(pImage, pArea, NextAddr);
+  RemoveNext(pImage, pArea);
   return 0;
 }
 
 [[nodiscard]] int ExtendAtEnd(MemImage* pImage, DataArea* pArea, const WriteRange& Range) {
-  if (!IsLegalLength(pArea->NumBytes, Range.NumBytes) ||
-      (AREA_HasStorage(*pArea) && !AREA_ReserveAtEnd(pArea, Range.NumBytes))) {
+  if (!IsLegalLength(pArea->NumBytes, Range.NumBytes) || !AREA_AddAtEnd(pArea, Range)) {
     return MEMIMG_ERR_NO_MEMORY;
   }
-  AREA_PutAtEnd(pArea, Range);
   NoteLostBytes(pImage, *pArea, Range);
   return 0;
 }
 
 [[nodiscard]] int ExtendAtFront(MemImage* pImage, DataArea* pArea, const WriteRange& Range) {
-  if (!IsLegalLength(pArea->NumBytes, Range.NumBytes) ||
-      (AREA_HasStorage(*pArea) && !AREA_ReserveInFront(pArea, Range.NumBytes))) {
+  const uint64_t OldAddr = pArea->Addr;
+  if (!IsLegalLength(pArea->NumBytes, Range.NumBytes) || !AREA_AddInFront(pArea, Range)) {
     return MEMIMG_ERR_NO_MEMORY;
   }
-  const uint64_t OldAddr = pArea->Addr;
-  AREA_PutInFront(pArea, Range);
   INDEX_Lower(&pImage->Index, OldAddr, Range.Addr);
   NoteLostBytes(pImage, *pArea, Range);
   return 0;
 }
 
-/// Stores a range that begins behind the last area (null: the image is empty).
+/// Stores a range that begins above all stored bytes. pLast: the last area, null for an empty image.
 [[nodiscard]] int Append(MemImage* pImage, DataArea* pLast, const WriteRange& Range) {
   if (pLast != nullptr && AREA_LastOf(*pLast) + 1 == Range.Addr) {
     return ExtendAtEnd(pImage, pLast, Range);
   }
-  return NewArea(pImage, pLast, nullptr, Range);
+  return NewArea(pImage, {pLast, nullptr}, Range);
 }
 
 /// Stores a range anywhere in the chain.
 [[nodiscard]] int Insert(MemImage* pImage, const WriteRange& Range) {
-  DataArea* pBelow = MEMIMG_AreaAtOrBelow(pImage, Range.Addr);
-  DataArea* pAbove = MEMIMG_AreaBehind(*pImage, pBelow);
+  Neighbours Place{};
+  if (!FindNeighbours(pImage, Range.Addr, &Place)) {
+    return MEMIMG_ERR_NO_MEMORY;
+  }
+  const auto& [pBelow, pAbove] = Place;
   const uint64_t RangeLast = Range.Addr + (Range.NumBytes - 1);
   const bool IsInBelow = pBelow != nullptr && AREA_LastOf(*pBelow) >= Range.Addr;
   const bool ReachesAbove = pAbove != nullptr && RangeLast >= pAbove->Addr;
@@ -115,7 +155,7 @@ void RemoveNext(MemImage* pImage, DataArea* pArea, uint64_t NextAddr) {
   if (TouchesBelow) {
     return TouchesAbove ? MEMIMG_MergeWithNext(pImage, pBelow, Range) : ExtendAtEnd(pImage, pBelow, Range);
   }
-  return TouchesAbove ? ExtendAtFront(pImage, pAbove, Range) : NewArea(pImage, pBelow, pAbove, Range);
+  return TouchesAbove ? ExtendAtFront(pImage, pAbove, Range) : NewArea(pImage, Place, Range);
 }
 
 }  // namespace
@@ -130,7 +170,7 @@ int MEMIMG_WriteData(MemImage* pImage, uint64_t Addr, uint64_t NumBytes, const u
     return MEMIMG_ERR_OVERLAP;
   }
   const WriteRange Range{Addr, NumBytes, pData, FillByte};
-  DataArea* pLast = MEMIMG_LastArea(pImage);
+  DataArea* pLast = LastArea(pImage);
   const bool IsAboveAll = pLast == nullptr || AREA_LastOf(*pLast) < Addr;
   return IsAboveAll ? Append(pImage, pLast, Range) : Insert(pImage, Range);
 }
