@@ -72,7 +72,8 @@ void CountRecords(benchmark::State& State, int64_t NumRecords, uint32_t NumBytes
 void DecodeDigits(benchmark::State& State) {
   const std::vector<uint8_t> aByte = RandomBytes(BUFFER_BYTES);
   std::vector<char> acDigits(2 * aByte.size());
-  UTIL_EncodeHex(aByte.data(), BUFFER_BYTES, acDigits.data());
+  uint8_t Ignored = 0;
+  UTIL_EncodeHex(aByte.data(), BUFFER_BYTES, acDigits.data(), &Ignored);
   const std::vector<uint8_t> aDigits(acDigits.begin(), acDigits.end());
   std::array<uint8_t, READ_BYTES> aDecoded{};
   uint32_t NumBytes = READ_BYTES;

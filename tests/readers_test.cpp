@@ -24,6 +24,7 @@ std::string ReadPath(ReadFn pfRead, const std::string& Path, FaultKind What = FA
   const int Status = pfRead(pImage.get(), Path.c_str(), acError, sizeof(acError));
   FAULT_Disarm();
   EXPECT_EQ(0U, pImage->NumChanges);
+  EXPECT_EQ(1, MEMIMG_Unlock(pImage.get())) << "the lock is free again";
   EXPECT_EQ(Status == 0, acError[0] == '\0');
   return Status == 0 ? RunsOf(BytesOf(pImage.get())) : std::to_string(Status) + " " + acError;
 }
@@ -62,6 +63,7 @@ TEST(Readers, ReadIntelHexToTheLetter) {
       {Rec + "\n\n;", "-5 Error in line 2: Unexpected character (Expected: :, Found: ;)"},
       {Rec + "\n" + Rec, "-5 Error in line 2: Areas overlap"},
       {":0G", DIGIT},
+      {MakeRecord(true, 0, std::string(30, 'a')).replace(12, 1, "g"), DIGIT},
       {":0100000408F3", AT1 + "Record too short"}};
   for (const auto& [Text, Result] : aCase) {
     EXPECT_EQ(Result, ReadText(HEX_Read, Text));
@@ -85,6 +87,7 @@ TEST(Readers, ReadSRecordsToTheLetter) {
       {Rec + "\r\nS\n\nA", "-5 Error in line 4: Unexpected character"},
       {Rec + std::string(200000, '\n') + "x", "-5 Error in line 200001: Unexpected character"},
       {"S1060000 010203F3", DIGIT},
+      {MakeRecord(false, 0, std::string(30, 'a')).replace(12, 1, "g"), DIGIT},
       {Rec + "\n" + Rec, "-5 Error in line 2: Areas overlap"},
       {"S10200FD", AT1 + "Record too short"},
       {"S304000000FB", AT1 + "Record too short"}};

@@ -1,6 +1,7 @@
 #include "srec/record.h"
 
 #include <array>
+#include <cstddef>
 
 #include "util/hex_digits.h"
 
@@ -26,27 +27,13 @@ uint32_t NumAddressBytesOf(uint32_t Type) {
   }
 }
 
-/// A line under construction. Bytes go into it as they come: put together first, they would have to wait to be read
-/// back in vectors (bench/micro.cpp, EncodeRecord).
-struct RecordLine {
-  std::array<char, MAX_LINE_CHARS> acText;
-  char* pEnd;   ///< Behind the last character, in acText.
-  uint8_t Sum;  ///< Of the bytes in it, modulo 256.
-};
-
-void PutByte(RecordLine* pLine, uint32_t Byte) {
-  *pLine->pEnd++ = "0123456789ABCDEF"[Byte >> 4 & 0xF];
-  *pLine->pEnd++ = "0123456789ABCDEF"[Byte & 0xF];
-  pLine->Sum = static_cast<uint8_t>(pLine->Sum + Byte);
-}
-
-void PutBytes(RecordLine* pLine, const uint8_t* pBytes, uint32_t NumBytes) {
-  pLine->pEnd = UTIL_EncodeHex(pBytes, NumBytes, pLine->pEnd);
-  uint8_t Sum = pLine->Sum;  // no wider than needed, so that the compiler can add many at a time
-  for (uint32_t i = 0; i < NumBytes; ++i) {
-    Sum = static_cast<uint8_t>(Sum + pBytes[i]);
+/// Puts the count and the address as digits and adds their bytes to the sum. Returns the end of the line.
+char* PutHead(char* pEnd, uint32_t Count, uint32_t Address, uint32_t NumAddressBytes, uint8_t* pSum) {
+  std::array<uint8_t, 5> aHead{static_cast<uint8_t>(Count)};
+  for (uint32_t i = 0; i < NumAddressBytes; ++i) {
+    aHead[1 + i] = static_cast<uint8_t>(Address >> 8 * (NumAddressBytes - 1 - i));
   }
-  pLine->Sum = Sum;
+  return UTIL_EncodeHex(aHead.data(), 1 + NumAddressBytes, pEnd, pSum);
 }
 
 }  // namespace
@@ -57,20 +44,18 @@ int32_t SREC_EncodeRecord(OutStream* pStream, uint32_t Type, uint32_t Address, i
   if (NumAddressBytes == 0 || NumData > MAX_RECORD_BYTES - 2 - NumAddressBytes) {
     return 0;
   }
-  RecordLine Line;
-  Line.pEnd = Line.acText.data();
-  Line.Sum = 0;
-  *Line.pEnd++ = 'S';
-  *Line.pEnd++ = static_cast<char>('0' + Type);
-  PutByte(&Line, NumAddressBytes + NumData + 1);
-  for (uint32_t i = NumAddressBytes; i > 0; --i) {
-    PutByte(&Line, Address >> (8 * (i - 1)) & 0xFF);
-  }
-  PutBytes(&Line, pData, NumData);
-  PutByte(&Line, static_cast<uint8_t>(~Line.Sum));  // the checksum: the ones' complement of the sum of all before it
-  *Line.pEnd++ = '\r';
-  *Line.pEnd++ = '\n';
-  const uint32_t NumChars = static_cast<uint32_t>(Line.pEnd - Line.acText.data());
-  OUTSTREAM_Write(pStream, Line.acText.data(), NumChars);
+  std::array<char, MAX_LINE_CHARS> acLine;
+  uint8_t Sum = 0;
+  char* pEnd = acLine.data();
+  *pEnd++ = 'S';
+  *pEnd++ = static_cast<char>('0' + Type);
+  pEnd = PutHead(pEnd, NumAddressBytes + NumData + 1, Address, NumAddressBytes, &Sum);
+  pEnd = UTIL_EncodeHex(pData, NumData, pEnd, &Sum);
+  const uint8_t Checksum = static_cast<uint8_t>(~Sum);  // the ones' complement of the sum of all bytes before it
+  pEnd = UTIL_EncodeHex(&Checksum, 1, pEnd, &Sum);
+  *pEnd++ = '\r';
+  *pEnd++ = '\n';
+  const uint32_t NumChars = static_cast<uint32_t>(pEnd - acLine.data());
+  OUTSTREAM_Write(pStream, acLine.data(), NumChars);
   return static_cast<int32_t>(NumChars);
 }

@@ -1,8 +1,11 @@
-/// Hexadecimal digits and bytes, in both directions, by table.
+/// Hexadecimal digits and bytes, in both directions.
 #pragma once
 
 #include <array>
 #include <cstdint>
+
+/// The digits as this program writes them.
+constexpr const char* UTIL_HEX_DIGITS = "0123456789ABCDEF";
 
 /// What the digit table gives for a byte that is no digit.
 constexpr uint8_t UTIL_NO_HEX_DIGIT = 0xFF;
@@ -31,5 +34,6 @@ inline uint8_t UTIL_HexDigitValue(char c) {
 /// Returns false when one of the characters is no digit; what pBytes and *pSum hold then is of no use.
 [[nodiscard]] bool UTIL_DecodeHex(const uint8_t* pDigits, uint32_t NumBytes, uint8_t* pBytes, uint8_t* pSum);
 
-/// Encodes NumBytes bytes as two upper-case digits each. Returns the end of what was written.
-char* UTIL_EncodeHex(const uint8_t* pBytes, uint32_t NumBytes, char* pDigits);
+/// Encodes NumBytes bytes as two upper-case digits each, adding each to *pSum (modulo 256).
+/// Returns the end of what was written.
+char* UTIL_EncodeHex(const uint8_t* pBytes, uint32_t NumBytes, char* pDigits, uint8_t* pSum);
