@@ -1,9 +1,7 @@
 #include "util/format.h"
 
 #include <algorithm>
-#include <cstring>
 
-#include "util/digits.h"
 #include "util/text.h"
 
 namespace {
@@ -20,41 +18,13 @@ struct FullConversion {
   char Letter;
 };
 
-/// Room left before the place of the terminator.
-int64_t RoomOf(const FormatBuffer& Buffer) {
-  return std::max<int64_t>(int64_t{Buffer.BufSize} - 1 - Buffer.NumChars, 0);
-}
-
-void Count(FormatBuffer* pBuffer, int64_t Num) {
-  pBuffer->NumChars = static_cast<int32_t>(std::min<int64_t>(pBuffer->NumChars + Num, INT32_MAX));
-}
-
-void PutRepeated(FormatBuffer* pBuffer, char c, int64_t Num) {
-  const int64_t NumStored = std::min(Num, RoomOf(*pBuffer));
-  if (NumStored > 0) {
-    std::memset(pBuffer->pBuf + pBuffer->NumChars, c, static_cast<size_t>(NumStored));
-  }
-  Count(pBuffer, std::max<int64_t>(Num, 0));
-}
-
-void PutChar(FormatBuffer* pBuffer, char c) {
-  if (RoomOf(*pBuffer) > 0) {
-    pBuffer->pBuf[pBuffer->NumChars] = c;
-  }
-  Count(pBuffer, 1);
-}
-
 void PutString(FormatBuffer* pBuffer, const FullConversion& Conv, const char* pString) {
   const char* p = pString != nullptr ? pString : "(null)";
   const uint32_t MaxLen = Conv.Precision == NO_PRECISION ? INT32_MAX : static_cast<uint32_t>(Conv.Precision);
-  const int64_t Len = UTIL_StrLenMax(p, MaxLen);
-  PutRepeated(pBuffer, ' ', Conv.IsLeft ? 0 : Conv.Width - Len);
-  const int64_t NumStored = std::min(Len, RoomOf(*pBuffer));
-  if (NumStored > 0) {
-    std::memcpy(pBuffer->pBuf + pBuffer->NumChars, p, static_cast<size_t>(NumStored));
-  }
-  Count(pBuffer, Len);
-  PutRepeated(pBuffer, ' ', Conv.IsLeft ? Conv.Width - Len : 0);
+  const uint32_t Len = UTIL_StrLenMax(p, MaxLen);
+  UTIL_PutRepeated(pBuffer, ' ', Conv.IsLeft ? 0 : Conv.Width - Len);
+  UTIL_PutText(pBuffer, p, Len);
+  UTIL_PutRepeated(pBuffer, ' ', Conv.IsLeft ? Conv.Width - Len : 0);
 }
 
 /// Returns the sign character of a number, or NUL for none.
@@ -70,7 +40,7 @@ char SignOf(const FullConversion& Conv, bool IsNegative) {
 
 /// Puts fill, sign, zeros and digits, in this order.
 void PutNumber(FormatBuffer* pBuffer, const FullConversion& Conv, uint32_t Magnitude, bool IsNegative, uint32_t Base) {
-  DigitRun Run = UTIL_StartDigits(Magnitude, Base);
+  const DigitRun Run = UTIL_StartDigits(Magnitude, Base);
   const char Sign = SignOf(Conv, IsNegative);
   const int64_t NumSigns = Sign != '\0' ? 1 : 0;
   int64_t NumZeros = std::max<int64_t>(int64_t{Conv.Precision} - Run.NumDigits, 0);
@@ -78,13 +48,11 @@ void PutNumber(FormatBuffer* pBuffer, const FullConversion& Conv, uint32_t Magni
     NumZeros = std::max<int64_t>(Conv.Width - NumSigns - Run.NumDigits, 0);
   }
   const int64_t NumFill = Conv.Width - NumSigns - NumZeros - Run.NumDigits;
-  PutRepeated(pBuffer, ' ', Conv.IsLeft ? 0 : NumFill);
-  PutRepeated(pBuffer, Sign, NumSigns);
-  PutRepeated(pBuffer, '0', NumZeros);
-  for (uint32_t i = 0; i < Run.NumDigits; ++i) {
-    PutChar(pBuffer, "0123456789ABCDEF"[UTIL_NextDigit(&Run)]);
-  }
-  PutRepeated(pBuffer, ' ', Conv.IsLeft ? NumFill : 0);
+  UTIL_PutRepeated(pBuffer, ' ', Conv.IsLeft ? 0 : NumFill);
+  UTIL_PutRepeated(pBuffer, Sign, NumSigns);
+  UTIL_PutRepeated(pBuffer, '0', NumZeros);
+  UTIL_PutDigits(pBuffer, Run, true);
+  UTIL_PutRepeated(pBuffer, ' ', Conv.IsLeft ? NumFill : 0);
 }
 
 void PutSigned(FormatBuffer* pBuffer, const FullConversion& Conv, int32_t Value) {
@@ -92,7 +60,7 @@ void PutSigned(FormatBuffer* pBuffer, const FullConversion& Conv, int32_t Value)
   PutNumber(pBuffer, Conv, Value < 0 ? 0 - Bits : Bits, Value < 0, 10);
 }
 
-/// The width and precision that stand in the format have no say in a pointer, the flags have.
+/// The flags apply to a pointer; the width and precision of the format do not.
 void PutPointer(FormatBuffer* pBuffer, const FullConversion& Conv, const void* pPointer) {
   FullConversion PointerConv = Conv;
   PointerConv.Width = 0;
@@ -175,7 +143,7 @@ void PutConversion(FormatBuffer* pBuffer, const FullConversion& Conv, FormatArgu
       PutNumber(pBuffer, Conv, va_arg(pArgs->Args, uint32_t), false, 16);
       break;
     case 'c':
-      PutChar(pBuffer, static_cast<char>(va_arg(pArgs->Args, int)));
+      UTIL_PutChar(pBuffer, static_cast<char>(va_arg(pArgs->Args, int)));
       break;
     case 's':
       PutString(pBuffer, Conv, va_arg(pArgs->Args, const char*));
@@ -184,7 +152,7 @@ void PutConversion(FormatBuffer* pBuffer, const FullConversion& Conv, FormatArgu
       PutPointer(pBuffer, Conv, va_arg(pArgs->Args, const void*));
       break;
     case '%':
-      PutChar(pBuffer, '%');
+      UTIL_PutChar(pBuffer, '%');
       break;
     default:
       break;
@@ -202,13 +170,11 @@ int32_t UTIL_FormatV(FormatBuffer* pBuffer, const char* pFormat, va_list Args) {
       const FullConversion Conv = ReadConversion(&pFormat, &Rest);
       PutConversion(pBuffer, Conv, &Rest);
     } else {
-      PutChar(pBuffer, c);
+      UTIL_PutChar(pBuffer, c);
     }
   }
   va_end(Rest.Args);
-  if (pBuffer->BufSize > 0) {
-    pBuffer->pBuf[std::min(pBuffer->NumChars, pBuffer->BufSize - 1)] = '\0';
-  }
+  UTIL_Terminate(pBuffer);
   return pBuffer->NumChars;
 }
 

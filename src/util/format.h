@@ -4,14 +4,9 @@
 #include <cstdarg>
 #include <cstdint>
 
-/// Where UTIL_FormatV puts its text.
-struct FormatBuffer {
-  char* pBuf;
-  int32_t BufSize;   ///< Size of pBuf in characters, terminator included.
-  int32_t NumChars;  ///< Characters produced so far, counted also when they no longer fit.
-};
+#include "util/format_buffer.h"
 
-/// Formats into *pBuffer behind what it counts already; stores at most BufSize - 1 characters and then a terminator.
+/// Formats into *pBuffer after what it counts already; stores at most BufSize - 1 characters and then a terminator.
 ///
 /// A conversion is written as %, flags ('-' left-justify, '+' and ' ' show a sign for every number, '0' fill numbers
 /// with zeros unless a precision is given, '#' without effect), a width, a precision ('.' and digits or '*'; '.' alone
@@ -23,7 +18,7 @@ struct FormatBuffer {
 ///   p        the low 32 bits of a pointer as 8 hexadecimal digits
 ///   %        a '%'
 /// A '*' takes a signed argument: a negative width is its magnitude with '-', a negative precision is none. Any other
-/// conversion character prints nothing and takes no argument; nor does %_, which also swallows the character behind it.
+/// conversion character prints nothing and takes no argument; nor does %_, which also swallows the character after it.
 ///
 /// Returns NumChars at the end: the length of the complete text, also when it was cut.
 int32_t UTIL_FormatV(FormatBuffer* pBuffer, const char* pFormat, va_list Args);

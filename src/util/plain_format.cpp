@@ -1,14 +1,11 @@
 #include "util/plain_format.h"
 
-#include "util/digits.h"
+#include <algorithm>
+
+#include "util/format_buffer.h"
+#include "util/text.h"
 
 namespace {
-
-struct PlainText {
-  char* pBuf;
-  int32_t Size;
-  int32_t Count;  ///< Characters stored so far; at most Size - 1.
-};
 
 struct PlainConversion {
   int32_t Width;
@@ -17,36 +14,13 @@ struct PlainConversion {
   char Letter;
 };
 
-bool HasRoom(const PlainText& Text) {
-  return Text.Count + 1 < Text.Size;
-}
-
-void PutChar(PlainText* pText, char c) {
-  if (HasRoom(*pText)) {
-    pText->pBuf[pText->Count++] = c;
-  }
-}
-
-void PutRepeated(PlainText* pText, char c, int64_t Num) {
-  for (; Num > 0 && HasRoom(*pText); --Num) {
-    PutChar(pText, c);
-  }
-}
-
-void PutString(PlainText* pText, const char* pString) {
-  for (const char* p = pString != nullptr ? pString : "(null)"; *p != '\0' && HasRoom(*pText); ++p) {
-    PutChar(pText, *p);
-  }
-}
-
-void PutNumber(PlainText* pText, uint64_t Value, uint32_t Base, const char* pDigits, int32_t Width, int32_t Precision) {
-  DigitRun Run = UTIL_StartDigits(Value, Base);
-  const int64_t NumZeros = Precision > static_cast<int64_t>(Run.NumDigits) ? Precision - int64_t{Run.NumDigits} : 0;
-  PutRepeated(pText, ' ', Width - NumZeros - int64_t{Run.NumDigits});
-  PutRepeated(pText, '0', NumZeros);
-  for (uint32_t i = 0; i < Run.NumDigits; ++i) {
-    PutChar(pText, pDigits[UTIL_NextDigit(&Run)]);
-  }
+/// Puts fill, zeros and digits, in this order.
+void PutNumber(FormatBuffer* pBuffer, const PlainConversion& Conv, uint64_t Value, uint32_t Base, bool IsUpper) {
+  const DigitRun Run = UTIL_StartDigits(Value, Base);
+  const int64_t NumZeros = std::max<int64_t>(int64_t{Conv.Precision} - Run.NumDigits, 0);
+  UTIL_PutRepeated(pBuffer, ' ', Conv.Width - NumZeros - Run.NumDigits);
+  UTIL_PutRepeated(pBuffer, '0', NumZeros);
+  UTIL_PutDigits(pBuffer, Run, IsUpper);
 }
 
 PlainConversion ReadConversion(const char** ppFormat) {
@@ -68,48 +42,53 @@ PlainConversion ReadConversion(const char** ppFormat) {
   return Conv;
 }
 
-void PutSigned(PlainText* pText, const PlainConversion& Conv, int64_t Value) {
+void PutSigned(FormatBuffer* pBuffer, const PlainConversion& Conv, int64_t Value) {
   uint64_t Magnitude = static_cast<uint64_t>(Value);
   if (Value < 0) {
-    PutChar(pText, '-');
+    UTIL_PutChar(pBuffer, '-');
     Magnitude = 0 - Magnitude;
   }
-  PutNumber(pText, Magnitude, 10, "0123456789", Conv.Width, Conv.Precision);
+  PutNumber(pBuffer, Conv, Magnitude, 10, false);
 }
 
-void PutConversion(PlainText* pText, const PlainConversion& Conv, FormatArguments* pArgs) {
-  constexpr const char* LOWER = "0123456789abcdef";
-  constexpr const char* UPPER = "0123456789ABCDEF";
-  constexpr int32_t POINTER_WIDTH = 8;
+void PutPointer(FormatBuffer* pBuffer, const PlainConversion& Conv, const void* pPointer) {
+  PlainConversion PointerConv = Conv;
+  PointerConv.Width = 8;
+  PutNumber(pBuffer, PointerConv, reinterpret_cast<uintptr_t>(pPointer), 16, false);
+}
+
+void PutString(FormatBuffer* pBuffer, const char* pString) {
+  const char* p = pString != nullptr ? pString : "(null)";
+  UTIL_PutText(pBuffer, p, UTIL_StrLenMax(p, INT32_MAX));
+}
+
+void PutConversion(FormatBuffer* pBuffer, const PlainConversion& Conv, FormatArguments* pArgs) {
   const auto NextUnsigned = [&]() -> uint64_t {
     return Conv.Is64 ? va_arg(pArgs->Args, unsigned long long) : va_arg(pArgs->Args, uint32_t);
   };
   switch (Conv.Letter) {
     case 'd':
     case 'i':
-      PutSigned(pText, Conv, Conv.Is64 ? va_arg(pArgs->Args, long long) : va_arg(pArgs->Args, int32_t));
+      PutSigned(pBuffer, Conv, Conv.Is64 ? va_arg(pArgs->Args, long long) : va_arg(pArgs->Args, int32_t));
       break;
     case 'u':
-      PutNumber(pText, NextUnsigned(), 10, LOWER, Conv.Width, Conv.Precision);
+      PutNumber(pBuffer, Conv, NextUnsigned(), 10, false);
       break;
     case 'x':
-      PutNumber(pText, NextUnsigned(), 16, LOWER, Conv.Width, Conv.Precision);
-      break;
     case 'X':
-      PutNumber(pText, NextUnsigned(), 16, UPPER, Conv.Width, Conv.Precision);
+      PutNumber(pBuffer, Conv, NextUnsigned(), 16, Conv.Letter == 'X');
       break;
     case 'p':
-      PutNumber(pText, reinterpret_cast<uintptr_t>(va_arg(pArgs->Args, void*)), 16, LOWER, POINTER_WIDTH,
-                Conv.Precision);
+      PutPointer(pBuffer, Conv, va_arg(pArgs->Args, const void*));
       break;
     case 'c':
-      PutChar(pText, static_cast<char>(va_arg(pArgs->Args, int)));
+      UTIL_PutChar(pBuffer, static_cast<char>(va_arg(pArgs->Args, int)));
       break;
     case 's':
-      PutString(pText, va_arg(pArgs->Args, const char*));
+      PutString(pBuffer, va_arg(pArgs->Args, const char*));
       break;
     case '%':
-      PutChar(pText, '%');
+      UTIL_PutChar(pBuffer, '%');
       break;
     default:
       break;
@@ -119,22 +98,18 @@ void PutConversion(PlainText* pText, const PlainConversion& Conv, FormatArgument
 }  // namespace
 
 char* UTIL_vsnprintf(char* pBuffer, int32_t Size, const char* pFormat, va_list Args) {
-  if (Size < 1) {
-    return pBuffer;
-  }
-  PlainText Text{pBuffer, Size, 0};
+  FormatBuffer Buffer{pBuffer, Size, 0};
   FormatArguments Rest;
   va_copy(Rest.Args, Args);
   while (*pFormat != '\0') {
     const char c = *pFormat++;
     if (c == '%') {
       const PlainConversion Conv = ReadConversion(&pFormat);
-      PutConversion(&Text, Conv, &Rest);
+      PutConversion(&Buffer, Conv, &Rest);
     } else {
-      PutChar(&Text, c);
+      UTIL_PutChar(&Buffer, c);
     }
   }
   va_end(Rest.Args);
-  Text.pBuf[Text.Count] = '\0';
-  return Text.pBuf + Text.Count;
+  return UTIL_Terminate(&Buffer);
 }
