@@ -17,6 +17,7 @@ std::string Write(const ByteMap& Map, uint32_t LineAlign, uint32_t BlockAlign, i
   pImage->NumChanges = 77;
   EXPECT_EQ(Result, SREC_WriteConditionedEx(pImage.get(), "f", nullptr, nullptr, LineAlign, BlockAlign));
   EXPECT_EQ(Result == 0 ? 0U : 77U, pImage->NumChanges);
+  EXPECT_EQ(1, MEMIMG_Unlock(pImage.get())) << "the lock is free again";
   return ReadFile("f");
 }
 
@@ -49,7 +50,9 @@ TEST(ConditionedWriter, ChoosesTheTypeByTheLastAddress) {
   EXPECT_EQ("S205FFFFFF00FD\r\n" + END, Write(Ascending(0xFFFFFF, 1), 8, 8192));
   EXPECT_EQ("S30800FFFFFE000102F8\r\n" + END, Write(Ascending(0xFFFFFE, 3), 8, 8192));
   EXPECT_EQ("S306FFFFFFFF00FD\r\n" + END, Write(Ascending(0xFFFFFFFF, 1), 8, 8192));
-  EXPECT_EQ("", Write(Ascending(0xFFFFFFF0, 17), 8, 8192, -1));
+  EXPECT_EQ("S307FFFFFFFF0001FB\r\n" + END, Write(Ascending(0xFFFFFFFF, 2), 8, 8192)) << "the low 32 bits";
+  EXPECT_EQ("S3060000001000E9\r\n" + END, Write(Ascending(0x100000010, 1), 8, 8192));
+  EXPECT_EQ("S306FFFFFFFF00FD\r\n", Write(Ascending(UINT64_MAX, 1), 8, 8192, -1)) << "nowhere to go on";
 }
 
 /// The layout of so many bytes at address 0: data bytes of each line (none in the end record), '+' and characters of

@@ -14,12 +14,12 @@ constexpr std::array<char, 12> END_RECORD = {'S', '9', '0', '3', '0', '0', '0', 
 /// Where the write in progress reports to; so only one can be in progress.
 constinit ReportSink WriterSink{};
 
-/// The file under construction. Numbers are 64 bits wide, so that no product of alignments and no file size wraps.
+/// The file under construction. Numbers are 64 bits wide, so that no product of alignments wraps.
 struct ConditionedFile {
   OutStream* pStream;
   uint64_t LineAlign;
   uint64_t BlockAlign;
-  uint64_t NumChars;  ///< Characters written so far, fill included.
+  uint64_t NumInBlock;  ///< Characters written to the current block, fill included; below BlockAlign.
 };
 
 /// Bytes of one stored run that make one record, or two after a cut; both have the type that the whole needs.
@@ -34,7 +34,8 @@ bool AreAlignmentsLegal(uint32_t LineAlign, uint32_t BlockAlign) {
   return LineAlign % 2 == 0 && BlockAlign >= MIN_BLOCK_ALIGN && BlockAlign % 2 == 0;
 }
 
-/// Returns the type with the shortest address that reaches LastAddr.
+/// Returns the type with the shortest address that reaches LastAddr; above 32 bits there is none, and the longest has
+/// to do.
 uint32_t TypeFor(uint64_t LastAddr) {
   if (LastAddr < 0x10000) {
     return SREC_TYPE_DATA16;
@@ -49,12 +50,19 @@ uint64_t OverheadOf(uint32_t Type) {
 
 /// Returns the characters left in the current block: BlockAlign at a block start, never 0.
 uint64_t RoomIn(const ConditionedFile& File) {
-  return File.BlockAlign - File.NumChars % File.BlockAlign;
+  return File.BlockAlign - File.NumInBlock;
 }
 
+/// Counts characters written. In a small block a line can cross the end, and even two ends.
+void Advance(ConditionedFile* pFile, uint64_t NumChars) {
+  pFile->NumInBlock = (pFile->NumInBlock + NumChars) % pFile->BlockAlign;
+}
+
+/// Writes a record with the low 32 bits of its address.
 void WriteRecord(ConditionedFile* pFile, const Piece& Part) {
-  pFile->NumChars += static_cast<uint64_t>(SREC_EncodeRecord(
-      pFile->pStream, Part.Type, static_cast<uint32_t>(Part.Addr), static_cast<int32_t>(Part.NumBytes), Part.pData));
+  const int32_t NumChars = SREC_EncodeRecord(pFile->pStream, Part.Type, static_cast<uint32_t>(Part.Addr),
+                                             static_cast<int32_t>(Part.NumBytes), Part.pData);
+  Advance(pFile, static_cast<uint64_t>(NumChars));
 }
 
 /// Returns how many bytes of a piece that does not fit can be written before the block ends: whole line groups.
@@ -77,7 +85,7 @@ void FillBlock(ConditionedFile* pFile) {
   for (uint64_t i = 0; i < Room / 2; ++i) {
     OUTSTREAM_Write(pFile->pStream, "\r\n", 2);
   }
-  pFile->NumChars += Room;
+  Advance(pFile, Room);
 }
 
 void WritePiece(ConditionedFile* pFile, Piece Rest) {
@@ -99,7 +107,8 @@ void WriteEndRecord(ConditionedFile* pFile) {
   OUTSTREAM_Write(pFile->pStream, END_RECORD.data(), END_RECORD.size());
 }
 
-/// Writes all stored bytes, piece by piece, and the end record. Returns false at an address that no record can hold.
+/// Writes all stored bytes, piece by piece, and the end record. Returns false, without an end record, after a byte at
+/// the top of the address space: there is no address to go on from.
 [[nodiscard]] bool WriteImage(ConditionedFile* pFile, MemImage* pImage) {
   std::array<uint8_t, MAX_PIECE_BYTES> aData;
   uint64_t Addr = 0;
@@ -111,10 +120,10 @@ void WriteEndRecord(ConditionedFile* pFile) {
       return true;
     }
     const uint64_t LastAddr = Addr + static_cast<uint64_t>(NumBytes - 1);
-    if (LastAddr > UINT32_MAX) {
+    WritePiece(pFile, {Addr, static_cast<uint32_t>(NumBytes), TypeFor(LastAddr), aData.data()});
+    if (LastAddr == UINT64_MAX) {
       return false;
     }
-    WritePiece(pFile, {Addr, static_cast<uint32_t>(NumBytes), TypeFor(LastAddr), aData.data()});
     Addr = LastAddr + 1;
   }
 }

@@ -13,9 +13,10 @@
 /// record that would is cut if a useful part fits, the block is filled with CR LF pairs, and the rest starts the next.
 /// LineAlign: cuts are made at multiples of this many bytes, even; 0: a record is never cut.
 /// pImage may be null, which fails. Its lock is held throughout; pending bytes are committed first.
+/// Addresses are written modulo 2 to the power 32: an S-record has no room for more.
 /// Returns 0 with NumChanges cleared, or -1 with NumChanges as before when the alignments are not legal (the file is
-/// then empty), the file cannot be created or written (a text is reported), or an address needs more than the 32 bits
-/// an S-record has.
+/// then empty), the file cannot be created or written (a text is reported), or a byte is stored at the last address of
+/// 64 bits (the file then has no end record).
 [[nodiscard]] int SREC_WriteConditionedEx(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext,
                                           uint32_t LineAlign, uint32_t BlockAlign);
 
