@@ -41,6 +41,7 @@ TEST_P(FaultSweep, EndsRightOrSaysThatItFailed) {
           ASSERT_EQ(Status == 1, Printed.find("Failed") != std::string::npos) << Printed;
           ASSERT_TRUE(Status == 1 || ReadFile("new/out.srec") == Expected) << What << ' ' << First;
           ASSERT_TRUE(Status == 0 || What != FAULT_READ || Error != 0) << "a read may come short";
+          ASSERT_EQ(What == FAULT_CLOSE && HasFired && (First == 2 || !IsAlone), What == FAULT_CLOSE && Status == 1);
           ASSERT_TRUE(HasFired || (Status == 0 && First > 2)) << "untouched, behind two faults at least";
         }
       }

@@ -50,7 +50,7 @@ class Run : public testing::Test {
     }
     std::filesystem::create_directories("in");
     WriteFile("in/fw.hex", ":0300300002337A1F\n");
-    WriteFile("high.bin", std::string(33, 'x'));
+    WriteFile("high.bin", std::string(17, '\x01'));
     WriteFile("empty.bin", "");
     WriteFile("in/.bin", "\x11\x22");
     std::filesystem::create_symlink("/dev/full", "full.srec");
@@ -91,11 +91,12 @@ TEST_F(Run, WritesTheOutput) {
   Writes("-lalign 80000000 -balign fffffffe fw.hex", Huge, "fw.srec", HEX_OUT);
   Writes("-LineAlign 8 -OUT new/sub/x.srec fw.hex", "Set line alignment to 8.\n", "new/sub/x.srec.srec", HEX_OUT);
   Writes("-o '~/fw' fw.hex", "", "home/fw.srec", HEX_OUT);
+  Writes("-o a/b/c/d/e/fw fw.hex", "", "a/b/c/d/e/fw.srec", HEX_OUT);
+  Writes("-a -10 high.bin", "", "high.srec", "S316FFFFFFF00101010101010101010101010101010101EB\r\n" + END);
   Writes(std::string(3000, '/').replace(0, 1, ".") + "fw.hex", "", "fw.srec", HEX_OUT);  // the message is cut
 }
 
 TEST_F(Run, SaysWhyItFails) {
-  Writes("-a -10 high.bin", "", "high.srec", "");
   Writes("-lalign 7 fw.hex", "Set line alignment to 7.\n", "fw.srec", "");
   Writes("-balign 20 fw.hex", "Set block alignment to 32.\n", "fw.srec", "");
   Writes("-balign 2001 fw.hex", "Set block alignment to 8193.\n", "fw.srec", "");
@@ -114,19 +115,33 @@ TEST_F(Run, SaysWhyItFails) {
     Fails(pArgs, "Invalid argument specified.\n");
   }
   Fails("-balign 100 -lalign g1 fw.hex", "Set block alignment to 256.\nInvalid argument specified.\n");
-  Fails("-a 0 -a 0 -a 0 fw.hex", "Too many arguments.\n");
+  Fails("-a 0 -a 0 -a fw.hex", "Too many arguments.\n");
 }
 
-TEST_F(Run, ReportsNoSuccessOverMessagesInTheOutputOrPastTheFileSizeLimit) {
+/// Runs a shell script. Returns its exit status.
+int Shell(const std::string& Script) {
+  return WEXITSTATUS(std::system(Script.c_str()));  // NOLINT(cert-env33-c): redirection and limits are the shell's
+}
+
+TEST_F(Run, KeepsMessagesOutOfItsOutput) {
+  WriteFile("fw.srec", "old\n");
+  std::filesystem::create_symlink("../fw.srec", "in/fw.srec");
+  EXPECT_EQ(1, Shell("exec " BLOCKFIT_PROGRAM " -o in/fw fw.hex >>fw.srec"));
+  EXPECT_TRUE(ReadFile("fw.srec").starts_with("old\nVORNEX")) << "what was there is not lost";
+  EXPECT_EQ(0, Shell("exec " BLOCKFIT_PROGRAM " fw.hex >messages"));
+  for (const std::string Closed : {">&-", "<&- >&-", ">&- 2>&-", "<&- >&- 2>&-"}) {
+    WriteFile("fw.srec", "");
+    EXPECT_EQ(0, Shell("exec " BLOCKFIT_PROGRAM " fw.hex " + Closed)) << Closed;
+    EXPECT_EQ(HEX_OUT, ReadFile("fw.srec")) << Closed;
+  }
+}
+
+TEST_F(Run, GoesOnWithoutAReaderAndReportsTheFileSizeLimit) {
   WriteFile("big.bin", std::string(100000, 'x'));
-  const auto ExitStatusOf = [](const std::string& Before, const std::string& Args) {
-    // NOLINTNEXTLINE(cert-env33-c): redirection and limits are the shell's
-    return WEXITSTATUS(std::system((Before + "exec " BLOCKFIT_PROGRAM " " + Args).c_str()));
-  };
-  EXPECT_EQ(1, ExitStatusOf("", "fw.hex >fw.srec"));
-  EXPECT_EQ(1, ExitStatusOf("", "fw.hex >>fw.srec"));
-  EXPECT_EQ(0, ExitStatusOf("", "fw.hex >messages"));
-  EXPECT_EQ(1, ExitStatusOf("ulimit -f 8; ", "big.bin >/dev/null"));
+  EXPECT_EQ(1, Shell("ulimit -f 8; exec " BLOCKFIT_PROGRAM " big.bin >/dev/null"));
+  EXPECT_EQ(0, Shell("{ sleep 0.1; " BLOCKFIT_PROGRAM " fw.hex; echo $? >status; } | :"));
+  EXPECT_EQ("0\n", ReadFile("status")) << "no one reads the messages";
+  EXPECT_EQ(HEX_OUT, ReadFile("fw.srec"));
 }
 
 TEST_F(Run, WithoutArgumentsWaitsForAKey) {

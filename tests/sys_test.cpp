@@ -28,10 +28,20 @@ bool Closes(int64_t hFile) {
 }
 
 TEST(File, IsOpenedAsTheFlagsSay) {
-  const std::tuple<const char*, uint32_t, const char*> aCase[] = {
-      {"f", 0x01, "abc"}, {"f", 0x84, "abc"}, {"f", 0x02, "xyc"},         {"f", 0x42, "abcxy"},
-      {"f", 0x23, "xy"},  {"f", 0xB2, "abc"}, {"new", 0x02, "(no file)"}, {"a/new", 0x12, "(no file)"},
-      {"new", 0xB2, "xy"}};
+  constexpr uint32_t READ = SYS_OPEN_READ;
+  constexpr uint32_t WRITE = SYS_OPEN_WRITE;
+  constexpr uint32_t CREATE = SYS_OPEN_CREATE;
+  constexpr uint32_t TRUNCATE = SYS_OPEN_TRUNCATE;
+  constexpr uint32_t EXCLUSIVE = SYS_OPEN_EXCLUSIVE;
+  const std::tuple<const char*, uint32_t, const char*> aCase[] = {{"f", READ, "abc"},
+                                                                  {"f", SYS_OPEN_SHARE | EXCLUSIVE, "abc"},
+                                                                  {"f", WRITE, "xyc"},
+                                                                  {"f", WRITE | SYS_OPEN_AT_END, "abcxy"},
+                                                                  {"f", READ | WRITE | TRUNCATE, "xy"},
+                                                                  {"f", WRITE | CREATE | TRUNCATE | EXCLUSIVE, "abc"},
+                                                                  {"new", WRITE, "(no file)"},
+                                                                  {"a/new", WRITE | CREATE, "(no file)"},
+                                                                  {"new", WRITE | CREATE | TRUNCATE | EXCLUSIVE, "xy"}};
   for (const auto& [pPath, Flags, pContents] : aCase) {
     WriteFile("f", "abc");
     const uint32_t hFile = static_cast<uint32_t>(SYS_FileOpen(pPath, Flags));
@@ -44,17 +54,18 @@ TEST(File, IsOpenedAsTheFlagsSay) {
 }
 
 TEST(File, IsMadeWithItsFoldersBelowTheHomeDirectory) {
+  constexpr uint32_t OUTPUT = SYS_OPEN_WRITE | SYS_OPEN_CREATE | SYS_OPEN_TRUNCATE;
   const std::string Home = std::filesystem::current_path() / "home";
   setenv("HOME", Home.c_str(), 1);
   const mode_t Mask = umask(0);
-  EXPECT_TRUE(Closes(SYS_OpenFileEx(("~" + std::string(510 - Home.size(), '/') + "cut").c_str(), 0x36)));
+  EXPECT_TRUE(Closes(SYS_OpenFileEx(("~" + std::string(510 - Home.size(), '/') + "cut").c_str(), OUTPUT)));
   umask(Mask);
   EXPECT_EQ(std::filesystem::perms{0777}, std::filesystem::status("home").permissions());
   EXPECT_EQ(std::filesystem::perms{0644}, std::filesystem::status("home/c").permissions());
   unsetenv("HOME");
-  EXPECT_TRUE(Closes(SYS_OpenFileEx("~", 0x01))) << "the home directory of the user's entry";
-  EXPECT_EQ(SYS_NO_FILE, SYS_OpenFileEx("", 0x36));
-  EXPECT_EQ(SYS_NO_FILE, SYS_OpenFileEx(nullptr, 0x01));
+  EXPECT_TRUE(Closes(SYS_OpenFileEx("~", SYS_OPEN_READ))) << "the home directory of the user's entry";
+  EXPECT_EQ(SYS_NO_FILE, SYS_OpenFileEx("", OUTPUT));
+  EXPECT_EQ(SYS_NO_FILE, SYS_OpenFileEx(nullptr, SYS_OPEN_READ));
 }
 
 TEST(File, IsTriedAgainAfterADelay) {
@@ -62,10 +73,10 @@ TEST(File, IsTriedAgainAfterADelay) {
   ualarm(5000, 0);  // a sleep goes on behind it
   const auto Start = system_clock::now();
   FAULT_Arm(FAULT_OPEN, {.Last = 2});
-  EXPECT_TRUE(Closes(SYS_OpenFileRetry("/dev/null", 0x05, 2, 20)));
+  EXPECT_TRUE(Closes(SYS_OpenFileRetry("/dev/null", SYS_OPEN_READ, 2, 20)));
   EXPECT_GE(system_clock::now() - Start, std::chrono::milliseconds(40));
   FAULT_Arm(FAULT_OPEN, {.Last = 3});
-  EXPECT_EQ(SYS_NO_FILE, SYS_OpenFileRetry("/dev/null", 0x05, 2, 0));
+  EXPECT_EQ(SYS_NO_FILE, SYS_OpenFileRetry("/dev/null", SYS_OPEN_READ, 2, 0));
   FAULT_Disarm();
 }
 
@@ -77,7 +88,8 @@ TEST(Directory, IsMadeWithItsParentsToTheGivenDepth) {
   EXPECT_EQ(-1, SYS_CreateDirectory("a/b/c", 0));
   EXPECT_EQ(-1, SYS_CreateDirectory("file", 9));
   EXPECT_EQ(-1, SYS_CreateDirectory("file/x", 9));
-  EXPECT_EQ(-1, SYS_CreateDirectory("/proc/none", 9) & SYS_CreateDirectory(nullptr, 9));
+  EXPECT_EQ(-1, SYS_CreateDirectory("/proc/none", 9));
+  EXPECT_EQ(-1, SYS_CreateDirectory(nullptr, 9));
   EXPECT_EQ(SYS_ATTR_DIRECTORY | SYS_ATTR_READ_ONLY, SYS_GetFileAttributes("/proc"));
   EXPECT_EQ(-1, SYS_GetFileAttributes("/dev/null"));
   EXPECT_EQ(0, SYS_GetFileAttributes(nullptr));

@@ -43,15 +43,13 @@ void StoreOpenFailure(const OutStream& Stream, const char* pPath, int Error) {
     StoreMessage(pStream->pErrText, pStream->ErrTextSize, "Could not write file. Invalid filename.");
     return false;
   }
+  if (SYS_IsStandardOutput(pPath)) {
+    StoreOpenFailure(*pStream, pPath, 0);  // the program's messages would land among the records
+    return false;
+  }
   pStream->hFile = SYS_OpenFileEx(pPath, OPEN_FLAGS);
   if (pStream->hFile == SYS_NO_FILE) {
     StoreOpenFailure(*pStream, pPath, SYS_GetLastError());
-    return false;
-  }
-  if (SYS_IsStandardOutput(static_cast<uint32_t>(pStream->hFile))) {
-    // The program's messages would land among the records.
-    SYS_FileClose(static_cast<uint32_t>(pStream->hFile));
-    StoreOpenFailure(*pStream, pPath, 0);
     return false;
   }
   return true;

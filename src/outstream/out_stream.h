@@ -17,7 +17,7 @@ struct OutStream {
 constexpr uint32_t OUTSTREAM_BUFFER_SIZE = 32768;
 
 /// Creates or truncates the file at pPath ('~' is the home directory; missing directories are created). The file that
-/// standard output goes to is refused: messages would land in it.
+/// standard output goes to is refused and left as it is: messages would land in it.
 /// pErrText: ErrTextSize characters, zeroed here and borrowed until the stream is closed; or null.
 /// Returns the stream, owned by the caller until OUTSTREAM_Close; or null with the reason in pErrText.
 [[nodiscard]] OutStream* OUTSTREAM_Create(const char* pPath, char* pErrText, uint32_t ErrTextSize);

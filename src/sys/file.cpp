@@ -55,6 +55,24 @@ const char* HomeDirectory() {
   return pUser != nullptr ? pUser->pw_dir : nullptr;
 }
 
+/// A path with room for the home directory in place of a '~'.
+using PathBuffer = std::array<char, SYS_PATH_SIZE>;
+
+/// Returns pPath or, if it begins with '~', the path below the home directory, in *pBuffer; null if there is no home
+/// directory.
+const char* ExpandHome(const char* pPath, PathBuffer* pBuffer) {
+  if (pPath[0] != '~') {
+    return pPath;
+  }
+  const char* pHome = HomeDirectory();
+  if (pHome == nullptr) {
+    return nullptr;
+  }
+  UTIL_CopyString(pBuffer->data(), pHome, SYS_PATH_SIZE);
+  UTIL_AppendString(pBuffer->data(), pPath + 1, SYS_PATH_SIZE);
+  return pBuffer->data();
+}
+
 /// Creates the missing directories on the way to a file.
 [[nodiscard]] int CreateDirectoryOf(const char* pPath) {
   std::array<char, SYS_PATH_SIZE> acDir;
@@ -84,21 +102,9 @@ int64_t SYS_OpenFileRetry(const char* pPath, uint32_t Flags, uint32_t NumRetries
 }
 
 int64_t SYS_OpenFileEx(const char* pPath, uint32_t Flags) {
-  if (pPath == nullptr) {
-    return SYS_NO_FILE;
-  }
-  std::array<char, SYS_PATH_SIZE> acExpanded;
-  const char* pUsed = pPath;
-  if (pPath[0] == '~') {
-    const char* pHome = HomeDirectory();
-    if (pHome == nullptr) {
-      return SYS_NO_FILE;
-    }
-    UTIL_CopyString(acExpanded.data(), pHome, SYS_PATH_SIZE);
-    UTIL_AppendString(acExpanded.data(), pPath + 1, SYS_PATH_SIZE);
-    pUsed = acExpanded.data();
-  }
-  if ((Flags & SYS_OPEN_CREATE) != 0 && CreateDirectoryOf(pUsed) != 0) {
+  PathBuffer acExpanded;
+  const char* pUsed = pPath != nullptr ? ExpandHome(pPath, &acExpanded) : nullptr;
+  if (pUsed == nullptr || ((Flags & SYS_OPEN_CREATE) != 0 && CreateDirectoryOf(pUsed) != 0)) {
     return SYS_NO_FILE;
   }
   return SYS_OpenFileRetry(pUsed, Flags, 0, 0);
@@ -112,10 +118,12 @@ int64_t SYS_FileWrite(uint32_t hFile, const void* pBuffer, uint32_t NumBytes) {
   return write(static_cast<int>(hFile), pBuffer, NumBytes);
 }
 
-bool SYS_IsStandardOutput(uint32_t hFile) {
+bool SYS_IsStandardOutput(const char* pPath) {
+  PathBuffer acExpanded;
+  const char* pUsed = ExpandHome(pPath, &acExpanded);
   struct stat File {};
   struct stat Output {};
-  return fstat(static_cast<int>(hFile), &File) == 0 && fstat(STDOUT_FILENO, &Output) == 0 && S_ISREG(File.st_mode) &&
+  return pUsed != nullptr && stat(pUsed, &File) == 0 && fstat(STDOUT_FILENO, &Output) == 0 && S_ISREG(File.st_mode) &&
          File.st_dev == Output.st_dev && File.st_ino == Output.st_ino;
 }
 

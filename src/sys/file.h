@@ -1,4 +1,4 @@
-/// Files by handle. All results are the system's own; SYS_GetLastError tells why a call failed.
+/// Files by handle. All results are the system's own; SYS_GetLastError says why a call failed.
 #pragma once
 
 #include <cstdint>
@@ -16,14 +16,16 @@ constexpr uint32_t SYS_OPEN_EXCLUSIVE = 0x80;  ///< With SYS_OPEN_CREATE: fail i
 /// What a failed open returns.
 constexpr int64_t SYS_NO_FILE = -1;
 
-/// Opens pPath as it stands. Returns the handle, to be closed with SYS_FileClose, or SYS_NO_FILE.
+/// Opens pPath as it is. Returns the handle, to be closed with SYS_FileClose, or SYS_NO_FILE.
 [[nodiscard]] int64_t SYS_FileOpen(const char* pPath, uint32_t Flags);
 
 /// As SYS_FileOpen, with up to NumRetries further attempts, DelayMs milliseconds before each of them.
 [[nodiscard]] int64_t SYS_OpenFileRetry(const char* pPath, uint32_t Flags, uint32_t NumRetries, uint32_t DelayMs);
 
-/// As SYS_FileOpen; a '~' at the start of pPath stands for the user's home directory (the path is then cut at 511
+/// As SYS_FileOpen; a '~' at the start of pPath means the user's home directory (the path is then cut at 511
 /// characters), and with SYS_OPEN_CREATE the missing directories of the path are created first. A null path fails.
+/// Directories are created by the first 511 characters of the path's directory part. A longer one therefore leaves a
+/// second directory with a cut name, even if the path's own directory exists.
 [[nodiscard]] int64_t SYS_OpenFileEx(const char* pPath, uint32_t Flags);
 
 /// Reads up to NumBytes bytes. Returns how many came, which may be fewer before the end of the file; 0 at the end of
@@ -33,8 +35,8 @@ constexpr int64_t SYS_NO_FILE = -1;
 /// Writes up to NumBytes bytes. Returns how many were written, which may be fewer; -1 on an error.
 [[nodiscard]] int64_t SYS_FileWrite(uint32_t hFile, const void* pBuffer, uint32_t NumBytes);
 
-/// Returns whether the handle's file is the regular file that standard output goes to.
-[[nodiscard]] bool SYS_IsStandardOutput(uint32_t hFile);
+/// Returns whether pPath, taken as SYS_OpenFileEx takes it, names the regular file that standard output goes to.
+[[nodiscard]] bool SYS_IsStandardOutput(const char* pPath);
 
 /// Closes the handle, which is gone whatever the result.
 /// Returns 0; or -1 when the system reports that something written before was lost after all.
