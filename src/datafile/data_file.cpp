@@ -17,26 +17,28 @@ constexpr uint32_t NAME_PART_SIZE = 256;
 constexpr uint32_t DRIVE_SIZE = 3;
 constexpr uint32_t ERROR_TEXT_SIZE = 256;
 
-int DATAFILE_ReadMot(const DataFile* pFile, MemImage* pImage, char* pErrText, uint32_t ErrTextSize) {
-  return MOT_Read(pImage, pFile->pPath, pErrText, ErrTextSize);
+int DATAFILE_ReadMot(const DataFile* pFile, MemImage* pImage, const ReportSink& Sink, ReadNotes* pNotes) {
+  return MOT_ReadNoted(pImage, pFile->pPath, Sink.pfReport, Sink.pContext, pNotes);
 }
 
-int DATAFILE_ReadHex(const DataFile* pFile, MemImage* pImage, char* pErrText, uint32_t ErrTextSize) {
-  return HEX_Read(pImage, pFile->pPath, pErrText, ErrTextSize);
+int DATAFILE_ReadHex(const DataFile* pFile, MemImage* pImage, const ReportSink& Sink, ReadNotes* pNotes) {
+  return HEX_ReadNoted(pImage, pFile->pPath, Sink.pfReport, Sink.pContext, pNotes);
 }
 
-int DATAFILE_ReadBin(const DataFile* pFile, MemImage* pImage, char* pErrText, uint32_t ErrTextSize) {
-  return BIN_Read(pImage, pFile->pPath, pErrText, ErrTextSize, pFile->BaseAddr);
+int DATAFILE_ReadBin(const DataFile* pFile, MemImage* pImage, const ReportSink& Sink, ReadNotes*) {
+  return BIN_ReadEx(pImage, pFile->pPath, pFile->BaseAddr, Sink.pfReport, Sink.pContext);
 }
+
+constexpr const char* S_RECORD = "Motorola S-record";
 
 constexpr std::array<FormatHandler, 7> EXTENSION_TABLE = {{
-    {".mot", DATAFILE_ReadMot},
-    {".srec", DATAFILE_ReadMot},
-    {".s19", DATAFILE_ReadMot},
-    {".s37", DATAFILE_ReadMot},
-    {".s", DATAFILE_ReadMot},
-    {".hex", DATAFILE_ReadHex},
-    {".bin", DATAFILE_ReadBin},
+    {".mot", DATAFILE_ReadMot, S_RECORD},
+    {".srec", DATAFILE_ReadMot, S_RECORD},
+    {".s19", DATAFILE_ReadMot, S_RECORD},
+    {".s37", DATAFILE_ReadMot, S_RECORD},
+    {".s", DATAFILE_ReadMot, S_RECORD},
+    {".hex", DATAFILE_ReadHex, "Intel HEX"},
+    {".bin", DATAFILE_ReadBin, "raw binary"},
 }};
 
 const FormatHandler* FindHandler(const char* pExt) {
@@ -147,24 +149,28 @@ void DATAFILE_Free(DataFile* pFile) {
   SYS_Free(pFile);
 }
 
-MemImage* DATAFILE_GetImage(DataFile* pFile) {
-  if (pFile == nullptr) {
-    return nullptr;
-  }
-  if (pFile->pImage != nullptr) {
-    return pFile->pImage;
-  }
+MemImage* DATAFILE_ReadImage(DataFile* pFile, const ReportSink& Sink, ReadNotes* pNotes, int* pStatus) {
   MemImage* pImage = MEMIMG_Create();
   if (pImage == nullptr) {
+    *pStatus = READER_ERR_NO_MEMORY;
+    UTIL_ReportError(Sink, "Out of memory");
     return nullptr;
   }
-  std::array<char, ERROR_TEXT_SIZE> acError{};
-  if (pFile->pHandler->pfRead(pFile, pImage, acError.data(), acError.size()) < 0) {
+  *pStatus = pFile->pHandler->pfRead(pFile, pImage, Sink, pNotes);
+  if (*pStatus < 0) {
     MEMIMG_Free(pImage);
     return nullptr;
   }
   pFile->pImage = pImage;
   return pImage;
+}
+
+MemImage* DATAFILE_GetImage(DataFile* pFile) {
+  if (pFile == nullptr || pFile->pImage != nullptr) {
+    return pFile != nullptr ? pFile->pImage : nullptr;
+  }
+  int Ignored = 0;
+  return DATAFILE_ReadImage(pFile, {}, nullptr, &Ignored);
 }
 
 const char* DATAFILE_GetBaseName(DataFile* pFile) {

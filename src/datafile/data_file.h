@@ -4,14 +4,18 @@
 #include <cstdint>
 
 #include "memimage/mem_image.h"
+#include "readers/read_notes.h"
+#include "util/report.h"
 
 struct DataFile;
 
 /// One row of the extension table.
 struct FormatHandler {
   const char* pExt;  ///< With its leading '.', compared without regard to letter case.
-  /// Reads the file into the image. Returns 0 or above; negative on failure, with a text in pErrText.
-  int (*pfRead)(const DataFile* pFile, MemImage* pImage, char* pErrText, uint32_t ErrTextSize);
+  /// Reads the file into the image, with what there is to note in pNotes (may be null).
+  /// Returns 0; or a READER_ERR_ value with one error reported.
+  int (*pfRead)(const DataFile* pFile, MemImage* pImage, const ReportSink& Sink, ReadNotes* pNotes);
+  const char* pFormatName;
 };
 
 /// Texts are owned by the record; those but pPath are derived on first request and may be absent.
@@ -40,6 +44,10 @@ constexpr int DATAFILE_ERR_NO_NAME = -3;      ///< No name or path was given.
 
 /// Releases the DataFile with its image. Null is ignored.
 void DATAFILE_Free(DataFile* pFile);
+
+/// Reads the file of a DataFile that has no image yet, with one error reported when that fails and with what there is
+/// to note in pNotes (may be null). *pStatus: a result of a read. Returns the image, owned by the DataFile, or null.
+[[nodiscard]] MemImage* DATAFILE_ReadImage(DataFile* pFile, const ReportSink& Sink, ReadNotes* pNotes, int* pStatus);
 
 /// Returns the image, still owned by the DataFile, reading the file on the first request; null when that fails (the
 /// next request reads again) or pFile is null.

@@ -12,8 +12,11 @@ constexpr char RECORD_MARK = ':';
 
 enum HexRecordType : uint8_t {
   HEX_TYPE_DATA = 0x00,
+  HEX_TYPE_END = 0x01,
   HEX_TYPE_EXTENDED_SEGMENT = 0x02,
+  HEX_TYPE_START_SEGMENT = 0x03,
   HEX_TYPE_EXTENDED_LINEAR = 0x04,
+  HEX_TYPE_START_LINEAR = 0x05,
   HEX_TYPE_EXTENDED_LINEAR_ALIAS = 0xFF,
 };
 
@@ -89,6 +92,7 @@ void DecodeByteWise(TextReadState* pState, HexRecord* pRecord) {
     return true;
   }
   const uint32_t SumBefore = uint32_t{pState->Checksum} - Record.Checksum();
+  pState->Pos -= 2;
   return TEXT_Fail(pState, READER_ERR_RECORD, "Checksum error !\nExpected: 0x%02X, found: 0x%02X",
                    static_cast<uint8_t>(0 - SumBefore), Record.Checksum());
 }
@@ -96,10 +100,19 @@ void DecodeByteWise(TextReadState* pState, HexRecord* pRecord) {
 /// Sets UpperAddr from the first two data bytes, the high byte first, at the given position.
 [[nodiscard]] bool SetUpperAddr(TextReadState* pState, const HexRecord& Record, uint32_t Shift) {
   if (Record.NumData() < 2) {
-    return TEXT_Fail(pState, READER_ERR_RECORD, "Record too short");
+    return TEXT_FailRecord(pState, READER_ERR_RECORD, "Record too short");
   }
   pState->UpperAddr = (uint32_t{Record.Data()[0]} << 8 | Record.Data()[1]) << Shift;
   return true;
+}
+
+/// Returns what the first four data bytes, or those that there are, give as a linear address.
+uint32_t StartAddressOf(const HexRecord& Record) {
+  uint32_t Value = 0;
+  for (uint32_t i = 0; i < 4 && i < Record.NumData(); ++i) {
+    Value = Value << 8 | Record.Data()[i];
+  }
+  return Record.Type() == HEX_TYPE_START_LINEAR ? Value : (Value >> 16 << 4) + (Value & 0xFFFF);
 }
 
 [[nodiscard]] bool ActOnRecord(TextReadState* pState, MemImage* pImage, const HexRecord& Record) {
@@ -113,6 +126,13 @@ void DecodeByteWise(TextReadState* pState, HexRecord* pRecord) {
     case HEX_TYPE_EXTENDED_LINEAR:
     case HEX_TYPE_EXTENDED_LINEAR_ALIAS:
       return SetUpperAddr(pState, Record, 16);
+    case HEX_TYPE_END:
+      TEXT_NoteEnd(pState);
+      return true;
+    case HEX_TYPE_START_SEGMENT:
+    case HEX_TYPE_START_LINEAR:
+      TEXT_NoteStart(pState, StartAddressOf(Record));
+      return true;
     default:
       return true;
   }
@@ -147,8 +167,12 @@ constexpr TextFormat INTEL_HEX = {RECORD_MARK, true, "Not a hex file", "malloc P
 
 }  // namespace
 
+int HEX_ReadNoted(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext, ReadNotes* pNotes) {
+  return TEXT_Read(INTEL_HEX, pImage, pPath, {pfReport, pReportContext}, &HexSink, pNotes);
+}
+
 int HEX_ReadEx(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext) {
-  return TEXT_Read(INTEL_HEX, pImage, pPath, {pfReport, pReportContext}, &HexSink);
+  return HEX_ReadNoted(pImage, pPath, pfReport, pReportContext, nullptr);
 }
 
 int HEX_Read(MemImage* pImage, const char* pPath, char* pErrText, uint32_t ErrTextSize) {

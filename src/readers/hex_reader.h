@@ -12,7 +12,11 @@
 /// Returns 0, or a READER_ERR_ value with one error reported.
 [[nodiscard]] int HEX_ReadEx(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext);
 
-/// The same with the report going to pErrText, a buffer of ErrTextSize characters.
+/// The same, with what there is to note in pNotes, which is fresh or null.
+[[nodiscard]] int HEX_ReadNoted(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext,
+                                ReadNotes* pNotes);
+
+/// HEX_ReadEx with the report going to pErrText, a buffer of ErrTextSize characters.
 [[nodiscard]] int HEX_Read(MemImage* pImage, const char* pPath, char* pErrText, uint32_t ErrTextSize);
 
 /// Decodes the two digits at Pos, steps over those that are valid and adds the byte to Checksum. With an error pending

@@ -1,5 +1,6 @@
 #include "readers/mot_reader.h"
 
+#include <algorithm>
 #include <array>
 
 #include "readers/text_window.h"
@@ -31,6 +32,15 @@ uint32_t NumAddressBytesOf(uint8_t Type) {
   return Type >= 1 && Type <= 3 ? uint32_t{Type} + 1 : 0;
 }
 
+/// Returns the first NumBytes bytes as an address.
+uint32_t AddressOf(const MotRecord& Record, uint32_t NumBytes) {
+  uint32_t Addr = 0;
+  for (uint32_t i = 0; i < NumBytes; ++i) {
+    Addr = Addr << 8 | Record.aByte[i];
+  }
+  return Addr;
+}
+
 /// Reads 'S' and the type digit; there may be white space between them.
 [[nodiscard]] bool ReadMarkAndType(TextReadState* pState, MotRecord* pRecord) {
   if (pState->pWindow[pState->Pos] == RECORD_MARK) {
@@ -60,23 +70,33 @@ uint32_t NumAddressBytesOf(uint8_t Type) {
     return true;
   }
   const uint32_t SumBefore = uint32_t{pState->Checksum} - Record.Checksum();
+  pState->Pos -= 2;
   return TEXT_Fail(pState, READER_ERR_RECORD, "Checksum error! Checksum in file: 0x%02X, checksum calculated 0x%02X",
                    Record.Checksum(), static_cast<uint8_t>(~SumBefore));
+}
+
+/// S7, S8 and S9 end a file and give the start address in 4, 3 and 2 bytes; 0 is none.
+void NoteIfEnd(TextReadState* pState, const MotRecord& Record) {
+  if (Record.Type < 7) {
+    return;
+  }
+  TEXT_NoteEnd(pState);
+  const uint32_t Addr = AddressOf(Record, std::min(uint32_t{11} - Record.Type, Record.NumBytes() - 1));
+  if (Addr != 0) {
+    TEXT_NoteStart(pState, Addr);
+  }
 }
 
 [[nodiscard]] bool StoreRecord(TextReadState* pState, MemImage* pImage, const MotRecord& Record) {
   const uint32_t NumAddressBytes = NumAddressBytesOf(Record.Type);
   if (NumAddressBytes == 0) {
+    NoteIfEnd(pState, Record);
     return true;
   }
   if (Record.Count < NumAddressBytes + 1) {
-    return TEXT_Fail(pState, READER_ERR_RECORD, "Record too short");
+    return TEXT_FailRecord(pState, READER_ERR_RECORD, "Record too short");
   }
-  uint32_t Addr = 0;
-  for (uint32_t i = 0; i < NumAddressBytes; ++i) {
-    Addr = Addr << 8 | Record.aByte[i];
-  }
-  return TEXT_StoreData(pState, pImage, Addr, Record.Count - NumAddressBytes - 1,
+  return TEXT_StoreData(pState, pImage, AddressOf(Record, NumAddressBytes), Record.Count - NumAddressBytes - 1,
                         Record.aByte.data() + NumAddressBytes);
 }
 
@@ -91,8 +111,12 @@ constexpr TextFormat S_RECORD = {RECORD_MARK, COUNTS_CR, "Not a mot file", "Mall
 
 }  // namespace
 
+int MOT_ReadNoted(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext, ReadNotes* pNotes) {
+  return TEXT_Read(S_RECORD, pImage, pPath, {pfReport, pReportContext}, &MotSink, pNotes);
+}
+
 int MOT_ReadEx(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext) {
-  return TEXT_Read(S_RECORD, pImage, pPath, {pfReport, pReportContext}, &MotSink);
+  return MOT_ReadNoted(pImage, pPath, pfReport, pReportContext, nullptr);
 }
 
 int MOT_Read(MemImage* pImage, const char* pPath, char* pErrText, uint32_t ErrTextSize) {

@@ -20,6 +20,26 @@ int32_t NumUnread(const TextReadState& State) {
   return State.NumFilled - State.Pos;
 }
 
+uint64_t OffsetOfPos(const TextReadState& State) {
+  return State.WindowOffset + static_cast<uint32_t>(State.Pos);
+}
+
+/// Keeps the first place of its kind.
+void NoteFirst(uint64_t* pPlace, const TextReadState& State) {
+  if (*pPlace == READ_NOWHERE) {
+    *pPlace = State.RecordOffset;
+  }
+}
+
+void NoteData(const TextReadState& State, uint64_t Addr, uint32_t NumBytes) {
+  if (NumBytes != 0 && State.pNotes->EndRecord != READ_NOWHERE) {
+    NoteFirst(&State.pNotes->DataAfterEnd, State);
+  }
+  if (Addr + NumBytes > uint64_t{UINT32_MAX} + 1) {
+    NoteFirst(&State.pNotes->DataBeyond32Bit, State);
+  }
+}
+
 /// Reads until the window is full or the file ends, also when the system delivers less at a time.
 void FillWindow(TextReadState* pState) {
   while (pState->NumFilled < static_cast<int32_t>(READ_WINDOW_SIZE) && !pState->IsAtEnd) {
@@ -40,6 +60,7 @@ void TopUpWindow(TextReadState* pState) {
     return;
   }
   const int32_t NumKept = NumUnread(*pState);
+  pState->WindowOffset += static_cast<uint32_t>(pState->Pos);
   std::memmove(pState->pWindow, pState->pWindow + pState->Pos, static_cast<size_t>(NumKept));
   pState->Pos = 0;
   pState->NumFilled = NumKept;
@@ -67,6 +88,21 @@ void SkipWithinWindow(TextReadState* pState, bool CountsCr) {
   }
 }
 
+/// Keeps the place of the record at Pos. Returns false where the data ends instead.
+[[nodiscard]] bool BeginRecord(TextReadState* pState) {
+  const uint64_t Offset = OffsetOfPos(*pState);
+  if (!TEXT_IsEndOfData(pState->pWindow[pState->Pos])) {
+    pState->RecordOffset = Offset;
+    return true;
+  }
+  if (pState->pNotes != nullptr) {
+    pState->pNotes->LastRecord = pState->RecordOffset;
+    // The window's own NUL is no unread byte, and a mark that is the last byte hides nothing.
+    pState->pNotes->EndMark = NumUnread(*pState) > 1 ? Offset : READ_NOWHERE;
+  }
+  return false;
+}
+
 void ReadRecords(const TextFormat& Format, TextReadState* pState, MemImage* pImage) {
   FillWindow(pState);
   if (pState->pWindow[0] != static_cast<uint8_t>(Format.StartChar)) {
@@ -74,8 +110,7 @@ void ReadRecords(const TextFormat& Format, TextReadState* pState, MemImage* pIma
   }
   bool GoesOn = !TEXT_HasError(*pState);
   while (GoesOn) {
-    GoesOn = TEXT_SkipWhiteSpace(pState, Format.CountsCr) && !TEXT_IsEndOfData(pState->pWindow[pState->Pos]) &&
-             Format.pfReadRecord(pState, pImage);
+    GoesOn = TEXT_SkipWhiteSpace(pState, Format.CountsCr) && BeginRecord(pState) && Format.pfReadRecord(pState, pImage);
   }
 }
 
@@ -106,8 +141,9 @@ void ReportWithLine(const TextReadContext& Context) {
 }  // namespace
 
 int TEXT_Read(const TextFormat& Format, MemImage* pImage, const char* pPath, const ReportSink& Sink,
-              ReportSink* pModuleSink) {
+              ReportSink* pModuleSink, ReadNotes* pNotes) {
   TextReadContext Context{&Format, {}, pModuleSink};
+  Context.State.pNotes = pNotes;
   const ReadCall Call{pImage,
                       pPath,
                       Sink,
@@ -127,11 +163,38 @@ bool TEXT_Fail(TextReadState* pState, int Status, const char* pFormat, ...) {
   UTIL_FormatV(&Buffer, pFormat, Args);
   va_end(Args);
   pState->Status = Status;
+  if (pState->pNotes != nullptr && (Status == READER_ERR_RECORD || Status == READER_ERR_NOT_FORMAT)) {
+    pState->pNotes->Error = OffsetOfPos(*pState);
+  }
   return false;
 }
 
 bool TEXT_FailAtDigit(TextReadState* pState) {
+  while (UTIL_HEX_DIGIT_VALUE[pState->pWindow[pState->Pos]] != UTIL_NO_HEX_DIGIT) {
+    ++pState->Pos;
+  }
   return TEXT_Fail(pState, READER_ERR_RECORD, "Expected Hex character : 0..9, A..F");
+}
+
+bool TEXT_FailRecord(TextReadState* pState, int Status, const char* pText) {
+  TEXT_Fail(pState, Status, "%s", pText);
+  if (pState->pNotes != nullptr && Status == READER_ERR_RECORD) {
+    pState->pNotes->Error = pState->RecordOffset;
+  }
+  return false;
+}
+
+void TEXT_NoteEnd(TextReadState* pState) {
+  if (pState->pNotes != nullptr) {
+    NoteFirst(&pState->pNotes->EndRecord, *pState);
+  }
+}
+
+void TEXT_NoteStart(TextReadState* pState, uint32_t Addr) {
+  if (pState->pNotes != nullptr && pState->pNotes->StartRecord == READ_NOWHERE) {
+    pState->pNotes->StartRecord = pState->RecordOffset;
+    pState->pNotes->StartAddr = Addr;
+  }
 }
 
 bool TEXT_SkipWhiteSpace(TextReadState* pState, bool CountsCr) {
@@ -160,9 +223,12 @@ bool TEXT_DecodeBytes(TextReadState* pState, uint32_t NumBytes, uint8_t* pBytes)
 }
 
 bool TEXT_StoreData(TextReadState* pState, MemImage* pImage, uint64_t Addr, uint32_t NumBytes, const uint8_t* pData) {
+  if (pState->pNotes != nullptr) {
+    NoteData(*pState, Addr, NumBytes);
+  }
   const int Status = READER_Store(pImage, Addr, NumBytes, pData);
   if (Status == MEMIMG_ERR_NO_MEMORY) {
     return TEXT_Fail(pState, READER_ERR_NO_MEMORY, "Out of memory");
   }
-  return Status == 0 || TEXT_Fail(pState, READER_ERR_RECORD, "Areas overlap");
+  return Status == 0 || TEXT_FailRecord(pState, READER_ERR_RECORD, "Areas overlap");
 }

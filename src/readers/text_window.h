@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "readers/read_frame.h"
+#include "readers/read_notes.h"
 
 /// File bytes that the window holds at most; one byte more is allocated, for the NUL behind them.
 constexpr uint32_t READ_WINDOW_SIZE = 60000;
@@ -27,6 +28,10 @@ struct TextReadState {
   uint32_t hFile;
   bool IsAtEnd;  ///< The file has no more bytes to give.
   int Status;    ///< The result that goes with acError.
+
+  ReadNotes* pNotes;      ///< Filled on the way; may be null.
+  uint64_t WindowOffset;  ///< Offset in the file of the window's first byte.
+  uint64_t RecordOffset;  ///< Offset in the file of the current record.
 };
 
 /// What makes a text format.
@@ -40,12 +45,12 @@ struct TextFormat {
 };
 
 /// Reads a whole text file. acError of a failed read is reported as "Error in line ..."; open failures are reported as
-/// the frame makes them. Returns a result of a read.
+/// the frame makes them. pNotes, fresh or null, receives what there is to note. Returns a result of a read.
 [[nodiscard]] int TEXT_Read(const TextFormat& Format, MemImage* pImage, const char* pPath, const ReportSink& Sink,
-                            ReportSink* pModuleSink);
+                            ReportSink* pModuleSink, ReadNotes* pNotes);
 
-/// Makes a text the pending error unless there is one already: the first error of a record is the one reported.
-/// Returns false, so that a function that returns its success can end with it.
+/// Makes a text the pending error unless there is one already: the first error of a record is the one reported. Its
+/// place is that of the next unread byte. Returns false, so that a function that returns its success can end with it.
 __attribute__((format(printf, 3, 4))) bool TEXT_Fail(TextReadState* pState, int Status, const char* pFormat, ...);
 
 /// Whether there is a pending error.
@@ -64,8 +69,17 @@ inline void TEXT_CountLineEnd(TextReadState* pState) {
   pState->NumLineEnds += pState->NumLineEnds < INT32_MAX - 1 ? 1 : 0;
 }
 
-/// TEXT_Fail for a character that should be a hexadecimal digit.
+/// TEXT_Fail for the first character from Pos on that is no hexadecimal digit.
 bool TEXT_FailAtDigit(TextReadState* pState);
+
+/// TEXT_Fail for a record whose text is right; the place is the record's start.
+bool TEXT_FailRecord(TextReadState* pState, int Status, const char* pText);
+
+/// Notes that the current record is an end record.
+void TEXT_NoteEnd(TextReadState* pState);
+
+/// Notes that the current record gives a start address.
+void TEXT_NoteStart(TextReadState* pState, uint32_t Addr);
 
 /// Skips TAB, SPACE, CR and LF, however many windows of it, and counts line ends; then makes sure that a complete
 /// record is in the window unless the file ends. Returns false when the file cannot be read, which is the pending error

@@ -130,3 +130,8 @@ bool SYS_IsStandardOutput(const char* pPath) {
 int SYS_FileClose(uint32_t hFile) {
   return close(static_cast<int>(hFile));
 }
+
+bool SYS_IsRegularFile(const char* pPath) {
+  struct stat File {};
+  return stat(pPath, &File) == 0 && S_ISREG(File.st_mode);
+}

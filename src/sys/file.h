@@ -41,3 +41,6 @@ constexpr int64_t SYS_NO_FILE = -1;
 /// Closes the handle, which is gone whatever the result.
 /// Returns 0; or -1 when the system reports that something written before was lost after all.
 int SYS_FileClose(uint32_t hFile);
+
+/// Returns whether pPath names a regular file, or a link to one: what can be opened again, and is then the same.
+[[nodiscard]] bool SYS_IsRegularFile(const char* pPath);

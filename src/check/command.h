@@ -1,0 +1,6 @@
+/// The command line of blockfit-check.
+#pragma once
+
+/// Does all that the program does. NumArgs, paArg: as main gets them; the order of paArg may change.
+/// Returns the exit status, a CheckStatus: the highest of all files; CHECK_UNREADABLE for wrong usage, too.
+int CHECK_Run(int NumArgs, char** paArg);

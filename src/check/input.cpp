@@ -1,0 +1,149 @@
+#include "check/input.h"
+
+#include <array>
+#include <cinttypes>
+#include <cstdio>
+#include <cstring>
+
+#include "check/source_line.h"
+#include "readers/read_frame.h"
+#include "sys/last_error.h"
+#include "util/text.h"
+
+namespace {
+
+constexpr uint32_t TEXT_SIZE = 640;
+
+/// The error of a read, and the system's number for what led to it.
+struct ReadError {
+  std::array<char, TEXT_SIZE> acText;
+  int SystemError;
+};
+
+void KeepError(void* pContext, uint32_t, const char* pText) {
+  ReadError* pError = static_cast<ReadError*>(pContext);
+  pError->SystemError = SYS_GetLastError();
+  UTIL_CopyString(pError->acText.data(), pText, TEXT_SIZE);
+  for (char* pEnd = std::strchr(pError->acText.data(), '\n'); pEnd != nullptr; pEnd = std::strchr(pEnd, '\n')) {
+    *pEnd = ' ';
+  }
+}
+
+/// Steps over "Error in line N: ". The reader counts CR LF, CR CR and LF LF after a record as one line end, so that its
+/// number falls behind an editor's at blank lines; and in S-records it does not count a CR.
+const char* WithoutLineNumber(const char* pText) {
+  const char* pColon = std::strncmp(pText, "Error in line ", 14) == 0 ? std::strchr(pText, ':') : nullptr;
+  return pColon != nullptr ? pColon + 2 : pText;
+}
+
+/// Reports an error that has its place in the file.
+void ReportTextError(const CheckSink& Sink, const char* pPath, const ReadError& Error, uint64_t Offset) {
+  std::array<char, 4 * TEXT_SIZE> acVisible;
+  char* pEnd = acVisible.data();
+  const char* pText = CHECK_HasLines(pPath) ? WithoutLineNumber(Error.acText.data()) : Error.acText.data();
+  for (; *pText != '\0'; ++pText) {
+    pEnd = CHECK_PutVisible(pEnd, static_cast<uint8_t>(*pText));
+  }
+  *pEnd = '\0';
+  CHECK_ReportAt(Sink, CHECK_ERROR, acVisible.data(), pPath, Offset);
+}
+
+/// Reports an error of the system, with the system's own words for it: those of the reader are few.
+void ReportSystemError(const CheckSink& Sink, const ReadError& Error) {
+  std::array<char, 2 * TEXT_SIZE> acText;
+  std::snprintf(acText.data(), acText.size(), "%s (%s)", WithoutLineNumber(Error.acText.data()),
+                std::strerror(Error.SystemError));
+  CHECK_Report(Sink, CHECK_ERROR, acText.data());
+}
+
+/// Reports what stands at a place, if the file has that.
+void WarnAt(const CheckSink& Sink, const char* pPath, uint64_t Offset, const char* pText) {
+  if (Offset != READ_NOWHERE) {
+    CHECK_ReportAt(Sink, CHECK_WARNING, pText, pPath, Offset);
+  }
+}
+
+void WarnOfNotes(const CheckSink& Sink, const char* pPath, const ReadNotes& Notes) {
+  if (Notes.EndRecord == READ_NOWHERE) {
+    WarnAt(Sink, pPath, Notes.LastRecord, "no end record: this is the last line, the file may have been cut off");
+  }
+  WarnAt(Sink, pPath, Notes.DataAfterEnd, "data after the end record");
+  WarnAt(Sink, pPath, Notes.EndMark, "a byte 0x00 or 0x1A ends the data here: what follows is not read");
+  std::array<char, 80> acStart;
+  std::snprintf(acStart.data(), acStart.size(), "the output will not have the start address 0x%08" PRIX32,
+                Notes.StartAddr);
+  WarnAt(Sink, pPath, Notes.StartRecord, acStart.data());
+}
+
+/// Counts bytes and runs, and reports addresses that the output cannot express.
+void CountRuns(CheckInput* pInput, const CheckSink& Sink, const ReadNotes& Notes) {
+  uint64_t LastAddr = 0;
+  for (CheckRun Run = CHECK_RunFrom(pInput->pImage, 0); Run.NumBytes != 0; Run = CHECK_RunAfter(pInput->pImage, Run)) {
+    LastAddr = Run.Addr + (Run.NumBytes - 1);
+    pInput->NumBytes += Run.NumBytes;
+    ++pInput->NumRuns;
+  }
+  if (LastAddr > UINT32_MAX) {
+    const char* pText = "data beyond address 0xFFFFFFFF: the output has its address modulo 2 to the power 32";
+    if (Notes.DataBeyond32Bit != READ_NOWHERE) {
+      CHECK_ReportAt(Sink, CHECK_WARNING, pText, pInput->pFile->pPath, Notes.DataBeyond32Bit);
+    } else {
+      CHECK_Report(Sink, CHECK_WARNING, pText);
+    }
+  }
+}
+
+[[nodiscard]] CheckStatus Read(CheckInput* pInput, const CheckSink& Sink) {
+  ReadNotes Notes;
+  ReadError Error{};
+  int Status = 0;
+  const char* pPath = pInput->pFile->pPath;
+  pInput->pImage = DATAFILE_ReadImage(pInput->pFile, {KeepError, &Error}, &Notes, &Status);
+  if (pInput->pImage != nullptr) {
+    WarnOfNotes(Sink, pPath, Notes);
+    CountRuns(pInput, Sink, Notes);
+    return CHECK_GOOD;
+  }
+  if (Notes.Error != READ_NOWHERE) {
+    ReportTextError(Sink, pPath, Error, Notes.Error);
+    return CHECK_BAD;
+  }
+  if (Status == READER_ERR_OPEN) {
+    ReportSystemError(Sink, Error);
+  } else {
+    CHECK_Report(Sink, CHECK_ERROR, WithoutLineNumber(Error.acText.data()));
+  }
+  return CHECK_UNREADABLE;
+}
+
+}  // namespace
+
+CheckStatus CHECK_OpenInput(CheckInput* pInput, const char* pPath, uint32_t BaseAddr, const CheckSink& Sink) {
+  *pInput = {};
+  int Status = 0;
+  pInput->pFile = DATAFILE_CreateFromPath(pPath, BaseAddr, &Status);
+  if (pInput->pFile != nullptr) {
+    return Read(pInput, Sink);
+  }
+  CHECK_Report(Sink, CHECK_ERROR,
+               Status == DATAFILE_ERR_UNSUPPORTED ? "Unsupported file extension."
+               : *pPath == '\0'                   ? "The file name is empty."
+                                                  : "Out of memory");
+  return CHECK_UNREADABLE;
+}
+
+void CHECK_CloseInput(CheckInput* pInput) {
+  DATAFILE_Free(pInput->pFile);
+  *pInput = {};
+}
+
+CheckRun CHECK_RunFrom(MemImage* pImage, uint64_t Addr) {
+  CheckRun Run{};
+  Run.NumBytes = static_cast<uint64_t>(MEMIMG_FindRun(pImage, Addr, UINT64_MAX, &Run.Addr));
+  return Run;
+}
+
+CheckRun CHECK_RunAfter(MemImage* pImage, const CheckRun& Run) {
+  const uint64_t Next = Run.Addr + Run.NumBytes;
+  return Next != 0 ? CHECK_RunFrom(pImage, Next) : CheckRun{};  // nothing follows the top of the address space
+}
