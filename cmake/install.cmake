@@ -1,4 +1,4 @@
-# cmake --install: the program, its manual page, completion for bash and zsh, and the documentation with its examples.
+# cmake --install: the programs, their manual pages, completion for bash and zsh, and the documentation with its examples.
 
 include(GNUInstallDirs)
 # Whatever the umask is of whoever installs: all may read.
@@ -7,11 +7,13 @@ set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS ${CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS})
 set(BLOCKFIT_DOC_DIR ${CMAKE_INSTALL_DATADIR}/doc/blockfit)
 
-install(TARGETS Blockfit RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-install(FILES man/Blockfit.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-install(FILES completions/Blockfit.bash RENAME Blockfit
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
-install(FILES completions/_Blockfit DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+install(TARGETS Blockfit blockfit_check RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES man/Blockfit.1 man/blockfit-check.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+foreach(Program Blockfit blockfit-check)
+  install(FILES completions/${Program}.bash RENAME ${Program}
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+endforeach()
+install(FILES completions/_Blockfit completions/_blockfit-check DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
 
 # As in the source tree, so that links between the pages hold.
 install(FILES docs/format.md docs/conditioned-file.svg DESTINATION ${BLOCKFIT_DOC_DIR}/docs)

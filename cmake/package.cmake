@@ -23,7 +23,8 @@ so that no record crosses the end of a block. A consumer that takes the file
 in blocks, as a drive does that programs what is dropped on it, can then
 understand each block alone, in any order.
 .
-A reference consumer in C comes with the documentation.")
+blockfit-check says why a file is refused, and proves a conversion. A
+reference consumer in C comes with the documentation.")
 
 # What Debian wants otherwise than an installation has it, and its own papers.
 set(BLOCKFIT_SOURCE_DIR ${PROJECT_SOURCE_DIR})

@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "app/run.h"
+#include "check/conditioned.h"
 #include "property.h"
 
 namespace {
@@ -61,6 +62,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t Size) {
     std::ifstream Output(Home + "fw.srec", std::ios::binary);
     const std::string Text(std::istreambuf_iterator<char>(Output), {});
     const auto& [BaseAddr, BlockAlign, LineAlign] = Set;
+    const auto Ignore = [](void*, const CheckFinding&) {};
+    const ConditionedRules Rules{BlockAlign, LineAlign};
+    Require(CHECK_Conditioned((Home + "fw.srec").c_str(), Rules, {Ignore, nullptr}, {}) == CHECK_GOOD);
     Require(ReadConditioned(Text, BlockAlign >= 80 ? BlockAlign : SIZE_MAX / 2) == Expected);
   }
   return 0;

@@ -2,14 +2,15 @@
 # What Tab offers for a command line in bash: bash try_completion.bash COMPLETION_FILE WORD... The last word is the one
 # being typed; each offer is printed on a line.
 
-# shellcheck source=completions/Blockfit.bash
+# shellcheck source=/dev/null
 source "$1"
 shift
 
 compopt() { :; } # works inside a real completion only
 
-COMP_WORDS=(Blockfit "$@")
+read -r Function Program < <(complete -p | sed 's/.*-F \([^ ]*\) /\1 /')
+COMP_WORDS=("$Program" "$@")
 COMP_CWORD=$#
 COMPREPLY=()
-"$(complete -p Blockfit | sed 's/.*-F \([^ ]*\).*/\1/')"
+"$Function"
 printf '%s\n' "${COMPREPLY[@]}" | sort

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # The tool beside others that read and write the same formats: a real program's sections come back from the conditioned
 # file with the same bytes at the same addresses, whatever format went in, and the file keeps every promise.
-# Usage: cross_check.sh <Blockfit> <consumer> [<emulator that runs them>]
+# Usage: cross_check.sh <Blockfit> <blockfit-check> [<emulator that runs them>]
 set -euo pipefail
-blockfit=("${@:3}" "$1") consumer=("${@:3}" "$2")
+blockfit=("${@:3}" "$1") check=("${@:3}" "$2")
 dir=$(mktemp -d)
 trap 'rm -rf "$dir"' EXIT
 cd "$dir"
@@ -23,7 +23,7 @@ for align in "2000 8" "100 4" "50 2" "1000 20"; do
   for input in elf.s37 elf.hex other.hex; do
     "${blockfit[@]}" -balign "$block" -lalign "$line" "$input" >/dev/null
     out=${input%.*}.srec
-    "${consumer[@]}" --check --block-size $((16#$block)) --line-align $((16#$line)) "$out"
+    "${check[@]}" --conditioned --block "0x$block" --line "0x$line" --against "$input" "$out"
     data_of "$out" 2>/dev/null | cmp - want.txt
     if [ "$input" = elf.s37 ]; then cp "$out" first.srec; fi
     cmp "$out" first.srec

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the Debian package, checks it with lintian, installs it into a root of its own and tries what came out there:
-# the program, the manual page, both completions, the reference consumer. Then the same for cmake --install.
+# the programs, the manual pages, the completions, the reference consumer. Then the same for cmake --install.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -44,23 +44,34 @@ try() {
 
   quietly cmake -S "$Doc/examples/consumer" -B "$Work/consumer" -DCMAKE_BUILD_TYPE=Release
   quietly cmake --build "$Work/consumer"
-  expect "consumer" "$Work/out.srec: ok" "$("$Work/consumer/consumer" --check "$Work/out.srec")"
+  expect "consumer" "00008000 000102" "$("$Work/consumer/consumer" "$Work/out.srec" | head -c 15)"
+  expect "blockfit-check" "$Work/out.srec: same bytes at the same addresses as $Doc/examples/sample.hex" \
+    "$("$1/bin/blockfit-check" --against "$Doc/examples/sample.hex" "$Work/out.srec")"
   rm -rf "$Work/consumer" "$Work/out.srec"
 
-  man -M "$1/share/man" Blockfit >"$Work/page"
-  expect "manual page" "EXIT STATUS" "$(grep -x 'EXIT STATUS' "$Work/page")"
+  local Program
+  for Program in Blockfit blockfit-check; do
+    man -M "$1/share/man" "$Program" >"$Work/page"
+    expect "manual page of $Program" "EXIT STATUS" "$(grep -x 'EXIT STATUS' "$Work/page")"
+  done
 
   local Tries=$PWD/packaging Bash=$1/share/bash-completion/completions/Blockfit
   cd "$Work"
   expect "bash, options" "-BaseAddr -BlockAlign" "$(bash "$Tries/try_completion.bash" "$Bash" -b | xargs)"
   expect "bash, files" "app.S19 app.hex folder" \
     "$(bash "$Tries/try_completion.bash" "$Bash" -a 8000 '' | LC_ALL=C sort | xargs)"
+  local Check=$1/share/bash-completion/completions/blockfit-check
+  expect "bash, options of blockfit-check" "--block --blocks" "$(bash "$Tries/try_completion.bash" "$Check" --bl | xargs)"
+  expect "bash, files of blockfit-check" "app.S19 app.hex folder" \
+    "$(bash "$Tries/try_completion.bash" "$Check" --against '' | LC_ALL=C sort | xargs)"
   local Shown
   Shown=$(timeout 60 zsh -f "$Tries/try_completion.zsh" "$2" 'Blockfit -')
   expect "zsh, options" "-BaseAddr -BlockAlign -LineAlign -Out" "$(grep -oE -- '-[A-Z][A-Za-z]+' <<<"$Shown" | xargs)"
   Shown=$(timeout 60 zsh -f "$Tries/try_completion.zsh" "$2" 'Blockfit -a 8000 ')
   expect "zsh, files" "app.S19 app.hex folder" \
     "$(grep -oE '(app|folder|notes)(\.[A-Za-z0-9]+)?' <<<"$Shown" | LC_ALL=C sort | xargs)"
+  Shown=$(timeout 60 zsh -f "$Tries/try_completion.zsh" "$2" 'blockfit-check --bl')
+  expect "zsh, options of blockfit-check" "--block --blocks" "$(grep -oE -- '--[a-z]+' <<<"$Shown" | sort -u | xargs)"
   cd - >/dev/null
 }
 

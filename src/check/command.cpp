@@ -58,7 +58,7 @@ void PrintFinding(void* pContext, const CheckFinding& Finding) {
   Printer* pPrinter = static_cast<Printer*>(pContext);
   const char* pLevel = Finding.Level == CHECK_ERROR ? "error" : "warning";
   pPrinter->HasWarned |= Finding.Level == CHECK_WARNING;
-  std::fflush(stdout);  // in one log, what comes first stands first
+  std::fflush(stdout);  // in a log of both, what was found first comes first
   if (Finding.Line != 0) {
     std::fprintf(stderr, "%s:%" PRIu64 ": %s: %s\n", pPrinter->pPath, Finding.Line, pLevel, Finding.pText);
   } else {
@@ -70,8 +70,8 @@ void PrintFinding(void* pContext, const CheckFinding& Finding) {
 }
 
 void PrintRuns(const CheckInput& Input, bool ShowsAll) {
-  std::printf("%s: %s, %" PRIu64 " bytes in %" PRIu64 " runs\n", Input.pFile->pPath, Input.pFile->pHandler->pFormatName,
-              Input.NumBytes, Input.NumRuns);
+  std::printf("%s: %s, %" PRIu64 " bytes in %" PRIu64 " run%s\n", Input.pFile->pPath,
+              Input.pFile->pHandler->pFormatName, Input.NumBytes, Input.NumRuns, Input.NumRuns == 1 ? "" : "s");
   if (Input.NumRuns == 0) {
     return;
   }
@@ -178,52 +178,39 @@ int FailUsage() {
   return true;
 }
 
-enum OptionKey : int {
-  OPT_BASE = 1,
-  OPT_RUNS,
-  OPT_AGAINST,
-  OPT_COND,
-  OPT_BLOCKS,
-  OPT_BLOCK,
-  OPT_LINE,
-  OPT_STRICT,
-  OPT_HELP,
-  OPT_VERSION
-};
-
 constexpr std::array<option, 11> OPTIONS = {{
-    {"base", required_argument, nullptr, OPT_BASE},
-    {"runs", no_argument, nullptr, OPT_RUNS},
-    {"against", required_argument, nullptr, OPT_AGAINST},
-    {"conditioned", no_argument, nullptr, OPT_COND},
-    {"blocks", no_argument, nullptr, OPT_BLOCKS},
-    {"block", required_argument, nullptr, OPT_BLOCK},
-    {"line", required_argument, nullptr, OPT_LINE},
-    {"strict", no_argument, nullptr, OPT_STRICT},
-    {"help", no_argument, nullptr, OPT_HELP},
-    {"version", no_argument, nullptr, OPT_VERSION},
+    {"base", required_argument, nullptr, 'b'},
+    {"runs", no_argument, nullptr, 'r'},
+    {"against", required_argument, nullptr, 'a'},
+    {"conditioned", no_argument, nullptr, 'c'},
+    {"blocks", no_argument, nullptr, 't'},
+    {"block", required_argument, nullptr, 'k'},
+    {"line", required_argument, nullptr, 'l'},
+    {"strict", no_argument, nullptr, 's'},
+    {"help", no_argument, nullptr, 'h'},
+    {"version", no_argument, nullptr, 'V'},
     {},
 }};
 
 /// Applies an option. Returns whether its value is right.
 [[nodiscard]] bool ApplyOption(Settings* pSet, int Key) {
   switch (Key) {
-    case OPT_BASE:
+    case 'b':
       return ParseNumber("base", 0, 1, &pSet->BaseAddr);
-    case OPT_BLOCK:
+    case 'k':
       return ParseNumber("block", 34, 2, &pSet->Rules.BlockSize);
-    case OPT_LINE:
+    case 'l':
       return ParseNumber("line", 0, 2, &pSet->Rules.LineAlign);
-    case OPT_AGAINST:
+    case 'a':
       pSet->pAgainst = optarg;
       return true;
-    case OPT_RUNS:
+    case 'r':
       return pSet->ShowsRuns = true;
-    case OPT_COND:
+    case 'c':
       return pSet->TestsConditioned = true;
-    case OPT_BLOCKS:
+    case 't':
       return pSet->TestsConditioned = pSet->ShowsBlocks = true;
-    case OPT_STRICT:
+    case 's':
       return pSet->IsStrict = true;
     default:
       return false;
@@ -234,11 +221,11 @@ constexpr std::array<option, 11> OPTIONS = {{
   Settings Set;
   optind = 0;  // whoever runs this twice starts anew
   for (int Key = 0; (Key = getopt_long(NumArgs, paArg, "", OPTIONS.data(), nullptr)) != -1;) {
-    if (Key == OPT_HELP) {
+    if (Key == 'h') {
       std::fputs(USAGE, stdout);
       return CHECK_GOOD;
     }
-    if (Key == OPT_VERSION) {
+    if (Key == 'V') {
       std::puts("blockfit-check " BLOCKFIT_VERSION);
       return CHECK_GOOD;
     }

@@ -1,13 +1,12 @@
 #include "check/conditioned.h"
 
 #include <array>
+#include <cerrno>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
 
-#include "check/byte_source.h"
 #include "check/source_line.h"
-#include "sys/last_error.h"
 #include "util/hex_digits.h"
 
 namespace {
@@ -18,159 +17,112 @@ constexpr uint32_t PIECE_SIZE = 32;
 /// The longest line: S3 with 32 bytes.
 constexpr uint32_t MAX_LINE = 80;
 
-/// The latest line, up to its LF or as many characters as the longest one has, and NULs after it.
-struct TextLine {
-  uint64_t Offset;
-  uint32_t NumChars;
-  std::array<char, MAX_LINE + 1> acChar;
-};
-
-struct DataRecord {
-  uint64_t Addr;
-  uint32_t NumAddressBytes;
-  uint32_t NumBytes;
-};
+/// For smaller blocks, lines may cross the ends of blocks, and nothing is promised of cuts and fill.
+constexpr uint32_t MIN_BLOCK_OF_LINES = 80;
 
 /// A check on its way through the file.
 struct Check {
   ConditionedRules Rules;
   BlockSink Blocks;
-  TextLine Line;
+  uint64_t Offset;                        ///< Of the latest line.
+  std::array<char, MAX_LINE + 1> acLine;  ///< As much of it as the longest one has.
   ConditionedBlock Block;
   uint64_t RunStart;  ///< A run that starts at address 0 goes on with an empty one there.
   uint64_t NextAddr;  ///< The address after the latest record; can be one more than 32 bits hold.
   bool HasEnded;      ///< The latest line is the end record.
   uint64_t BrokenOffset;
-  const char* pBroken;  ///< The promise that is broken there, or null.
+  const char* pBroken;  ///< The promise that is broken there; null: none.
+};
+
+struct DataRecord {
+  uint64_t Addr;
+  uint32_t NumBytes;
 };
 
 /// Makes a promise the broken one, at a position in the line. Returns false.
 bool Break(Check* pCheck, uint32_t Pos, const char* pText) {
-  pCheck->BrokenOffset = pCheck->Line.Offset + Pos;
-  pCheck->pBroken = Pos != 0 && Pos >= pCheck->Line.NumChars ? "the file ends within a line" : pText;
+  pCheck->BrokenOffset = pCheck->Offset + Pos;
+  pCheck->pBroken = pText;
   return false;
 }
 
-bool HasWholeLines(const Check& State) {
-  return State.Rules.BlockSize >= CHECK_MIN_WHOLE_LINES;
-}
-
-/// Hands out the blocks that end before the line.
-void EnterBlock(Check* pCheck, bool IsRestOfCut) {
-  while (pCheck->Line.Offset - pCheck->Block.Offset >= pCheck->Rules.BlockSize) {
-    pCheck->Block.IsCut = IsRestOfCut;
-    if (pCheck->Blocks.pfBlock != nullptr) {
-      pCheck->Blocks.pfBlock(pCheck->Blocks.pContext, pCheck->Block);
-    }
-    pCheck->Block = {pCheck->Block.Offset + pCheck->Rules.BlockSize, 0, 0, 0, false};
+/// Hands out the latest block and begins the next one.
+void EndBlock(Check* pCheck) {
+  if (pCheck->Blocks.pfBlock != nullptr) {
+    pCheck->Blocks.pfBlock(pCheck->Blocks.pContext, pCheck->Block);
   }
+  pCheck->Block = {pCheck->Block.Offset + pCheck->Rules.BlockSize, 0, 0, 0, false};
 }
 
-/// No line crosses the end of a block, and only fill follows fill in it.
-[[nodiscard]] bool TestPlace(Check* pCheck) {
-  if (!HasWholeLines(*pCheck)) {
+/// Steps to the line's block. A line has its place in one block, and only fill follows fill there.
+[[nodiscard]] bool EnterBlock(Check* pCheck, bool IsRestOfCut) {
+  for (; pCheck->Offset - pCheck->Block.Offset >= pCheck->Rules.BlockSize; IsRestOfCut = false) {
+    pCheck->Block.IsCut = IsRestOfCut;
+    EndBlock(pCheck);
+  }
+  if (pCheck->Rules.BlockSize < MIN_BLOCK_OF_LINES || pCheck->acLine[0] == '\r') {
     return true;
   }
-  if (pCheck->Block.NumFill != 0) {
-    return Break(pCheck, 0, "a record follows fill in the same block");
+  const uint64_t Room = pCheck->Block.Offset + pCheck->Rules.BlockSize - pCheck->Offset;
+  if (std::strlen(pCheck->acLine.data()) > Room) {
+    return Break(pCheck, static_cast<uint32_t>(Room), "the line crosses the end of its block");
   }
-  const uint64_t Room = pCheck->Block.Offset + pCheck->Rules.BlockSize - pCheck->Line.Offset;
-  return pCheck->Line.NumChars <= Room ||
-         Break(pCheck, static_cast<uint32_t>(Room), "the line crosses the end of its block");
-}
-
-[[nodiscard]] bool TestText(Check* pCheck, uint32_t Pos, const char* pExpected, const char* pText) {
-  for (; *pExpected != '\0'; ++pExpected, ++Pos) {
-    if (pCheck->Line.acChar[Pos] != *pExpected) {
-      return Break(pCheck, Pos, pText);
-    }
-  }
-  return true;
+  return pCheck->Block.NumFill == 0 || Break(pCheck, 0, "a record follows fill in the same block");
 }
 
 [[nodiscard]] bool TestFill(Check* pCheck) {
-  EnterBlock(pCheck, false);
+  const bool IsInPlace = EnterBlock(pCheck, false);
   pCheck->Block.NumFill += 2;
-  return TestText(pCheck, 0, "\r\n", "CR LF expected");
+  return pCheck->acLine[1] == '\n' ? IsInPlace : Break(pCheck, 1, "LF expected");
 }
 
-[[nodiscard]] bool TestEndRecord(Check* pCheck) {
-  EnterBlock(pCheck, false);
-  pCheck->HasEnded = true;
-  return TestText(pCheck, 0, "S9030000FC\r\n", "the end record is not S9030000FC with CR LF") && TestPlace(pCheck);
-}
-
-/// Decodes NumBytes bytes from Pos on and adds them to *pSum.
-[[nodiscard]] bool Decode(Check* pCheck, uint32_t Pos, uint32_t NumBytes, uint64_t* pValue, uint8_t* pSum) {
-  for (uint32_t i = 0; i < 2 * NumBytes; ++i) {
-    const char Digit = pCheck->Line.acChar[Pos + i];
-    const uint8_t Value = UTIL_HexDigitValue(Digit);
-    if (Value == UTIL_NO_HEX_DIGIT || Digit >= 'a') {
-      return Break(pCheck, Pos + i, "upper-case hexadecimal digit expected");
-    }
-    *pValue = *pValue << 4 | Value;
-    *pSum = static_cast<uint8_t>(*pSum + (i % 2 == 0 ? Value << 4 : Value));
-  }
-  return true;
-}
-
-/// Reads a data record: S, type, count, address, data, checksum and CR LF.
-[[nodiscard]] bool ReadData(Check* pCheck, DataRecord* pRecord) {
-  uint64_t Count = 0;
-  uint64_t Data = 0;
+/// Decodes a data record: S, type, count, address, data, checksum, with an address of NumAddressBytes bytes.
+[[nodiscard]] bool Decode(Check* pCheck, uint32_t NumDigits, uint32_t NumAddressBytes, DataRecord* pRecord) {
+  std::array<uint8_t, MAX_LINE / 2> aByte{};  // count, address, data, checksum
   uint8_t Sum = 0;
-  pRecord->NumAddressBytes = static_cast<uint32_t>(pCheck->Line.acChar[1] - '0') + 1;
-  if (!Decode(pCheck, 2, 1, &Count, &Sum)) {
-    return false;
+  const uint32_t NumBytes = (NumDigits - 1) / 2;
+  if (!UTIL_DecodeHex(reinterpret_cast<const uint8_t*>(pCheck->acLine.data()) + 2, NumBytes, aByte.data(), &Sum) ||
+      NumDigits % 2 == 0 || NumBytes != aByte[0] + 1U) {
+    return Break(pCheck, 2, "the count does not fit the line");
   }
-  pRecord->NumBytes = static_cast<uint32_t>(Count) - pRecord->NumAddressBytes - 1;
+  pRecord->NumBytes = NumBytes - NumAddressBytes - 2;
   if (pRecord->NumBytes - 1 >= PIECE_SIZE) {  // wraps where the count is too small
     return Break(pCheck, 2, "the count does not give 1 to 32 data bytes");
   }
-  const uint32_t DataPos = 4 + 2 * pRecord->NumAddressBytes;
-  const uint32_t EndPos = DataPos + 2 * pRecord->NumBytes + 2;
-  if (!Decode(pCheck, 4, pRecord->NumAddressBytes, &pRecord->Addr, &Sum) ||
-      !Decode(pCheck, DataPos, pRecord->NumBytes + 1, &Data, &Sum)) {
-    return false;
+  for (uint32_t i = 1; i <= NumAddressBytes; ++i) {
+    pRecord->Addr = pRecord->Addr << 8 | aByte[i];
   }
-  return (Sum == 0xFF || Break(pCheck, EndPos - 2, "wrong checksum")) &&
-         TestText(pCheck, EndPos, "\r\n", "CR LF expected");
+  if (pRecord->Addr + pRecord->NumBytes > uint64_t{1} << (8 * NumAddressBytes)) {
+    return Break(pCheck, 4, "the data goes beyond the last address of the record type");
+  }
+  return Sum == 0xFF || Break(pCheck, 2 * NumBytes, "wrong checksum");
 }
 
 /// A record that goes on with a run begins a new piece of it, or is the rest of a piece that was cut: it is the first
 /// of its block then, and the part before holds whole groups of bytes.
-[[nodiscard]] bool TestCut(Check* pCheck, const DataRecord& Record) {
-  const uint32_t NumBefore = static_cast<uint32_t>((Record.Addr - pCheck->RunStart) % PIECE_SIZE);
-  if (NumBefore == 0 || !HasWholeLines(*pCheck)) {
+[[nodiscard]] bool TestCut(Check* pCheck, uint32_t NumBefore, uint32_t NumBytes) {
+  const uint32_t LineAlign = pCheck->Rules.LineAlign;
+  if (NumBefore == 0 || pCheck->Rules.BlockSize < MIN_BLOCK_OF_LINES) {
     return true;
   }
   if (pCheck->Block.NumRecords != 0) {
     return Break(pCheck, 0, "the record before is cut, but not at the end of a block");
   }
-  const uint32_t LineAlign = pCheck->Rules.LineAlign;
   if (LineAlign == 0 || NumBefore % LineAlign != 0) {
     return Break(pCheck, 0, "the record before is not cut at a multiple of the line alignment");
   }
-  return NumBefore + Record.NumBytes <= PIECE_SIZE || Break(pCheck, 0, "more than the rest of the record before");
+  return NumBefore + NumBytes <= PIECE_SIZE || Break(pCheck, 0, "this is more than the rest of the record before");
 }
 
-/// Records have ascending addresses and a type that reaches their last one.
-[[nodiscard]] bool TestData(Check* pCheck) {
-  DataRecord Record{};
-  if (!ReadData(pCheck, &Record)) {
-    return false;
-  }
-  if (Record.Addr + Record.NumBytes > uint64_t{1} << (8 * Record.NumAddressBytes)) {
-    return Break(pCheck, 4, "the data goes beyond the last address of the record type");
-  }
+[[nodiscard]] bool TestData(Check* pCheck, const DataRecord& Record) {
   if (Record.Addr < pCheck->NextAddr) {
     return Break(pCheck, 4, "the address is not above those of the record before");
   }
   if (Record.Addr > pCheck->NextAddr) {
     pCheck->RunStart = Record.Addr;
   }
-  EnterBlock(pCheck, (Record.Addr - pCheck->RunStart) % PIECE_SIZE != 0);
-  if (!TestPlace(pCheck) || !TestCut(pCheck, Record)) {
+  const uint32_t NumBefore = static_cast<uint32_t>((Record.Addr - pCheck->RunStart) % PIECE_SIZE);
+  if (!EnterBlock(pCheck, NumBefore != 0) || !TestCut(pCheck, NumBefore, Record.NumBytes)) {
     return false;
   }
   ++pCheck->Block.NumRecords;
@@ -179,57 +131,54 @@ void EnterBlock(Check* pCheck, bool IsRestOfCut) {
   return true;
 }
 
+[[nodiscard]] bool TestRecord(Check* pCheck) {
+  const char* pLine = pCheck->acLine.data();
+  const uint32_t NumDigits = static_cast<uint32_t>(std::strspn(pLine + 1, "0123456789ABCDEF"));
+  const char Type = pLine[1];
+  if (std::strchr("1239", Type) == nullptr || Type == '\0') {
+    return Break(pCheck, 1, "record type 1, 2, 3 or 9 expected");
+  }
+  if (std::strcmp(pLine + 1 + NumDigits, "\r\n") != 0) {
+    return Break(pCheck, 1 + NumDigits, "upper-case hexadecimal digit or CR LF expected");
+  }
+  if (Type == '9') {
+    pCheck->HasEnded = true;
+    return std::strcmp(pLine, "S9030000FC\r\n") == 0 ? EnterBlock(pCheck, false)
+                                                     : Break(pCheck, 0, "the end record is not S9030000FC");
+  }
+  DataRecord Record{};
+  return Decode(pCheck, NumDigits, static_cast<uint32_t>(Type - '0') + 1, &Record) && TestData(pCheck, Record);
+}
+
 [[nodiscard]] bool TestLine(Check* pCheck) {
   if (pCheck->HasEnded) {
     return Break(pCheck, 0, "text after the end record");
   }
-  const char Mark = pCheck->Line.acChar[0];
-  const char Type = pCheck->Line.acChar[1];
-  if (Mark != 'S') {
-    return Mark == '\r' ? TestFill(pCheck) : Break(pCheck, 0, "record or CR LF expected");
+  switch (pCheck->acLine[0]) {
+    case 'S':
+      return TestRecord(pCheck);
+    case '\r':
+      return TestFill(pCheck);
+    default:
+      return Break(pCheck, 0, "record or CR LF expected");
   }
-  if (Type == '9') {
-    return TestEndRecord(pCheck);
-  }
-  return Type >= '1' && Type <= '3' ? TestData(pCheck) : Break(pCheck, 1, "record type 1, 2, 3 or 9 expected");
 }
 
-/// Reads the next line. Returns false at the end of the file, and when it cannot be read: that is what *pByte says.
-[[nodiscard]] bool ReadLine(TextLine* pLine, ByteSource* pSource, int* pByte) {
-  *pLine = {pLine->Offset + pLine->NumChars, 0, {}};
-  do {
-    *pByte = CHECK_NextByte(pSource);
-    if (*pByte < 0) {
-      return *pByte == BYTE_SOURCE_END && pLine->NumChars != 0;
+/// Tests all lines. A line with a NUL in it is taken to end there, which breaks a promise.
+/// Returns false when the file cannot be read.
+[[nodiscard]] bool TestFile(Check* pCheck, std::FILE* pFile) {
+  while (std::fgets(pCheck->acLine.data(), MAX_LINE + 1, pFile) != nullptr) {
+    if (!TestLine(pCheck)) {
+      return true;
     }
-    pLine->acChar[pLine->NumChars++] = static_cast<char>(*pByte);
-  } while (*pByte != '\n' && pLine->NumChars < MAX_LINE);
-  return true;
-}
-
-/// The last block ends with the file, which the end record does, too.
-void EndFile(Check* pCheck) {
-  if (!pCheck->HasEnded) {
+    pCheck->Offset += std::strlen(pCheck->acLine.data());
+  }
+  if (pCheck->HasEnded) {
+    EndBlock(pCheck);
+  } else {
     Break(pCheck, 0, "no end record");
-  } else if (pCheck->Blocks.pfBlock != nullptr) {
-    pCheck->Blocks.pfBlock(pCheck->Blocks.pContext, pCheck->Block);
   }
-}
-
-/// Tests all lines. Returns false when the file cannot be read.
-[[nodiscard]] bool TestFile(Check* pCheck, const char* pPath) {
-  ByteSource Source;
-  CHECK_OpenBytes(&Source, pPath);
-  int Byte = 0;
-  bool GoesOn = true;
-  while (GoesOn) {
-    GoesOn = ReadLine(&pCheck->Line, &Source, &Byte) && TestLine(pCheck);
-  }
-  CHECK_CloseBytes(&Source);
-  if (Byte == BYTE_SOURCE_END && pCheck->pBroken == nullptr) {
-    EndFile(pCheck);
-  }
-  return Byte != BYTE_SOURCE_FAILED;
+  return std::ferror(pFile) == 0;
 }
 
 }  // namespace
@@ -240,15 +189,20 @@ CheckStatus CHECK_Conditioned(const char* pPath, const ConditionedRules& Rules, 
   State.Rules = Rules;
   State.Blocks = Blocks;
   std::array<char, 160> acText;
-  if (!TestFile(&State, pPath)) {
-    std::snprintf(acText.data(), acText.size(), "Could not read file. (%s)", std::strerror(SYS_GetLastError()));
-    CHECK_Report(Sink, CHECK_ERROR, acText.data());
+  std::FILE* pFile = std::fopen(pPath, "rbe");
+  const bool IsRead = pFile != nullptr && TestFile(&State, pFile);
+  std::snprintf(acText.data(), acText.size(), "Could not read file. (%s)", std::strerror(errno));
+  if (pFile != nullptr) {
+    std::fclose(pFile);
+  }
+  if (!IsRead) {
+    CHECK_Report(Sink, CHECK_ERROR, acText.data(), pPath, READ_NOWHERE);
     return CHECK_UNREADABLE;
   }
   if (State.pBroken == nullptr) {
     return CHECK_GOOD;
   }
   std::snprintf(acText.data(), acText.size(), "offset %" PRIu64 ": %s", State.BrokenOffset, State.pBroken);
-  CHECK_ReportAt(Sink, CHECK_ERROR, acText.data(), pPath, State.BrokenOffset);
+  CHECK_Report(Sink, CHECK_ERROR, acText.data(), pPath, State.BrokenOffset);
   return CHECK_BAD;
 }

@@ -5,9 +5,6 @@
 
 #include "check/finding.h"
 
-/// For block sizes below this, lines may cross the ends of blocks.
-constexpr uint32_t CHECK_MIN_WHOLE_LINES = 80;
-
 /// What the file was made with.
 struct ConditionedRules {
   uint32_t BlockSize;  ///< Characters, even, at least 34.

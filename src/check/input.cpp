@@ -1,18 +1,20 @@
 #include "check/input.h"
 
 #include <array>
+#include <cerrno>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
 
 #include "check/source_line.h"
-#include "readers/read_frame.h"
-#include "sys/last_error.h"
 #include "util/text.h"
 
 namespace {
 
 constexpr uint32_t TEXT_SIZE = 640;
+
+constexpr const char* BEYOND_TEXT =
+    "data beyond address 0xFFFFFFFF: the output has its address modulo 2 to the power 32";
 
 /// The error of a read, and the system's number for what led to it.
 struct ReadError {
@@ -22,7 +24,7 @@ struct ReadError {
 
 void KeepError(void* pContext, uint32_t, const char* pText) {
   ReadError* pError = static_cast<ReadError*>(pContext);
-  pError->SystemError = SYS_GetLastError();
+  pError->SystemError = errno;
   UTIL_CopyString(pError->acText.data(), pText, TEXT_SIZE);
   for (char* pEnd = std::strchr(pError->acText.data(), '\n'); pEnd != nullptr; pEnd = std::strchr(pEnd, '\n')) {
     *pEnd = ' ';
@@ -45,75 +47,70 @@ void ReportTextError(const CheckSink& Sink, const char* pPath, const ReadError& 
     pEnd = CHECK_PutVisible(pEnd, static_cast<uint8_t>(*pText));
   }
   *pEnd = '\0';
-  CHECK_ReportAt(Sink, CHECK_ERROR, acVisible.data(), pPath, Offset);
+  CHECK_Report(Sink, CHECK_ERROR, acVisible.data(), pPath, Offset);
 }
 
-/// Reports an error of the system, with the system's own words for it: those of the reader are few.
-void ReportSystemError(const CheckSink& Sink, const ReadError& Error) {
+/// Reports an error that says nothing about the text, with the system's own words: those of the reader are few.
+void ReportReadError(const CheckSink& Sink, const char* pPath, const ReadError& Error) {
   std::array<char, 2 * TEXT_SIZE> acText;
-  std::snprintf(acText.data(), acText.size(), "%s (%s)", WithoutLineNumber(Error.acText.data()),
+  const bool HasReason = Error.SystemError != 0;
+  std::snprintf(acText.data(), acText.size(), HasReason ? "%s (%s)" : "%s", WithoutLineNumber(Error.acText.data()),
                 std::strerror(Error.SystemError));
-  CHECK_Report(Sink, CHECK_ERROR, acText.data());
+  CHECK_Report(Sink, CHECK_ERROR, acText.data(), pPath, READ_NOWHERE);
 }
 
-/// Reports what stands at a place, if the file has that.
-void WarnAt(const CheckSink& Sink, const char* pPath, uint64_t Offset, const char* pText) {
-  if (Offset != READ_NOWHERE) {
-    CHECK_ReportAt(Sink, CHECK_WARNING, pText, pPath, Offset);
-  }
-}
-
-void WarnOfNotes(const CheckSink& Sink, const char* pPath, const ReadNotes& Notes) {
-  if (Notes.EndRecord == READ_NOWHERE) {
-    WarnAt(Sink, pPath, Notes.LastRecord, "no end record: this is the last line, the file may have been cut off");
-  }
-  WarnAt(Sink, pPath, Notes.DataAfterEnd, "data after the end record");
-  WarnAt(Sink, pPath, Notes.EndMark, "a byte 0x00 or 0x1A ends the data here: what follows is not read");
+void Warn(const CheckSink& Sink, const char* pPath, const ReadNotes& Notes) {
   std::array<char, 80> acStart;
   std::snprintf(acStart.data(), acStart.size(), "the output will not have the start address 0x%08" PRIX32,
                 Notes.StartAddr);
-  WarnAt(Sink, pPath, Notes.StartRecord, acStart.data());
+  const struct {
+    uint64_t Place;
+    const char* pText;
+  } aWarning[] = {
+      {Notes.EndRecord == READ_NOWHERE ? Notes.LastRecord : READ_NOWHERE,
+       "no end record follows this last record: the file may have been cut off"},
+      {Notes.DataAfterEnd, "data after the end record"},
+      {Notes.EndMark, "a byte 0x00 or 0x1A ends the data here: what follows is not read"},
+      {Notes.StartRecord, acStart.data()},
+      {Notes.DataBeyond32Bit, BEYOND_TEXT},
+  };
+  for (const auto& [Place, pText] : aWarning) {
+    if (Place != READ_NOWHERE) {
+      CHECK_Report(Sink, CHECK_WARNING, pText, pPath, Place);
+    }
+  }
 }
 
-/// Counts bytes and runs, and reports addresses that the output cannot express.
-void CountRuns(CheckInput* pInput, const CheckSink& Sink, const ReadNotes& Notes) {
+/// Counts bytes and runs. Returns the last address.
+uint64_t CountRuns(CheckInput* pInput) {
   uint64_t LastAddr = 0;
   for (CheckRun Run = CHECK_RunFrom(pInput->pImage, 0); Run.NumBytes != 0; Run = CHECK_RunAfter(pInput->pImage, Run)) {
     LastAddr = Run.Addr + (Run.NumBytes - 1);
     pInput->NumBytes += Run.NumBytes;
     ++pInput->NumRuns;
   }
-  if (LastAddr > UINT32_MAX) {
-    const char* pText = "data beyond address 0xFFFFFFFF: the output has its address modulo 2 to the power 32";
-    if (Notes.DataBeyond32Bit != READ_NOWHERE) {
-      CHECK_ReportAt(Sink, CHECK_WARNING, pText, pInput->pFile->pPath, Notes.DataBeyond32Bit);
-    } else {
-      CHECK_Report(Sink, CHECK_WARNING, pText);
-    }
-  }
+  return LastAddr;
 }
 
 [[nodiscard]] CheckStatus Read(CheckInput* pInput, const CheckSink& Sink) {
   ReadNotes Notes;
   ReadError Error{};
-  int Status = 0;
   const char* pPath = pInput->pFile->pPath;
-  pInput->pImage = DATAFILE_ReadImage(pInput->pFile, {KeepError, &Error}, &Notes, &Status);
+  errno = 0;
+  pInput->pImage = DATAFILE_ReadImage(pInput->pFile, {KeepError, &Error}, &Notes);
   if (pInput->pImage != nullptr) {
-    WarnOfNotes(Sink, pPath, Notes);
-    CountRuns(pInput, Sink, Notes);
+    Warn(Sink, pPath, Notes);
+    if (CountRuns(pInput) > UINT32_MAX && Notes.DataBeyond32Bit == READ_NOWHERE) {
+      CHECK_Report(Sink, CHECK_WARNING, BEYOND_TEXT, pPath, READ_NOWHERE);  // raw binary
+    }
     return CHECK_GOOD;
   }
-  if (Notes.Error != READ_NOWHERE) {
-    ReportTextError(Sink, pPath, Error, Notes.Error);
-    return CHECK_BAD;
+  if (Notes.Error == READ_NOWHERE) {
+    ReportReadError(Sink, pPath, Error);
+    return CHECK_UNREADABLE;
   }
-  if (Status == READER_ERR_OPEN) {
-    ReportSystemError(Sink, Error);
-  } else {
-    CHECK_Report(Sink, CHECK_ERROR, WithoutLineNumber(Error.acText.data()));
-  }
-  return CHECK_UNREADABLE;
+  ReportTextError(Sink, pPath, Error, Notes.Error);
+  return CHECK_BAD;
 }
 
 }  // namespace
@@ -128,7 +125,8 @@ CheckStatus CHECK_OpenInput(CheckInput* pInput, const char* pPath, uint32_t Base
   CHECK_Report(Sink, CHECK_ERROR,
                Status == DATAFILE_ERR_UNSUPPORTED ? "Unsupported file extension."
                : *pPath == '\0'                   ? "The file name is empty."
-                                                  : "Out of memory");
+                                                  : "Out of memory",
+               pPath, READ_NOWHERE);
   return CHECK_UNREADABLE;
 }
 

@@ -149,15 +149,13 @@ void DATAFILE_Free(DataFile* pFile) {
   SYS_Free(pFile);
 }
 
-MemImage* DATAFILE_ReadImage(DataFile* pFile, const ReportSink& Sink, ReadNotes* pNotes, int* pStatus) {
+MemImage* DATAFILE_ReadImage(DataFile* pFile, const ReportSink& Sink, ReadNotes* pNotes) {
   MemImage* pImage = MEMIMG_Create();
   if (pImage == nullptr) {
-    *pStatus = READER_ERR_NO_MEMORY;
     UTIL_ReportError(Sink, "Out of memory");
     return nullptr;
   }
-  *pStatus = pFile->pHandler->pfRead(pFile, pImage, Sink, pNotes);
-  if (*pStatus < 0) {
+  if (pFile->pHandler->pfRead(pFile, pImage, Sink, pNotes) < 0) {
     MEMIMG_Free(pImage);
     return nullptr;
   }
@@ -169,8 +167,7 @@ MemImage* DATAFILE_GetImage(DataFile* pFile) {
   if (pFile == nullptr || pFile->pImage != nullptr) {
     return pFile != nullptr ? pFile->pImage : nullptr;
   }
-  int Ignored = 0;
-  return DATAFILE_ReadImage(pFile, {}, nullptr, &Ignored);
+  return DATAFILE_ReadImage(pFile, {}, nullptr);
 }
 
 const char* DATAFILE_GetBaseName(DataFile* pFile) {

@@ -46,8 +46,8 @@ constexpr int DATAFILE_ERR_NO_NAME = -3;      ///< No name or path was given.
 void DATAFILE_Free(DataFile* pFile);
 
 /// Reads the file of a DataFile that has no image yet, with one error reported when that fails and with what there is
-/// to note in pNotes (may be null). *pStatus: a result of a read. Returns the image, owned by the DataFile, or null.
-[[nodiscard]] MemImage* DATAFILE_ReadImage(DataFile* pFile, const ReportSink& Sink, ReadNotes* pNotes, int* pStatus);
+/// to note in pNotes (may be null). Returns the image, owned by the DataFile, or null.
+[[nodiscard]] MemImage* DATAFILE_ReadImage(DataFile* pFile, const ReportSink& Sink, ReadNotes* pNotes);
 
 /// Returns the image, still owned by the DataFile, reading the file on the first request; null when that fails (the
 /// next request reads again) or pFile is null.
