@@ -95,13 +95,13 @@ TEST(Check, WarnsOfWhatMaySurprise) {
   for (const auto& [Name, Text, Warning, Expected] : aCase) {
     WriteFile(Name, Text);
     const std::string Printed = Check(Name);
-    const size_t Line = Printed.find('\n');
+    const size_t Len = Printed.find('\n');
     EXPECT_EQ("0 ", Printed.substr(0, 2));
     EXPECT_TRUE(Printed.ends_with(Expected)) << Printed;
     EXPECT_EQ(Warning.empty() ? Expected.substr(0, Expected.find('\n'))
                               : std::string(Name).append(":").append(Warning).insert(
                                     Name.size() + 1 + Warning.find(':') + 1, " warning:"),
-              Printed.substr(2, Line - 2));
+              Printed.substr(2, Len - 2));
     EXPECT_EQ(Warning.empty() ? "0" : "1", Check("--strict " + Name).substr(0, 1));
   }
 }

@@ -38,30 +38,31 @@ void CompareAt(CheckDifference* pDifference, const Chunk& Mine, const Chunk& Oth
   ++(IsMine && IsOther ? pDifference->NumDiffering : IsMine ? pDifference->NumSurplus : pDifference->NumMissing);
 }
 
+/// Steps *pAddr up to where one of the images has a byte. Returns false if none has.
+[[nodiscard]] bool FindByte(MemImage* pImage, MemImage* pOther, uint64_t* pAddr) {
+  const CheckRun Mine = CHECK_RunFrom(pImage, *pAddr);
+  const CheckRun Other = CHECK_RunFrom(pOther, *pAddr);
+  *pAddr = std::min(Mine.Addr, Other.Addr);
+  return Mine.NumBytes != 0 || Other.NumBytes != 0;
+}
+
 }  // namespace
 
 CheckDifference CHECK_Compare(MemImage* pImage, MemImage* pOther) {
   CheckDifference Difference{};
   Chunk Mine;
   Chunk Other;
-  for (uint64_t Next = 0;;) {
-    const CheckRun Run = CHECK_RunFrom(pImage, Next);
-    const CheckRun OtherRun = CHECK_RunFrom(pOther, Next);
-    if (Run.NumBytes == 0 && OtherRun.NumBytes == 0) {
-      return Difference;
-    }
-    const uint64_t Addr = Run.NumBytes == 0        ? OtherRun.Addr
-                          : OtherRun.NumBytes == 0 ? Run.Addr
-                                                   : std::min(Run.Addr, OtherRun.Addr);
+  uint64_t Addr = 0;
+  bool GoesOn = FindByte(pImage, pOther, &Addr);
+  while (GoesOn) {
     const uint64_t LastAddr = Addr + std::min(CHUNK_SIZE - 1, UINT64_MAX - Addr);
     ReadChunk(pImage, Addr, LastAddr, &Mine);
     ReadChunk(pOther, Addr, LastAddr, &Other);
     for (uint64_t i = 0; i <= LastAddr - Addr; ++i) {
       CompareAt(&Difference, Mine, Other, Addr, i);
     }
-    Next = LastAddr + 1;
-    if (Next == 0) {
-      return Difference;
-    }
+    Addr = LastAddr + 1;
+    GoesOn = LastAddr != UINT64_MAX && FindByte(pImage, pOther, &Addr);
   }
+  return Difference;
 }

@@ -7,11 +7,12 @@
 #include <cstring>
 
 #include "check/source_line.h"
+#include "sys/file.h"
 #include "util/text.h"
 
 namespace {
 
-constexpr uint32_t TEXT_SIZE = 640;
+constexpr size_t TEXT_SIZE = 640;
 
 constexpr const char* BEYOND_TEXT =
     "data beyond address 0xFFFFFFFF: the output has its address modulo 2 to the power 32";
@@ -25,7 +26,7 @@ struct ReadError {
 void KeepError(void* pContext, uint32_t, const char* pText) {
   ReadError* pError = static_cast<ReadError*>(pContext);
   pError->SystemError = errno;
-  UTIL_CopyString(pError->acText.data(), pText, TEXT_SIZE);
+  UTIL_CopyString(pError->acText.data(), pText, static_cast<uint32_t>(TEXT_SIZE));
   for (char* pEnd = std::strchr(pError->acText.data(), '\n'); pEnd != nullptr; pEnd = std::strchr(pEnd, '\n')) {
     *pEnd = ' ';
   }
@@ -42,7 +43,7 @@ const char* WithoutLineNumber(const char* pText) {
 void ReportTextError(const CheckSink& Sink, const char* pPath, const ReadError& Error, uint64_t Offset) {
   std::array<char, 4 * TEXT_SIZE> acVisible;
   char* pEnd = acVisible.data();
-  const char* pText = CHECK_HasLines(pPath) ? WithoutLineNumber(Error.acText.data()) : Error.acText.data();
+  const char* pText = SYS_IsRegularFile(pPath) ? WithoutLineNumber(Error.acText.data()) : Error.acText.data();
   for (; *pText != '\0'; ++pText) {
     pEnd = CHECK_PutVisible(pEnd, static_cast<uint8_t>(*pText));
   }
@@ -59,26 +60,24 @@ void ReportReadError(const CheckSink& Sink, const char* pPath, const ReadError& 
   CHECK_Report(Sink, CHECK_ERROR, acText.data(), pPath, READ_NOWHERE);
 }
 
+/// Reports a text about a place, if the file has that.
+void WarnAt(const CheckSink& Sink, const char* pPath, uint64_t Place, const char* pText) {
+  if (Place != READ_NOWHERE) {
+    CHECK_Report(Sink, CHECK_WARNING, pText, pPath, Place);
+  }
+}
+
 void Warn(const CheckSink& Sink, const char* pPath, const ReadNotes& Notes) {
   std::array<char, 80> acStart;
   std::snprintf(acStart.data(), acStart.size(), "the output will not have the start address 0x%08" PRIX32,
                 Notes.StartAddr);
-  const struct {
-    uint64_t Place;
-    const char* pText;
-  } aWarning[] = {
-      {Notes.EndRecord == READ_NOWHERE ? Notes.LastRecord : READ_NOWHERE,
-       "no end record follows this last record: the file may have been cut off"},
-      {Notes.DataAfterEnd, "data after the end record"},
-      {Notes.EndMark, "a byte 0x00 or 0x1A ends the data here: what follows is not read"},
-      {Notes.StartRecord, acStart.data()},
-      {Notes.DataBeyond32Bit, BEYOND_TEXT},
-  };
-  for (const auto& [Place, pText] : aWarning) {
-    if (Place != READ_NOWHERE) {
-      CHECK_Report(Sink, CHECK_WARNING, pText, pPath, Place);
-    }
+  if (Notes.EndRecord == READ_NOWHERE) {
+    WarnAt(Sink, pPath, Notes.LastRecord, "no end record follows this last record: the file may have been cut off");
   }
+  WarnAt(Sink, pPath, Notes.DataAfterEnd, "data after the end record");
+  WarnAt(Sink, pPath, Notes.EndMark, "a byte 0x00 or 0x1A ends the data here: what follows is not read");
+  WarnAt(Sink, pPath, Notes.StartRecord, acStart.data());
+  WarnAt(Sink, pPath, Notes.DataBeyond32Bit, BEYOND_TEXT);
 }
 
 /// Counts bytes and runs. Returns the last address.
@@ -136,12 +135,13 @@ void CHECK_CloseInput(CheckInput* pInput) {
 }
 
 CheckRun CHECK_RunFrom(MemImage* pImage, uint64_t Addr) {
-  CheckRun Run{};
+  CheckRun Run{UINT64_MAX, 0};
   Run.NumBytes = static_cast<uint64_t>(MEMIMG_FindRun(pImage, Addr, UINT64_MAX, &Run.Addr));
   return Run;
 }
 
 CheckRun CHECK_RunAfter(MemImage* pImage, const CheckRun& Run) {
   const uint64_t Next = Run.Addr + Run.NumBytes;
-  return Next != 0 ? CHECK_RunFrom(pImage, Next) : CheckRun{};  // nothing follows the top of the address space
+  return Next != 0 ? CHECK_RunFrom(pImage, Next)
+                   : CheckRun{UINT64_MAX, 0};  // nothing follows the top of the address space
 }

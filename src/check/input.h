@@ -8,8 +8,8 @@
 
 /// Bytes at ascending addresses without a gap.
 struct CheckRun {
-  uint64_t Addr;
-  uint64_t NumBytes;  ///< 0: there is no such run.
+  uint64_t Addr;      ///< UINT64_MAX if there is no such run.
+  uint64_t NumBytes;  ///< 0 if there is none.
 };
 
 /// A data file that has been read.

@@ -54,7 +54,8 @@ bool Take(LineScan* pScan, uint8_t Byte) {
 
 /// Returns whether the file has the place.
 [[nodiscard]] bool ScanTo(LineScan* pScan, const char* pPath) {
-  std::FILE* pFile = CHECK_HasLines(pPath) ? std::fopen(pPath, "rbe") : nullptr;
+  // A pipe gives its bytes once, and opening it again could wait for ever.
+  std::FILE* pFile = SYS_IsRegularFile(pPath) ? std::fopen(pPath, "rbe") : nullptr;
   if (pFile == nullptr) {
     return false;
   }
@@ -76,11 +77,6 @@ char* CHECK_PutVisible(char* pText, uint8_t Byte) {
   *pText++ = '\\';
   *pText++ = 'x';
   return UTIL_EncodeHex(&Byte, 1, pText);
-}
-
-bool CHECK_HasLines(const char* pPath) {
-  // A pipe gives its bytes once, and opening it again could wait for ever.
-  return SYS_IsRegularFile(pPath);
 }
 
 void CHECK_Report(const CheckSink& Sink, CheckLevel Level, const char* pText, const char* pPath, uint64_t Offset) {

@@ -7,11 +7,8 @@
 #include "readers/read_notes.h"
 
 /// Reports a text about the byte at Offset of the file, which may be its end: with the byte's line, or without when the
-/// file does not give it a second time. READ_NOWHERE: the text is about the complete file. O(Offset).
+/// file is no regular one and gives its bytes only once. READ_NOWHERE: the text is about the complete file. O(Offset).
 void CHECK_Report(const CheckSink& Sink, CheckLevel Level, const char* pText, const char* pPath, uint64_t Offset);
-
-/// Returns whether CHECK_Report can show lines of the file.
-[[nodiscard]] bool CHECK_HasLines(const char* pPath);
 
 /// Puts a byte into a text: itself, or \xNN (4 characters) where it is not printable ASCII. Returns the end of it.
 char* CHECK_PutVisible(char* pText, uint8_t Byte);
