@@ -71,7 +71,7 @@ try() {
   expect "zsh, files" "app.S19 app.hex folder" \
     "$(grep -oE '(app|folder|notes)(\.[A-Za-z0-9]+)?' <<<"$Shown" | LC_ALL=C sort | xargs)"
   Shown=$(timeout 60 zsh -f "$Tries/try_completion.zsh" "$2" 'blockfit-check --bl')
-  expect "zsh, options of blockfit-check" "--block --blocks" "$(grep -oE -- '--[a-z]+' <<<"$Shown" | sort -u | xargs)"
+  expect "zsh, options of blockfit-check" "--block --blocks" "$(grep -oE -- '--[a-z]{3,}' <<<"$Shown" | sort -u | xargs)"
   cd - >/dev/null
 }
 

@@ -10,5 +10,6 @@
 /// file is no regular one and gives its bytes only once. READ_NOWHERE: the text is about the complete file. O(Offset).
 void CHECK_Report(const CheckSink& Sink, CheckLevel Level, const char* pText, const char* pPath, uint64_t Offset);
 
-/// Puts a byte into a text: itself, or \xNN (4 characters) where it is not printable ASCII. Returns the end of it.
+/// Puts a byte into a text: itself, or, where it is not printable ASCII, a backslash, an x and its two digits.
+/// Returns the end of it.
 char* CHECK_PutVisible(char* pText, uint8_t Byte);
