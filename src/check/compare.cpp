@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr uint64_t CHUNK_SIZE = 1024;
+constexpr uint32_t CHUNK_SIZE = 1024;
 
 /// What an image has at a range of addresses.
 struct Chunk {
@@ -19,14 +19,14 @@ void ReadChunk(MemImage* pImage, uint64_t Addr, uint64_t LastAddr, Chunk* pChunk
   pChunk->aHasByte.fill(0);
   const CheckRun Run = CHECK_RunFrom(pImage, Addr);
   if (Run.NumBytes != 0 && Run.Addr <= LastAddr) {
-    const uint64_t Skipped = Run.Addr - Addr;
+    const uint32_t Skipped = static_cast<uint32_t>(Run.Addr - Addr);
     MEMIMG_ReadData(pImage, Run.Addr, LastAddr, CHUNK_SIZE, 0, pChunk->aByte.data() + Skipped,
-                    pChunk->aHasByte.data() + Skipped, nullptr, static_cast<int64_t>(CHUNK_SIZE - Skipped), 0, 0);
+                    pChunk->aHasByte.data() + Skipped, nullptr, CHUNK_SIZE - Skipped, 0, 0);
   }
 }
 
 /// Compares what both have at Addr + Index.
-void CompareAt(CheckDifference* pDifference, const Chunk& Mine, const Chunk& Other, uint64_t Addr, uint64_t Index) {
+void CompareAt(CheckDifference* pDifference, const Chunk& Mine, const Chunk& Other, uint64_t Addr, uint32_t Index) {
   const bool IsMine = Mine.aHasByte[Index] != 0;
   const bool IsOther = Other.aHasByte[Index] != 0;
   if (IsMine == IsOther && (!IsMine || Mine.aByte[Index] == Other.aByte[Index])) {
@@ -55,10 +55,10 @@ CheckDifference CHECK_Compare(MemImage* pImage, MemImage* pOther) {
   uint64_t Addr = 0;
   bool GoesOn = FindByte(pImage, pOther, &Addr);
   while (GoesOn) {
-    const uint64_t LastAddr = Addr + std::min(CHUNK_SIZE - 1, UINT64_MAX - Addr);
+    const uint64_t LastAddr = Addr + std::min<uint64_t>(CHUNK_SIZE - 1, UINT64_MAX - Addr);
     ReadChunk(pImage, Addr, LastAddr, &Mine);
     ReadChunk(pOther, Addr, LastAddr, &Other);
-    for (uint64_t i = 0; i <= LastAddr - Addr; ++i) {
+    for (uint32_t i = 0; i <= LastAddr - Addr; ++i) {
       CompareAt(&Difference, Mine, Other, Addr, i);
     }
     Addr = LastAddr + 1;
