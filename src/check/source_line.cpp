@@ -76,7 +76,9 @@ char* CHECK_PutVisible(char* pText, uint8_t Byte) {
   }
   *pText++ = '\\';
   *pText++ = 'x';
-  return UTIL_EncodeHex(&Byte, 1, pText);
+  *pText++ = UTIL_HEX_DIGITS[Byte >> 4];
+  *pText++ = UTIL_HEX_DIGITS[Byte & 0xF];
+  return pText;
 }
 
 void CHECK_Report(const CheckSink& Sink, CheckLevel Level, const char* pText, const char* pPath, uint64_t Offset) {
