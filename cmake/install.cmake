@@ -1,11 +1,19 @@
 # cmake --install: the programs, their manual pages, completion for bash and zsh, and the documentation with its examples.
 
 include(GNUInstallDirs)
-# Whatever the umask is of whoever installs: all may read.
+set(BLOCKFIT_DOC_DIR ${CMAKE_INSTALL_DATADIR}/doc/blockfit)
+
+# Everyone can read what is installed, whatever the umask: CMake sets the permissions of files and of folders that it
+# copies, but those of other folders are what the umask leaves. So the first rule makes these folders.
 set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS ${CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS})
-set(BLOCKFIT_DOC_DIR ${CMAKE_INSTALL_DATADIR}/doc/blockfit)
+install(CODE "set(Folders
+  ${CMAKE_INSTALL_BINDIR}
+  ${CMAKE_INSTALL_MANDIR}/man1
+  ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+  ${CMAKE_INSTALL_DATADIR}/zsh/site-functions
+  ${BLOCKFIT_DOC_DIR}/docs)")
+install(SCRIPT cmake/install_folders.cmake)
 
 install(TARGETS Blockfit blockfit_check RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES man/Blockfit.1 man/blockfit-check.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)

@@ -106,4 +106,17 @@ expect "after its removal" "" "$(find "$Scratch/root" -path "*/usr/*" -type f)"
 echo "cmake --install"
 quietly cmake --install "$Build" --prefix "$Scratch/local"
 try "$Scratch/local" "$Scratch/local/share/zsh/site-functions"
+
+# Keeps the lines, each a mode and a path, of what others cannot read or can write.
+not_public() {
+  grep -vE '^(drwxr-xr-x|-rwxr-xr-x|-rw-r--r--) ' || true
+}
+for Umask in 002 027 077; do
+  (umask "$Umask" && cd "$Build" && quietly cpack -G DEB -B "$Scratch/$Umask")
+  (umask "$Umask" && quietly cmake --install "$Build" --prefix "$Scratch/$Umask/new/local")
+  expect "permissions, package, umask $Umask" "" \
+    "$(dpkg-deb --contents "$Scratch/$Umask"/*.deb | awk '{ print $1, $6 }' | not_public)"
+  expect "permissions, cmake --install, umask $Umask" "" \
+    "$(find "$Scratch/$Umask/new" -printf '%M %p\n' | not_public)"
+done
 echo "$Package"
