@@ -1,7 +1,9 @@
-# cmake --install: the programs, their manual pages, completion for bash and zsh, and the documentation with its examples.
+# cmake --install: the programs, their manual pages, completion for bash and zsh, the CMake module, and the documentation
+# with its examples.
 
 include(GNUInstallDirs)
 set(BLOCKFIT_DOC_DIR ${CMAKE_INSTALL_DATADIR}/doc/blockfit)
+set(BLOCKFIT_CMAKE_DIR ${CMAKE_INSTALL_DATADIR}/cmake/Blockfit)
 
 # Everyone can read what is installed, whatever the umask: CMake sets the permissions of files and of folders that it
 # copies, but those of other folders are what the umask leaves. So the first rule makes these folders.
@@ -11,11 +13,13 @@ install(CODE "set(Folders
   ${CMAKE_INSTALL_BINDIR}
   ${CMAKE_INSTALL_MANDIR}/man1
   ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+  ${BLOCKFIT_CMAKE_DIR}
   ${CMAKE_INSTALL_DATADIR}/zsh/site-functions
   ${BLOCKFIT_DOC_DIR}/docs)")
 install(SCRIPT cmake/install_folders.cmake)
 
-install(TARGETS Blockfit blockfit_check RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+set_target_properties(blockfit_check PROPERTIES EXPORT_NAME check)
+install(TARGETS Blockfit blockfit_check EXPORT BlockfitTargets RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES man/Blockfit.1 man/blockfit-check.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 foreach(Program Blockfit blockfit-check)
   install(FILES completions/${Program}.bash RENAME ${Program}
@@ -28,3 +32,10 @@ install(FILES docs/format.md docs/conditioned-file.svg DESTINATION ${BLOCKFIT_DO
 install(DIRECTORY examples DESTINATION ${BLOCKFIT_DOC_DIR} FILES_MATCHING
   PATTERN "*.[ch]" PATTERN "CMakeLists.txt" PATTERN "README.md" PATTERN "make_samples.py"
   REGEX "/[^/]*\\.(hex|mot|srec|s19|s37|s|bin|txt)$")
+
+# find_package(Blockfit), from a project for any machine: the programs run on this one.
+include(CMakePackageConfigHelpers)
+write_basic_package_version_file(BlockfitConfigVersion.cmake COMPATIBILITY SameMajorVersion ARCH_INDEPENDENT)
+install(EXPORT BlockfitTargets NAMESPACE Blockfit:: DESTINATION ${BLOCKFIT_CMAKE_DIR})
+install(FILES ${PROJECT_BINARY_DIR}/BlockfitConfigVersion.cmake cmake/BlockfitConfig.cmake
+              cmake/blockfit_condition.cmake cmake/blockfit_condition_run.cmake DESTINATION ${BLOCKFIT_CMAKE_DIR})
