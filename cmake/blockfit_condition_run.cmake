@@ -17,6 +17,7 @@ endfunction()
 # Prints what Blockfit said, from its last blank line on, which ends what it says at every start; and the reason.
 function(fail_to_condition Text)
   string(REGEX REPLACE "^.*\n\n" "" Text "${Text}")
+  string(REPLACE "${File}" "${Input}" Text "${Text}")
   string(STRIP "${Text}" Text)
   set(Checked "${Input}")
   if(Objcopy)

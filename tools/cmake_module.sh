@@ -73,7 +73,10 @@ if(NOT Options STREQUAL WasOptions)
 endif()'
   } >"$Scratch/$1/include.txt"
   sed -i -e "/^find_package/{r $Scratch/$1/include.txt" -e "d}" "$Project/CMakeLists.txt"
-  echo 'blockfit_condition(INPUT sample.hex)' >>"$Project/CMakeLists.txt"
+  {
+    echo 'blockfit_condition(INPUT sample.hex)'
+    echo 'blockfit_condition(INPUT ../sample.bin BASE 0x8000 BLOCK 100 LINE 0x4 OUTPUT all.srec)'
+  } >>"$Project/CMakeLists.txt"
 }
 
 # The files of the example are those of the present sources, in the form that is asked for.
@@ -81,8 +84,13 @@ expect_right() {
   objcopy -O ihex "$Build/app" "$Scratch/app.hex"
   quietly "$Check" --against "$Scratch/app.hex" "$Build/app.srec"
   quietly "$Check" --conditioned --block 4096 --line 8 "$Build/app.srec"
-  (cd "$Scratch" && quietly "$Program" -a 8000000 -o boot "$Project/../sample.bin")
-  cmp "$Scratch/boot.srec" "$Build/boot.srec"
+  cd "$Scratch"
+  quietly "$Program" -a 8000000 -o boot "$Project/../sample.bin"
+  cmp boot.srec "$Build/boot.srec"
+  quietly "$Program" -a 8000 -o all "$Project/../sample.bin"
+  quietly "$Program" -balign 64 -lalign 4 all.srec
+  cmp all.srec "$Build/all.srec"
+  cd "$Root"
 }
 
 try_builds() {
