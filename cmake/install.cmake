@@ -28,7 +28,7 @@ endforeach()
 install(FILES completions/_Blockfit completions/_blockfit-check DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
 
 # As in the source tree, so that links between the pages hold.
-install(FILES docs/format.md docs/conditioned-file.svg DESTINATION ${BLOCKFIT_DOC_DIR}/docs)
+install(FILES docs/format.md docs/recipes.md docs/conditioned-file.svg DESTINATION ${BLOCKFIT_DOC_DIR}/docs)
 install(DIRECTORY examples DESTINATION ${BLOCKFIT_DOC_DIR} FILES_MATCHING
   PATTERN "*.[ch]" PATTERN "CMakeLists.txt" PATTERN "README.md" PATTERN "make_samples.py"
   REGEX "/[^/]*\\.(hex|mot|srec|s19|s37|s|bin|txt)$")

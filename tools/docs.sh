@@ -11,6 +11,8 @@ need c++ g++
 need make make
 need cmake cmake
 need doxygen doxygen
+need objcopy binutils
+need srec_cat srecord
 need man man-db
 need mandoc mandoc
 need python3 python3

@@ -5,8 +5,8 @@ A link within the tree must name a file or folder that is there, and an anchor a
 backquotes must be there, a name like SYS_Alloc must stand in the sources, and a block marked "cpp" must stand there
 word for word. An example is a fenced block marked "console": lines that begin with "$ " are run by bash, one after the
 other, and what follows such a line is what it must print; a line "..." stands for any lines. Each page's examples run
-in a folder of their own, which holds a copy of examples/, and the sample of each kind as fw.hex, fw.bin and so on.
-Needs Python 3 alone.
+in a folder of their own, which holds a copy of examples/, and the sample of each kind as fw.hex, fw.bin, fw.elf and so
+on. A block marked with a language and a file name is written to that file. Needs Python 3 and objcopy.
 """
 
 import argparse
@@ -77,7 +77,7 @@ def check_links(page, pages):
 def check_code(page, sources):
     for number, line in page.text:
         for code in re.findall(r"`([^`]*)`", line):
-            if re.fullmatch(r"(src|tests|docs|tools|examples|man|\.ci)/[\w./-]*", code) and not (ROOT / code).exists():
+            if re.fullmatch(r"(src|tests|docs|tools|examples|man|cmake|\.ci)/[\w./-]*", code) and not (ROOT / code).exists():
                 yield number, f"nothing stands at {code}"
             if re.fullmatch(r"[A-Z]{2,}_\w+", code) and not re.search(rf"\b{code}\b", sources):
                 yield number, f"{code} stands nowhere in the sources"
@@ -127,9 +127,13 @@ def check_examples(page, path):
         shutil.copytree(ROOT / "examples", work / "examples")
         for sample in (ROOT / "examples").glob("sample.*"):
             shutil.copy(sample, work / f"fw{sample.suffix}")
+        make_elf = "objcopy -I binary -O elf32-little --change-section-address .data=0x8000 fw.bin fw.elf"
+        subprocess.run(make_elf.split(), cwd=work, check=True)
         for block in page.blocks:
             if block[1] == "console":
                 yield from run_block(block, work, path)
+            elif " " in block[1]:
+                (work / block[1].split()[1]).write_text("\n".join(block[2]) + "\n", encoding="utf-8")
 
 
 def main():
