@@ -4,7 +4,8 @@
 #     blockfit_condition(INPUT <file> [BASE <address>] [OUTPUT <name>] [BLOCK <characters>] [LINE <bytes>])
 #
 # The first form makes <program>.srec beside an executable target whenever that is linked; call it in the folder that
-# adds the target. The target's addresses come from its ELF file, by way of CMAKE_OBJCOPY.
+# adds the target. The addresses come from the ELF file, by way of CMAKE_OBJCOPY. What needs <program>.srec depends on
+# the target.
 #
 # The second form makes <name>.srec with each build in which <file> or Blockfit has changed. A relative <file> is one of
 # the current source folder, a relative <name> one of the current build folder; without OUTPUT, <name> is that of
