@@ -1,10 +1,15 @@
 #!/usr/bin/env bash
-# Builds and runs all tests, after installing what that takes. tools/check.sh [check | clang | m32]: which build.
+# Builds and runs all tests, after installing what that takes. Which build: tools/check.sh [PRESET], a preset with tests
+# (CONTRIBUTING.md). For another machine, also compares the program with the one that is built for this machine.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source tools/lib/quietly.sh
 source tools/lib/packages.sh
+source tools/lib/build.sh
+
+# How many generated inputs two builds of the program are compared with.
+NUM_INPUTS=400
 
 # Whether a 32-bit program runs here: not every 64-bit system lets them.
 runs_32_bits() {
@@ -23,28 +28,48 @@ need make make
 need cmake cmake
 need objcopy binutils
 need srec_cat srecord
-need /usr/include/gtest/gtest.h libgtest-dev
 case $Preset in
-  clang)
+  clang | libcxx)
     need clang++ clang
     need "/usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.asan-*.a" libclang-rt-dev
+    ;;&
+  libcxx)
+    need "/usr/lib/llvm-*/include/c++/v1/vector" libc++-dev libc++abi-dev
     ;;
   m32)
-    need "/usr/lib/gcc/*/*/32/libstdc++.a" g++-multilib
-    need /usr/src/googletest/CMakeLists.txt googletest
+    install_first
+    # g++-multilib cannot be installed beside compilers for other machines; the package of one version can.
+    need "/usr/lib/gcc/*/*/32/libstdc++.a" "g++-$(g++ -dumpversion)-multilib"
+    install_first
+    runs_32_bits || need qemu-i386 qemu-user
     ;;
+  s390x)
+    need s390x-linux-gnu-g++ g++-s390x-linux-gnu
+    need qemu-s390x qemu-user
+    need python3 python3
+    ;;
+  arm64)
+    need aarch64-linux-gnu-g++ g++-aarch64-linux-gnu
+    need qemu-aarch64 qemu-user
+    need python3 python3
+    ;;
+esac
+case $Preset in
+  libcxx | m32 | s390x | arm64) need /usr/src/googletest/CMakeLists.txt googletest ;;
+  *) need /usr/include/gtest/gtest.h libgtest-dev ;;
 esac
 install_needed
 
 Options=()
 if [[ $Preset == m32 ]] && ! runs_32_bits; then
-  need qemu-i386 qemu-user
-  install_needed
   Options=(-DCMAKE_CROSSCOMPILING_EMULATOR=qemu-i386 -DBLOCKFIT_SANITIZE=undefined)
   echo "32-bit programs do not run here but in an emulator, which has no memory for AddressSanitizer's shadow"
 fi
-
-echo "Building build/$Preset"
-quietly cmake --preset "$Preset" "${Options[@]}"
-quietly cmake --build --preset "$Preset" --parallel "$(nproc)"
+build "$Preset" "${Options[@]}"
 ctest --preset "$Preset" --parallel "$(nproc)"
+
+if [[ $Preset == s390x || $Preset == arm64 ]]; then
+  build release
+  IFS=';' read -ra Emulator < <(sed -n 's/^CMAKE_CROSSCOMPILING_EMULATOR:.*=//p' "build/$Preset/CMakeCache.txt")
+  tests/same_output.py "$NUM_INPUTS" build/release/Blockfit "${Emulator[@]}" "build/$Preset/Blockfit"
+fi

@@ -5,6 +5,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source tools/lib/quietly.sh
 source tools/lib/packages.sh
+source tools/lib/build.sh
 
 need g++ g++
 need make make
@@ -15,9 +16,7 @@ need srec_cat srecord
 need /usr/include/gtest/gtest.h libgtest-dev
 install_needed
 
-echo "Building build/coverage"
-quietly cmake --preset coverage
-quietly cmake --build --preset coverage --parallel "$(nproc)"
+build coverage
 find build/coverage -name '*.gcda' -delete
 quietly ctest --preset coverage --parallel "$(nproc)"
 

@@ -6,6 +6,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source tools/lib/quietly.sh
 source tools/lib/packages.sh
+source tools/lib/build.sh
 
 need c++ g++
 need make make
@@ -23,8 +24,7 @@ fail() {
   exit 1
 }
 
-quietly cmake --preset release
-quietly cmake --build --preset release --parallel "$(nproc)" --target Blockfit blockfit_check
+build release
 quietly cmake -S examples/consumer -B build/consumer
 quietly cmake --build build/consumer
 

@@ -5,6 +5,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source tools/lib/quietly.sh
 source tools/lib/packages.sh
+source tools/lib/build.sh
 
 if ! [[ ${1:-} =~ ^[1-9][0-9]*$ ]]; then
   echo "Usage: tools/fuzz.sh SECONDS" >&2
@@ -41,8 +42,7 @@ fuzz() {
 }
 export -f fuzz
 
-quietly cmake --preset fuzz
-quietly cmake --build --preset fuzz --parallel "$(nproc)"
+build fuzz
 mkdir -p "$FINDINGS"
 
 mapfile -t Targets < <(find build/fuzz -maxdepth 1 -type f -name 'fuzz_*' -executable -printf '%f\n' | sort)

@@ -5,6 +5,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source tools/lib/quietly.sh
 source tools/lib/packages.sh
+source tools/lib/build.sh
 
 # Which tests: a regular expression over the names that ctest gives them, and a filter of GoogleTest's.
 THREAD_TESTS='MutexTable|ImageLock'
@@ -17,15 +18,11 @@ need valgrind valgrind
 need /usr/include/gtest/gtest.h libgtest-dev
 install_needed
 
-echo "Building build/thread"
-quietly cmake --preset thread
-quietly cmake --build --preset thread --parallel "$(nproc)"
+build thread
 # Not reported: a thread that releases what another holds. The tests do, and expect the refusal.
 TSAN_OPTIONS=report_mutex_bugs=0 ctest --preset thread --tests-regex "$THREAD_TESTS" --no-tests=error
 
-echo "Building build/memcheck"
-quietly cmake --preset memcheck
-quietly cmake --build --preset memcheck --parallel "$(nproc)"
+build memcheck
 # A finding in the program changes its exit status, which the tests compare.
 valgrind --quiet --leak-check=full --error-exitcode=99 --trace-children=yes \
   build/memcheck/blockfit_tests --gtest_filter="$RUN_TESTS" --gtest_brief=1

@@ -4,6 +4,8 @@
 #     need cmake cmake
 #     need /usr/include/gtest/gtest.h libgtest-dev
 #     install_needed
+#
+# With LIST_PACKAGES=1 a script prints what it would install, and does nothing else.
 
 MISSING_PACKAGES=()
 
@@ -20,6 +22,10 @@ need() {
 
 # Installs what is noted, in one go. Nothing is asked, and nothing printed of apt-get's but when it fails.
 install_needed() {
+  if [[ -n ${LIST_PACKAGES:-} ]]; then
+    echo "${MISSING_PACKAGES[@]}"
+    exit 0
+  fi
   ((${#MISSING_PACKAGES[@]} != 0)) || return 0
   local Packages="${MISSING_PACKAGES[*]}" AsRoot=()
   if ! command -v apt-get >/dev/null; then
@@ -34,8 +40,17 @@ install_needed() {
     AsRoot=(sudo)
   fi
   echo "Installing $Packages"
+  local Lock
+  exec {Lock}>"${TMPDIR:-/tmp}/blockfit-packages.lock"
+  flock "$Lock"  # apt-get update does not wait for another
   quietly "${AsRoot[@]}" apt-get -q update
-  quietly "${AsRoot[@]}" env DEBIAN_FRONTEND=noninteractive \
-    apt-get -qy install --no-install-recommends "${MISSING_PACKAGES[@]}" </dev/null
+  quietly "${AsRoot[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=300 \
+    -qy install --no-install-recommends "${MISSING_PACKAGES[@]}" </dev/null
+  exec {Lock}>&-
   MISSING_PACKAGES=()
+}
+
+# The same for a script that will need more, but needs these first to find out what.
+install_first() {
+  ((${#MISSING_PACKAGES[@]} == 0)) || install_needed
 }
