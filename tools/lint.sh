@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Checks layout (clang-format) and code (clang-tidy, cppcheck, shellcheck); any finding is an error.
+# Checks layout (clang-format) and code (clang-tidy, cppcheck; shellcheck, zsh, flake8); any finding is an error.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -12,16 +12,28 @@ need clang-format clang-format
 need run-clang-tidy clang-tidy
 need cppcheck cppcheck
 need shellcheck shellcheck
+need zsh zsh
+need flake8 flake8
 need make make
 need cmake cmake
 need /usr/include/gtest/gtest.h libgtest-dev
 need /usr/include/benchmark/benchmark.h libbenchmark-dev
 install_needed
 
-Sources=$(find src tests fuzz bench examples -name '*.cpp' -o -name '*.[ch]')
-Scripts=$(find tools tests bench -name '*.sh')
-mapfile -t Sources <<<"$Sources"
-mapfile -t Scripts <<<"$Scripts"
+# files PATTERN...: the files of the project whose names fit one of the patterns.
+files() {
+  local Names=() Pattern
+  for Pattern in "$@"; do
+    Names+=(-o -name "$Pattern")
+  done
+  find . \( -path './build*' -o -path ./.git -o -name node_modules \) -prune -o -type f \( "${Names[@]:1}" \) -print | sort
+}
+
+mapfile -t Sources < <(files '*.cpp' '*.[ch]')
+mapfile -t BashScripts < <(files '*.sh' '*.bash')
+mapfile -t ZshScripts < <(files '*.zsh' '_[A-Za-z]*')
+mapfile -t PythonScripts < <(files '*.py')
+BashScripts+=(.ci/run)
 
 echo "clang-format: ${#Sources[@]} files"
 clang-format --dry-run --Werror "${Sources[@]}"
@@ -55,5 +67,13 @@ cppcheck --quiet --error-exitcode=1 --enable=warning,style,performance,portabili
   --std=c++20 --std=c11 --library=posix --library=googletest --suppressions-list=tools/cppcheck-suppressions.txt \
   -I src -I tests src tests fuzz bench examples
 
-echo "shellcheck: $((${#Scripts[@]} + 1)) files"
-shellcheck --external-sources .ci/run "${Scripts[@]}"
+echo "shellcheck: ${#BashScripts[@]} files"
+shellcheck --external-sources "${BashScripts[@]}"
+
+echo "zsh: ${#ZshScripts[@]} files"
+for Script in "${ZshScripts[@]}"; do
+  zsh -n "$Script"
+done
+
+echo "flake8: ${#PythonScripts[@]} files"
+flake8 "${PythonScripts[@]}"
