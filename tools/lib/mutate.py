@@ -125,13 +125,19 @@ def run(command, folder, seconds=None):
             process.wait()
 
 
+def left_out(folder, names):
+    """What a copy of the project is made without: builds and what is installed or kept beside the sources."""
+    is_root = pathlib.Path(folder) == ROOT
+    return [name for name in names if name in (".git", "node_modules") or is_root and name.startswith("build")]
+
+
 class Copy:
     """A copy of the project with a build of it, in which one fault at a time is planted."""
 
     def __init__(self, number):
         self.folder = COPIES / str(number)
         shutil.rmtree(self.folder, ignore_errors=True)
-        shutil.copytree(ROOT, self.folder, ignore=shutil.ignore_patterns("build*", ".git"))
+        shutil.copytree(ROOT, self.folder, ignore=left_out)
         configure = ["cmake", "-S", ".", "-B", "build", "-DBLOCKFIT_TESTS=ON", "-DCMAKE_BUILD_TYPE=Debug"]
         is_built = run(configure + ["-DCMAKE_CXX_FLAGS_DEBUG=-O1"], self.folder) and self.build()
         start = time.monotonic()
