@@ -99,7 +99,6 @@ def refused():
         "count.hex": with_char(hex_good, 1, 1, "2"),
         "line-end.hex": hex_first + hex_second.replace("\n", " \n") + HEX_END,
         "too-short.hex": hex_record(4, 0, b"\x08") + hex_good,
-        "beyond-32-bits.hex": hex_linear(0xFFFF0000) + hex_record(0, 0xFFF8, bytes(16)) + HEX_END,
         "checksum.srec": with_char(s_good, 1, -1, "0"),
         "overlap.srec": s_first + s_record(1, 0x10F, b"\x55") + s_end,
         "not-srec.srec": s_good.lower(),
@@ -122,6 +121,7 @@ def samples():
         "sample.s37": s_file(3, 7),
         "sample.s": s_file(1, 9, size=20).lower().replace("s", "S"),
         "gaps.hex": gaps_hex(),
+        "beyond-32-bits.hex": hex_linear(0xFFFF0000) + hex_record(0, 0xFFF8, bytes(range(16))) + HEX_END,
     }
     texts |= {"refused/" + name: text for name, text in refused().items()}
     files = {name: text.encode() for name, text in texts.items()}
