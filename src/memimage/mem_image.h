@@ -16,7 +16,8 @@ struct PendingByte {
   uint8_t Value;
 };
 
-/// The image. Its fields are for its own operations; others may read NumAreas, NumChanges and HasLostBytes.
+/// The image. Its fields are for its own operations. Others may read NumAreas, NumChanges and HasLostBytes; a reader
+/// sets NumChanges to 0 at its end, and a writer that fails puts back the value it had.
 struct MemImage {
   DataArea* pFirstArea;      ///< Null when the image is empty.
   DataArea* pLastArea;       ///< Shortcut for appending; null when it has to be looked for.
@@ -63,7 +64,7 @@ int MEMIMG_Unlock(MemImage* pImage);
 /// and bytes are as before.
 /// A new area whose buffer cannot be had is kept without storage: it reads as the fill value, as does what is later
 /// added to it, the write succeeds, and HasLostBytes is set. Where a range without contents or an area without storage
-/// is joined to an area with storage, MEMIMG_ERASED_BYTE stands for its bytes from then on.
+/// is joined to an area with storage, its bytes are MEMIMG_ERASED_BYTE from then on.
 /// Appending after the last area is O(1) amortised; any other write is O(log areas).
 [[nodiscard]] int MEMIMG_WriteData(MemImage* pImage, uint64_t Addr, uint64_t NumBytes, const uint8_t* pData,
                                    int32_t FillByte);
@@ -76,14 +77,14 @@ int64_t MEMIMG_FindRun(MemImage* pImage, uint64_t Addr, uint64_t EndAddr, uint64
 
 /// Reads the first span of stored bytes in StartAddr to EndAddr (inclusive).
 /// MaxGap: holes of up to this many addresses are bridged; 0: the span is a single run.
-/// FillByte: its low 8 bits stand for every byte of the span that holds no data.
+/// FillByte: its low 8 bits take the place of every byte of the span that holds no data.
 /// pData: receives the span's bytes; pValid: receives 1 for each address that holds data, else 0; each has room for
 /// MaxNumBytes or is null.
 /// MaxNumBytes: the longest span; at least 2 to the power AlignEndBits.
-/// AlignStartBits, AlignEndBits: not 0: the start moves down to a multiple of 2 to this power, the end up to stand just
-/// before one; only the low five bits count.
-/// Returns the number of bytes and the first address in *pFoundAddr (may be null); 0 with nothing touched when no
-/// stored byte lies in the range. Pending bytes are seen. Reading front to back costs one walk of the chain in all.
+/// AlignStartBits, AlignEndBits: not 0: the start moves down to a multiple of 2 to this power, the end up to just
+/// before one; only the low five bits count. Returns the number of bytes and the first address in *pFoundAddr (may be
+/// null); 0 with nothing touched when no stored byte lies in the range. Pending bytes are seen. Reading front to back
+/// costs one walk of the chain in all.
 int64_t MEMIMG_ReadData(MemImage* pImage, uint64_t StartAddr, uint64_t EndAddr, uint64_t MaxGap, uint32_t FillByte,
                         uint8_t* pData, uint8_t* pValid, uint64_t* pFoundAddr, int64_t MaxNumBytes,
                         uint32_t AlignStartBits, uint32_t AlignEndBits);

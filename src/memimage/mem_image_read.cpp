@@ -11,7 +11,7 @@ struct Span {
   uint64_t NumBytes;  ///< Far from 2 to the power 64 in all steps, so that no sum wraps.
 };
 
-/// Where the bytes of a span go, and what stands for those that hold no data.
+/// Where the bytes of a span go, and what takes the place of those that hold no data.
 struct SpanOutput {
   uint8_t* pData;   ///< May be null.
   uint8_t* pValid;  ///< May be null.
@@ -26,7 +26,7 @@ uint64_t MaskOf(uint32_t Bits) {
 /// Goes on to the runs that follow within MaxGap until the span is long enough.
 void BridgeGaps(MemImage* pImage, Span* pSpan, uint64_t EndAddr, uint64_t MaxGap, uint64_t MaxNumBytes) {
   uint64_t Next = pSpan->Addr + pSpan->NumBytes;
-  // Next is 0 behind a run that ends at the top of the address space: nothing follows there.
+  // Next is 0 after a run that ends at the top of the address space: nothing follows there.
   while (pSpan->NumBytes < MaxNumBytes && Next != 0) {
     uint64_t Found = 0;
     const uint64_t NumBytes = static_cast<uint64_t>(MEMIMG_FindRun(pImage, Next, EndAddr, &Found));
@@ -89,7 +89,7 @@ bool IsWithin(const Span& Range, const DataArea& Area) {
   return Area.Addr <= Range.Addr && Range.Addr + (Range.NumBytes - 1) <= AREA_LastOf(Area);
 }
 
-/// Fills the span from the areas: one fill, and one copy an area; the copy alone where one area has it all.
+/// Fills the span from the areas: one fill, and one copy an area. Where one area has it all, only the copy.
 void FillFromAreas(const DataArea* pArea, const Span& Range, const SpanOutput& Out) {
   if (AREA_HasStorage(*pArea) && IsWithin(Range, *pArea)) {
     CopyOverlap(*pArea, Range, Out);

@@ -133,7 +133,7 @@ void OUTSTREAM_Close(OutStream* pStream) {
     return;
   }
   WriteBuffer(pStream);
-  // Network and quota file systems tell of a lost write only here.
+  // Network file systems and those with quotas report a lost write only here.
   if (SYS_FileClose(static_cast<uint32_t>(pStream->hFile)) != 0) {
     NoteWriteError(*pStream);
   }

@@ -22,7 +22,7 @@ struct ConditionedFile {
   uint64_t NumInBlock;  ///< Characters written to the current block, fill included; below BlockAlign.
 };
 
-/// Bytes of one stored run that make one record, or two after a cut; both have the type that the whole needs.
+/// Bytes of one stored run that become one record, or two after a cut. Both have the type that the piece needs.
 struct Piece {
   uint64_t Addr;
   uint32_t NumBytes;
@@ -65,7 +65,7 @@ void WriteRecord(ConditionedFile* pFile, const Piece& Part) {
   Advance(pFile, static_cast<uint64_t>(NumChars));
 }
 
-/// Returns how many bytes of a piece that does not fit can be written before the block ends: whole line groups.
+/// Returns how many bytes of a piece that does not fit can be written before the block ends: complete line groups.
 uint32_t BytesBeforeCut(const ConditionedFile& File, const Piece& Whole) {
   const uint64_t Room = RoomIn(File);
   const uint64_t Overhead = OverheadOf(Whole.Type);

@@ -1,5 +1,5 @@
 /// Writes a memory image as a conditioned S-record file: one whose consumer can take it in blocks of a fixed size and
-/// understand each block alone.
+/// understand each block by itself.
 #pragma once
 
 #include <cstdint>

@@ -14,6 +14,6 @@ constexpr uint32_t SREC_TYPE_END16 = 9;
 /// Appends one record to the stream as a line of upper-case digits that ends in CR LF.
 /// Type: one of the above; the low 2, 3 or 4 bytes of Address enter the record, by type.
 /// NumBytes: data bytes at pData; 0 or less means none. The count byte limits them to 252, 251 or 250, by type.
-/// Returns the length of the line in characters, or 0 with nothing written when there is no such record. What becomes
-/// of the line on its way to the file, the stream's message text tells.
+/// Returns the length of the line in characters, or 0 with nothing written when there is no such record. A failed write
+/// shows in the stream's message text.
 int32_t SREC_EncodeRecord(OutStream* pStream, uint32_t Type, uint32_t Address, int32_t NumBytes, const uint8_t* pData);

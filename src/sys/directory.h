@@ -1,4 +1,4 @@
-/// What stands at a path, and making directories.
+/// What is at a path, and making directories.
 #pragma once
 
 #include <cstdint>

@@ -7,7 +7,7 @@
 #include <array>
 #include <cstdint>
 
-/// One slot of the table. A handle is the address of a slot; null stands for no mutex.
+/// One slot of the table. A handle is the address of a slot; null means no mutex.
 struct MutexSlot {
   uint32_t IsInUse;             ///< 1 while the slot holds a live mutex.
   std::array<char, 32> acName;  ///< Its name, empty for none.
@@ -30,7 +30,7 @@ constexpr int SYS_LOCK_TIMEOUT = 258;
 /// none.
 void SYS_DestroyMutex(MutexSlot** ppMutex);
 
-/// Takes the mutex, again if this thread holds it: every take wants a release. A wait with a timeout polls every
+/// Takes the mutex, also if this thread holds it already: every take needs a release. A wait with a timeout polls every
 /// millisecond against the wall clock.
 /// Returns 0 when taken, SYS_LOCK_TIMEOUT, or SYS_LOCK_ERROR for an invalid handle or an error of the mutex.
 [[nodiscard]] int SYS_LockMutex(MutexSlot* pMutex, uint32_t TimeoutMs);

@@ -1,4 +1,4 @@
-/// The full formatter: flags, '*' arguments, and a result that counts the whole text. It makes the error messages.
+/// The full formatter: flags, '*' arguments, and a result that counts the complete text. It makes the error messages.
 #pragma once
 
 #include <cstdarg>
@@ -9,8 +9,8 @@
 /// Formats into *pBuffer after what it counts already; stores at most BufSize - 1 characters and then a terminator.
 ///
 /// A conversion is written as %, flags ('-' left-justify, '+' and ' ' show a sign for every number, '0' fill numbers
-/// with zeros unless a precision is given, '#' without effect), a width, a precision ('.' and digits or '*'; '.' alone
-/// is 0), a run of 'h' and 'l' without effect, and a letter; all numbers are read as 32-bit arguments:
+/// with zeros unless a precision is given, '#' without effect), a width, a precision ('.' and digits or '*'; a
+/// lone '.' is 0), a run of 'h' and 'l' without effect, and a letter; all numbers are read as 32-bit arguments:
 ///   d        signed decimal
 ///   u o x X  unsigned decimal, octal, hexadecimal with upper-case digits (both)
 ///   c        a character, whatever the width

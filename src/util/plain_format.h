@@ -11,7 +11,7 @@
 /// more: the argument has 64 bits, else 32) and a letter:
 ///   d i    signed decimal; a '-' comes first, then the width fill, then the digits: the sign does not count
 ///   u x X  unsigned decimal, lower-case and upper-case hexadecimal
-///   c s    a character; a text, whole, or "(null)" for a null pointer; width and precision are ignored
+///   c s    a character; a complete text, or "(null)" for a null pointer; width and precision are ignored
 ///   p      the pointer in lower-case hexadecimal, filled with spaces to 8 characters
 ///   %      a '%'
 /// Width fills with spaces on the left, precision with leading zeros. Any other conversion character prints nothing and

@@ -5,5 +5,5 @@
 /// characters and more prints nothing.
 __attribute__((format(printf, 1, 2))) void UTIL_Printf(const char* pFormat, ...);
 
-/// Prints pText, unformatted and whole, as a line.
+/// Prints pText as a line, unformatted and at any length.
 void UTIL_PrintLine(const char* pText);
