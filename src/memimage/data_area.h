@@ -10,8 +10,6 @@
 ///     [ NumBytesFront | NumBytes | room at the end ]
 ///                     ^ pData
 ///                     |<----- NumBytesAlloc ------>|
-///
-/// The first buffer of a short run is part of the heap block of its record.
 struct DataArea {
   DataArea* pNext;         ///< Next area (higher addresses), null for the last.
   uint8_t* pData;          ///< The contents, NumBytes bytes; null for an area without storage.
