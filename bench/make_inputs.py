@@ -7,7 +7,8 @@ import random
 import sys
 from pathlib import Path
 
-DENSE, RAW, SMALL = "dense.hex", "raw.bin", "small.hex"
+DENSE, RAW, SMALL, SECTIONS = "dense.hex", "raw.bin", "small.hex", "sections.srec"
+NUM_SECTIONS, SECTION_DISTANCE = 24, 1 << 20
 DENSE_BYTES, SMALL_BYTES = 32 << 20, 4 << 10
 RECORD_BYTES = 16
 SIZES = [8 << 10, 32 << 10, 128 << 10, 512 << 10]
@@ -54,6 +55,16 @@ def s_records(order, num_records):
     yield s_record(7, 0, b"")
 
 
+def sections(num_records):
+    """Sections far apart, each ascending, in a random order: a program as a linker may write it."""
+    starts = [0x08000000 + i * SECTION_DISTANCE for i in range(NUM_SECTIONS)]
+    random.shuffle(starts)
+    for start in starts:
+        for addr in range(start, start + num_records // NUM_SECTIONS * RECORD_BYTES, RECORD_BYTES):
+            yield s_record(3, addr, random.randbytes(RECORD_BYTES))
+    yield s_record(7, 0, b"")
+
+
 def main():
     folder = Path(sys.argv[1])
     random.seed(20)
@@ -61,6 +72,7 @@ def main():
     (folder / RAW).write_bytes(data)
     (folder / DENSE).write_bytes(b"".join(intel_hex(data)))
     (folder / SMALL).write_bytes(b"".join(intel_hex(data[:SMALL_BYTES])))
+    (folder / SECTIONS).write_bytes(b"".join(sections(256 << 10)))
     for order in ORDERS:
         for num_records in SIZES:
             (folder / ordered(order, num_records)).write_bytes(b"".join(s_records(order, num_records)))

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Measures the release build beside other tools and plain copying: prints the results as Markdown and draws
 # docs/performance.svg. bench/run.sh [ROUNDS]: 7 if not given; fewer than 5 are for trying it out and draw nothing.
-# BUILD_DIR: another build directory than build. TMPDIR: where inputs and outputs go, some 600 MB.
+# BEFORE: another build of the program, to measure beside this one. BUILD_DIR: a build directory other than build.
+# TMPDIR: where inputs and outputs go, some 600 MB.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -30,7 +31,7 @@ quietly cmake --build "$BuildDir" --target Blockfit
 Scratch=$(mktemp -d)
 trap 'rm -rf "$Scratch"' EXIT
 python3 -B bench/make_inputs.py "$Scratch"
-python3 -B bench/measure.py "$BuildDir/Blockfit" "$Scratch" "$Rounds" "$Scratch/times.json"
+python3 -B bench/measure.py "$BuildDir/Blockfit" "$Scratch" "$Rounds" "$Scratch/times.json" ${BEFORE:+"$BEFORE"}
 if ((Rounds >= 5)); then
   python3 -B bench/plot.py "$Scratch/times.json" >docs/performance.svg
 fi
