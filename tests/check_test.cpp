@@ -141,7 +141,7 @@ TEST(Check, TakesOptionsAndFiles) {
       {"--conditioned d.hex", "2 d.hex: error: Could not read file. (Is a directory)\n"},
       {"--conditioned missing", "2 missing: error: Could not read file. (No such file or directory)\n"},
       {"x.txt ''", "2 x.txt: error: Unsupported file extension.\n: error: The file name is empty.\n"},
-      {"--version", "0 blockfit-check 1.00\n"},
+      {"--version", "0 blockfit-check " BLOCKFIT_VERSION "\n"},
       {"", "2 blockfit-check: no file is named\n" + Try},
       {"--base -1 x", "2 blockfit-check: --base takes a number from 0 to 0xFFFFFFFF, not '-1'\n" + Try},
       {"--block 35 x", "2 blockfit-check: --block takes an even number from 34 to 0xFFFFFFFE, not '35'\n" + Try},

@@ -7,7 +7,7 @@
 
 namespace {
 
-const std::string TITLE = "VORNEX conditioner for drag & drop programming files V1.00 (compiled ";
+const std::string TITLE = "VORNEX conditioner for drag & drop programming files V" BLOCKFIT_VERSION " (compiled ";
 const std::string USAGE =
     ")\n\nhttps://vornex.example/blockfit\n\n"
     "Usage: Blockfit [-BaseAddr <Addr>] <InputFile>\n"
