@@ -17,7 +17,7 @@ void FreeBuffer(DataArea* pArea) {
   }
 }
 
-/// Returns the bytes of an area as a range to be written.
+/// Returns the bytes of an area as a range to be written. Without storage they have no contents.
 WriteRange RangeOf(const DataArea& Area) {
   return {Area.Addr, Area.NumBytes, Area.pData, -1};
 }
@@ -29,22 +29,6 @@ void PutBytes(uint8_t* pDest, const WriteRange& Range) {
   } else {
     std::memset(pDest, Range.FillByte >= 0 ? Range.FillByte : MEMIMG_ERASED_BYTE, NumBytes);
   }
-}
-
-/// Moves the contents to a new buffer with NewFront bytes before them and NewAlloc bytes from them on. An area without
-/// storage gets some.
-[[nodiscard]] bool MoveToNewBuffer(DataArea* pArea, uint64_t NewFront, uint64_t NewAlloc) {
-  const uint64_t Size = NewFront + NewAlloc;
-  uint8_t* pBlock = Size <= UINT32_MAX ? static_cast<uint8_t*>(SYS_Alloc(static_cast<uint32_t>(Size))) : nullptr;
-  if (pBlock == nullptr) {
-    return false;
-  }
-  PutBytes(pBlock + NewFront, RangeOf(*pArea));
-  FreeBuffer(pArea);
-  pArea->pData = pBlock + NewFront;
-  pArea->NumBytesAlloc = NewAlloc;
-  pArea->NumBytesFront = NewFront;
-  return true;
 }
 
 /// Makes room for NumBytes more bytes after the contents. What is allocated beyond them grows with the buffer, so that
@@ -67,18 +51,23 @@ void PutBytes(uint8_t* pDest, const WriteRange& Range) {
 }
 
 /// Makes room for NumBytes more bytes before the contents, and as much again as there are contents: an area that grows
-/// downwards is then moved as rarely as its length doubles.
+/// downwards is then moved as rarely as its length doubles. The sum with the new bytes is a legal length, so the size
+/// of the buffer fits.
 [[nodiscard]] bool ReserveInFront(DataArea* pArea, uint64_t NumBytes) {
-  return pArea->NumBytesFront >= NumBytes || MoveToNewBuffer(pArea, NumBytes + pArea->NumBytes, pArea->NumBytesAlloc);
-}
-
-/// Makes sure that both areas have storage or neither has.
-[[nodiscard]] bool MakeStorageAlike(DataArea* pArea, DataArea* pNext) {
-  if (AREA_HasStorage(*pArea) == AREA_HasStorage(*pNext)) {
+  if (pArea->NumBytesFront >= NumBytes) {
     return true;
   }
-  DataArea* pWithout = AREA_HasStorage(*pArea) ? pNext : pArea;
-  return MoveToNewBuffer(pWithout, 0, pWithout->NumBytes);
+  const uint64_t NewFront = NumBytes + pArea->NumBytes;
+  uint8_t* pBlock = static_cast<uint8_t*>(SYS_Alloc(static_cast<uint32_t>(NewFront + pArea->NumBytes)));
+  if (pBlock == nullptr) {
+    return false;
+  }
+  PutBytes(pBlock + NewFront, RangeOf(*pArea));
+  FreeBuffer(pArea);
+  pArea->pData = pBlock + NewFront;
+  pArea->NumBytesAlloc = pArea->NumBytes;
+  pArea->NumBytesFront = NewFront;
+  return true;
 }
 
 /// Copies the gap and the next area to the end of an area.
@@ -160,13 +149,11 @@ bool AREA_AddInFront(DataArea* pArea, const WriteRange& Range) {
 }
 
 bool AREA_Join(DataArea* pArea, const WriteRange& Gap, DataArea* pNext) {
-  if (!MakeStorageAlike(pArea, pNext)) {
-    return false;
-  }
   const uint64_t Sum = pArea->NumBytes + Gap.NumBytes + pNext->NumBytes;
-  if (AREA_HasStorage(*pArea)) {
+  if (AREA_HasStorage(*pArea) || AREA_HasStorage(*pNext)) {
     const bool IsNextLonger = pNext->NumBytes > pArea->NumBytes;
-    if (!(IsNextLonger ? JoinInFront(pArea, Gap, pNext) : JoinAtEnd(pArea, Gap, *pNext))) {
+    const bool IsNextKept = AREA_HasStorage(*pNext) && (IsNextLonger || !AREA_HasStorage(*pArea));
+    if (!(IsNextKept ? JoinInFront(pArea, Gap, pNext) : JoinAtEnd(pArea, Gap, *pNext))) {
       return false;
     }
   }

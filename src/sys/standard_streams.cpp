@@ -4,9 +4,11 @@
 #include <unistd.h>
 
 bool SYS_OpenMissingStandardStreams() {
-  int Descriptor = STDIN_FILENO;
-  while (Descriptor >= 0 && Descriptor <= STDERR_FILENO) {
-    Descriptor = open("/dev/null", O_RDWR);  // takes the lowest descriptor that is free
+  for (int Descriptor = STDIN_FILENO; Descriptor <= STDERR_FILENO; ++Descriptor) {
+    // The lowest free descriptor is the missing one: those below it are open.
+    if (fcntl(Descriptor, F_GETFD) == -1 && open("/dev/null", O_RDWR) != Descriptor) {
+      return false;
+    }
   }
-  return Descriptor >= 0 && close(Descriptor) == 0;
+  return true;
 }
