@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# Builds the page, build/web/blockfit.html, which has the program in it, and tests it in a browser.
+# With the argument "build" it only builds; with "screenshots" it makes the documentation's pictures of the page anew.
+set -euo pipefail
+
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+source tools/lib/quietly.sh
+source tools/lib/packages.sh
+source tools/lib/build.sh
+
+Task=${1:-test}
+need make make
+need cmake cmake
+need em++ emscripten
+need python3 python3
+if [[ $Task != build ]]; then
+  need c++ g++
+  need chromium chromium
+  need node nodejs
+  need npm npm
+  need /usr/share/fonts/truetype/dejavu/DejaVuSansMono.ttf fonts-dejavu-core
+fi
+if [[ $Task == screenshots ]]; then
+  need pngquant pngquant
+fi
+install_needed
+
+# Where Debian keeps the packages that its emscripten needs; a node that is not Debian's does not look there.
+export NODE_PATH=/usr/share/nodejs
+build web
+Size=$(stat --format=%s build/web/blockfit.html)
+echo "build/web/blockfit.html: $Size bytes"
+((Size < 500000)) || exit 1
+[[ $Task != build ]] || exit 0
+
+build release
+cd web
+[[ node_modules/.package-lock.json -nt package-lock.json ]] || quietly npm ci --no-audit --no-fund
+if [[ $Task == screenshots ]]; then
+  node test/screenshots.mjs
+  pngquant --force --ext .png --speed 1 ../docs/web-*.png
+else
+  node --test test/page.test.mjs
+fi
