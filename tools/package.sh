@@ -75,6 +75,8 @@ try() {
   cd - >/dev/null
 }
 
+tools/web.sh build
+
 # As Debian builds its packages.
 export DEB_BUILD_MAINT_OPTIONS="hardening=+all reproducible=-timeless"
 CXXFLAGS="$(dpkg-buildflags --get CXXFLAGS) $(dpkg-buildflags --get CPPFLAGS)"

@@ -197,7 +197,7 @@ function buildCard(job) {
   job.card = make('article', { className: 'card' },
     make('div', { className: 'head' },
       job.heading, make('span', { className: 'size' }, `${formatCount(file.size, 'byte')}`), job.stateText,
-      makeButton('×', () => removeJob(job), { className: 'remove', ariaLabel: `Remove ${file.name}` })),
+      makeButton('×', () => removeJob(job), { className: 'remove', 'aria-label': `Remove ${file.name}` })),
     job.baseField?.element ?? null,
     make('div', { className: 'actions' }, job.bar, job.cancelButton, job.startButton,
       make('label', { className: 'name' }, make('span', {}, 'Output name'), make('span', { className: 'suffixed' }, job.nameBox, '.srec')),
@@ -238,7 +238,7 @@ function makeFinding(finding) {
     const width = String(finding.line + 9).length;
     const row = (number, text) => `${String(number).padStart(width)}  ${text}\n`;
     const { line, around = [] } = finding;
-    children.push(make('pre', { tabIndex: 0, role: 'region', ariaLabel: `Around line ${line}` },
+    children.push(make('pre', { tabIndex: 0, role: 'region', 'aria-label': `Around line ${line}` },
       ...around.filter(({ number }) => number < line).map(({ number, text }) => row(number, text)),
       make('b', {}, row(line, finding.excerpt), row('', `${' '.repeat(finding.markColumn)}^`)),
       ...around.filter(({ number }) => number > line).map(({ number, text }) => row(number, text))));
@@ -312,7 +312,7 @@ function makeRunTable(runs, numRuns, numBytes) {
   };
   showRest();
   const head = ['first', 'last', 'bytes', 'hexadecimal'].map((text) => make('th', { scope: 'col' }, text));
-  return make('div', { className: 'runs', tabIndex: 0, role: 'region', ariaLabel: 'Table of runs' },
+  return make('div', { className: 'runs', tabIndex: 0, role: 'region', 'aria-label': 'Table of runs' },
     make('table', {},
       make('caption', {}, `${formatCount(numRuns, 'run')}, ${formatCount(numBytes, 'byte')}`),
       make('thead', {}, make('tr', {}, ...head)), body),
