@@ -50,7 +50,7 @@ function addFiles(files) {
   const added = [...files].map(addFile);
   added.forEach((job) => { job.details.open = jobs.length === 1; });
   added.filter((job) => !job.needsStart).forEach(enqueue);
-  (added.find((job) => job.needsStart)?.startButton ?? added[0]?.heading)?.focus();
+  (added.find((job) => job.needsStart)?.baseField.element.querySelector('input') ?? added[0]?.heading)?.focus();
 }
 
 function addFile(file) {

@@ -133,7 +133,7 @@ async function condition({ program, file, baseAddr, blockAlign, lineAlign }) {
     if (/memory|malloc/i.test(error.text)) {
       throw new RangeError(error.text);
     }
-    return { refused: { ...error, around: error.line ? linesAround(FS.readFile(inputPath), error.line) : [] } };
+    return { refused: { ...error, around: error.line ? linesAround(FS.lookupPath(inputPath).node.contents, error.line) : [] } };
   }
   const runs = listRuns(blockfit);
   FS.unlink(inputPath); // its memory is free for the output

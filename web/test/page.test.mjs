@@ -238,6 +238,24 @@ test('pictures can be read with the keyboard', () => withPage('file', {}, async 
   }
 }));
 
+test('a file with very many runs and records is drawn with few parts, and all blocks can be reached', () =>
+  withPage('file', {}, async (page) => {
+    const path = join(scratch, 'sparse.srec');
+    const record = (addr) => {
+      const body = Buffer.from([4, addr >> 8, addr & 0xFF, 0]);
+      return `S1${body.toString('hex')}${(~body.reduce((a, b) => a + b) & 0xFF).toString(16).padStart(2, '0')}\n`;
+    };
+    writeFileSync(path, Array.from({ length: 20000 }, (_, i) => record(3 * i + 1000 * (i >> 12))).join(''));
+    await page.setInputFiles('#choose', path);
+    const found = await waitForState(page, 'sparse.srec', 'done');
+    assert.match(await found.innerText(), /20,000 runs are drawn as 5 areas[^]*19,980 runs not shown/);
+    assert.match(await found.locator('.warning').innerText(), /^Line 20,000: no end record/);
+    assert.ok(await found.locator('.part').count() < 8 * 130 + 10);
+    await found.getByRole('button', { name: 'Last' }).click();
+    await page.getByText('Blocks 32 to 34 of 0 to 34').waitFor();
+    assert.match(await found.locator('svg.blocks .part').last().getAttribute('aria-label'), /^End record; block 34/);
+  }));
+
 for (const [colorScheme, width] of [['light', 1180], ['dark', 360]]) {
   test(`nothing serious is inaccessible, overlaps or sticks out: ${colorScheme}, ${width} pixels`, () =>
     withPage('file', { colorScheme, viewport: { width, height: 800 } }, async (page) => {
