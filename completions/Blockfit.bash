@@ -1,4 +1,4 @@
-# Bash completion for Blockfit: at most two options with their values, then a file of one of the seven extensions.
+# Bash completion for Blockfit: at most two options with their values, then a file with one of the seven extensions.
 
 _Blockfit() {
   local Word=${COMP_WORDS[COMP_CWORD]} Before=${COMP_WORDS[COMP_CWORD - 1]} Option File

@@ -1,4 +1,4 @@
-# Bash completion for blockfit-check: options, then files of one of the seven extensions.
+# Bash completion for blockfit-check: options, then files with one of the seven extensions.
 
 _blockfit_check() {
   local Word=${COMP_WORDS[COMP_CWORD]} Before=${COMP_WORDS[COMP_CWORD - 1]} File
