@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds the program with each compiler as Debug and MinSizeRel, warnings being errors, and runs it; once more without
-# what only some linkers know.
+# Builds the program with each compiler as Debug and MinSizeRel, with warnings as errors, and runs it; then once more
+# without linker options that not every linker has.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds and runs all tests, after installing what that takes. Which build: tools/check.sh [PRESET], a preset with tests
-# (CONTRIBUTING.md). For another machine, also compares the program with the one that is built for this machine.
+# Builds and runs all tests, after installing what they need: tools/check.sh [PRESET], where PRESET has tests (see
+# CONTRIBUTING.md). For another machine, also compares the program's output with that of the native build.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -8,10 +8,10 @@ source tools/lib/quietly.sh
 source tools/lib/packages.sh
 source tools/lib/build.sh
 
-# How many generated inputs two builds of the program are compared with.
+# The number of generated inputs used to compare two builds of the program.
 NUM_INPUTS=400
 
-# Whether a 32-bit program runs here: not every 64-bit system lets them.
+# Whether 32-bit programs run here: not every 64-bit system allows them.
 runs_32_bits() {
   local Scratch Status=0
   Scratch=$(mktemp -d)
@@ -38,7 +38,7 @@ case $Preset in
     ;;
   m32)
     install_first
-    # g++-multilib cannot be installed beside compilers for other machines; the package of one version can.
+    # g++-multilib conflicts with compilers for other machines; the package for one version does not.
     need "/usr/lib/gcc/*/*/32/libstdc++.a" "g++-$(g++ -dumpversion)-multilib"
     install_first
     runs_32_bits || need qemu-i386 qemu-user
@@ -63,7 +63,7 @@ install_needed
 Options=()
 if [[ $Preset == m32 ]] && ! runs_32_bits; then
   Options=(-DCMAKE_CROSSCOMPILING_EMULATOR=qemu-i386 -DBLOCKFIT_SANITIZE=undefined)
-  echo "32-bit programs do not run here but in an emulator, which has no memory for AddressSanitizer's shadow"
+  echo "32-bit programs run only in an emulator here, which has no memory for AddressSanitizer's shadow"
 fi
 build "$Preset" "${Options[@]}"
 ctest --preset "$Preset" --parallel "$(nproc)"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Tries blockfit_condition on copies of examples/cmake, with Ninja and with Make, in each way of including Blockfit:
-# that the files are right, that they are made when and only when something has changed, that a failure leaves none and
-# is tried again, and that the including project stays as it is.
+# Tests blockfit_condition on copies of examples/cmake, with Ninja and with Make, for each way of including Blockfit:
+# the files are correct, they are remade when (and only when) something has changed, a failure leaves no file and is
+# tried again, and the including project is not changed.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -24,7 +24,7 @@ fail() {
   exit 1
 }
 
-# expect_failure TEXT COMMAND...: the command fails and says TEXT.
+# expect_failure TEXT COMMAND...: the command must fail and print TEXT.
 expect_failure() {
   local Said
   ! Said=$("${@:2}" 2>&1) || fail "succeeded: ${*:2}"
@@ -32,8 +32,8 @@ expect_failure() {
   [[ $Said == *"$1"* ]] || fail "does not say '$1': $Said"
 }
 
-# copy_example WAY: a copy of the example in the folder $Project that includes Blockfit that way, and says which of its
-# variables and folder properties have changed by that.
+# copy_example WAY: copies the example to the folder $Project. The copy includes Blockfit that way, and reports which of
+# its variables and folder properties this has changed.
 copy_example() {
   Project="$Scratch/$1/firmware folder"
   mkdir -p "$Scratch/$1"
@@ -60,7 +60,7 @@ get_directory_property(WasOptions COMPILE_OPTIONS)'
     echo 'get_cmake_property(Names VARIABLES)
 get_directory_property(Options COMPILE_OPTIONS)
 foreach(Name IN LISTS Names)
-  # CMake itself sets some for a language and a version.
+  # CMake itself sets some of these for a language or a version.
   if(Name MATCHES "^CMAKE_(MATCH|CXX_(COMPILER|FLAGS)|PROJECT_VERSION)_?")
     continue()
   endif()
@@ -79,7 +79,7 @@ endif()'
   } >>"$Project/CMakeLists.txt"
 }
 
-# The files of the example are those of the present sources, in the form that is asked for.
+# The example's files must match the current sources, in the requested form.
 expect_right() {
   objcopy -O ihex "$Build/app" "$Scratch/app.hex"
   quietly "$Check" --against "$Scratch/app.hex" "$Build/app.srec"
@@ -99,7 +99,7 @@ try_builds() {
   local Times
   Times=$(stat -c '%y %n' "$Build"/*.srec)
   quietly cmake --build "$Build"
-  [[ $(stat -c '%y %n' "$Build"/*.srec) == "$Times" ]] || fail "$Build: made again without a change"
+  [[ $(stat -c '%y %n' "$Build"/*.srec) == "$Times" ]] || fail "$Build: remade without a change"
 
   sed -i 's/34}/35}/' "$Project/main.c"
   echo "more" >>"$Project/../sample.bin"
@@ -107,7 +107,7 @@ try_builds() {
   expect_right
 }
 
-# expect_no_file NAME TEXT: the build fails with the text, twice, and leaves nothing of the file.
+# expect_no_file NAME TEXT: the build must fail twice with the text, and leave no trace of the file.
 expect_no_file() {
   expect_failure "$2" cmake --build "$Build"
   expect_failure "$2" cmake --build "$Build"
@@ -119,7 +119,7 @@ try_failures() {
   expect_no_file sample.srec "sample.hex:2: error: "
   expect_failure "Failed with error code -1" cmake --build "$Build"
   cp examples/sample.hex "$Project"
-  # More than 32 bits, which objcopy refuses.
+  # An address of more than 32 bits, which objcopy refuses.
   echo 'const int Far __attribute__((section(".far"))) = 1;' >>"$Project/main.c"
   sed -i 's/-Tdata=0x20000/&,--section-start=.far=0x100000000/' "$Project/CMakeLists.txt"
   expect_no_file app.srec "app.srec was not made"
@@ -138,7 +138,7 @@ try_way() {
   [[ $1 != find_package ]] || try_failures
   quietly cmake --install "$Build" --prefix "$Scratch/nothing"
   [[ ! -e $Scratch/nothing && ! -e $Build/CPackConfig.cmake && ! -e $Build/Blockfit ]] ||
-    fail "$1: installs, packs or adds to the including project's output"
+    fail "$1: installs, packages or adds to the including project's output"
   rm -rf "${Scratch:?}/$1"
 }
 

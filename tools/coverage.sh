@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Measures how much of src/ the tests reach, line by line and branch by branch, and lists what they do not.
+# Measures how much of src/ the tests reach, by line and by branch, and lists what they do not reach.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds the API reference (build/docs/api/index.html) and checks all that is written: that nothing in it is undefined
-# or leads nowhere, and that samples, picture, examples, options and version agree with what the tool does today.
+# Builds the API reference (build/docs/api/index.html) and checks all documentation: that every name and link in it
+# exists, and that samples, picture, examples, options and version match what the tool does today.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -31,20 +31,20 @@ quietly cmake --build build/consumer
 echo "Version"
 Version=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' build/release/CMakeCache.txt)
 [[ $(grep -m 1 -oP '^## \[\K[0-9][^]]*' CHANGELOG.md) == "$Version" ]] ||
-  fail "CHANGELOG.md: its latest release is not $Version, the version in CMakeLists.txt"
+  fail "CHANGELOG.md: the latest release is not $Version, the version in CMakeLists.txt"
 
 echo "API reference"
 mkdir -p build/docs
 { cat docs/Doxyfile && echo "PROJECT_NUMBER = $Version"; } | quietly doxygen -
 
 echo "Manual page"
-# A page of ours that the other one refers to is found in no folder of the system's.
+# Our pages refer to each other, but mandoc finds neither in the system's folders.
 Warnings=$(mandoc -T lint man/*.1 | grep -v 'referenced manual not found' || true)
 Warnings+=$(man --warnings=all --local-file man/*.1 2>&1 >/dev/null)
 [[ -z $Warnings ]] || fail "$Warnings"
 
 echo "Options and extensions"
-# expect_in WORD FILE...: the word stands in each of the files, with no letter or digit before or behind it.
+# expect_in WORD FILE...: each of the files must contain the word, with no letter or digit next to it.
 expect_in() {
   local File
   for File in "${@:2}"; do

@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""Checks the Markdown pages of the tree: that links lead somewhere, that code is the tree's, and that examples hold.
+"""Checks the Markdown pages of the tree: that links work, that quoted code is in the sources, and that examples work.
 
-A link within the tree must name a file or folder that is there, and an anchor a heading of that page. A path in
-backquotes must be there, a name like SYS_Alloc must stand in the sources, and a block marked "cpp" must stand there
-word for word. An example is a fenced block marked "console": lines that begin with "$ " are run by bash, one after the
-other, and what follows such a line is what it must print; a line "..." stands for any lines. Each page's examples run
-in a folder of their own, which holds a copy of examples/, and the sample of each kind as fw.hex, fw.bin, fw.elf and so
-on. A block marked with a language and a file name is written to that file. Needs Python 3 and objcopy.
+A link within the tree must name an existing file or folder, and an anchor must be a heading of that page. A path in
+backquotes must exist, a name like SYS_Alloc must occur in the sources, and so must a block marked "cpp", word for word.
+An example is a fenced block marked "console": lines that begin with "$ " are run by bash, one after the other, and the
+lines that follow are what each must print; a line "..." matches any lines. Each page's examples run in a new folder,
+which holds a copy of examples/, and a sample of each kind as fw.hex, fw.bin, fw.elf and so on. A block marked with a
+language and a file name is written to that file. Needs Python 3 and objcopy.
 """
 
 import argparse
@@ -29,7 +29,7 @@ MARK = "--- end of the command ---"
 class Page:
     path: pathlib.Path
     text: list  # (line number, line) outside of fenced blocks
-    blocks: list  # (line number, what the block is marked as, lines)
+    blocks: list  # (line number, the block's mark, lines)
 
 
 def read_page(path):
@@ -50,7 +50,7 @@ def read_page(path):
 
 
 def anchors(page):
-    """The anchors of a page's headings: lower case, blanks to hyphens; letters, digits, - and _ stay."""
+    """The anchors of a page's headings: lower case, spaces become hyphens, only letters, digits, - and _ are kept."""
     found = set()
     for _, line in page.text:
         heading = re.match(r"#+ +(.*)", line)
@@ -69,7 +69,7 @@ def check_links(page, pages):
             name, _, anchor = link.partition("#")
             target = (page.path.parent / name).resolve() if name else page.path
             if not target.exists() or ROOT not in [target, *target.parents]:
-                yield number, f"nothing stands at {link}"
+                yield number, f"{link} does not exist"
             elif anchor and (target not in pages or anchor not in anchors(pages[target])):
                 yield number, f"no such heading: {link}"
 
@@ -77,17 +77,18 @@ def check_links(page, pages):
 def check_code(page, sources):
     for number, line in page.text:
         for code in re.findall(r"`([^`]*)`", line):
-            if re.fullmatch(r"(src|tests|docs|tools|examples|man|cmake|\.ci)/[\w./-]*", code) and not (ROOT / code).exists():
-                yield number, f"nothing stands at {code}"
+            is_path = re.fullmatch(r"(src|tests|docs|tools|examples|man|cmake|\.ci)/[\w./-]*", code)
+            if is_path and not (ROOT / code).exists():
+                yield number, f"{code} does not exist"
             if re.fullmatch(r"[A-Z]{2,}_\w+", code) and not re.search(rf"\b{code}\b", sources):
-                yield number, f"{code} stands nowhere in the sources"
+                yield number, f"{code} does not occur in the sources"
     for number, kind, lines in page.blocks:
         if kind == "cpp" and "\n".join(lines) not in sources:
-            yield number, "this code stands nowhere in the sources"
+            yield number, "this code does not occur in the sources"
 
 
 def commands(block):
-    """The commands of an example with the lines they must print: (line number, command, lines)."""
+    """The commands of an example and the lines they must print: (line number, command, lines)."""
     found = []
     for number, line in enumerate(block[2], block[0] + 1):
         if line.startswith("$ "):

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs every fuzz target for SECONDS from its seed corpus and says what came of it: tools/fuzz.sh SECONDS
+# Runs every fuzz target for SECONDS from its seed corpus and reports the result: tools/fuzz.sh SECONDS
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -22,7 +22,7 @@ need make make
 need cmake cmake
 install_needed
 
-# fuzz TARGET: what it finds on the way is kept in a copy of the corpus, an input that fails in $FINDINGS.
+# fuzz TARGET: new inputs are added to a copy of the corpus, and an input that fails is saved in $FINDINGS.
 fuzz() {
   local Target=$1 Dict=fuzz/$1.dict Log=$SCRATCH/$1.log Options=() Status=0
   [[ ! -f $Dict ]] || Options+=("-dict=$Dict")
@@ -35,7 +35,7 @@ fuzz() {
     echo "$Target: $Executions executions, no finding"
     return 0
   fi
-  # The end of the log tells what was found; before it stand thousands of lines of progress.
+  # The end of the log says what was found, after thousands of lines of progress.
   grep -vE '^#[0-9]+' "$Log" | tail -n 100
   echo "$Target: ${Executions:-no} executions, A FINDING (above); its input is in $FINDINGS/"
   return 1
@@ -47,7 +47,7 @@ mkdir -p "$FINDINGS"
 
 mapfile -t Targets < <(find build/fuzz -maxdepth 1 -type f -name 'fuzz_*' -executable -printf '%f\n' | sort)
 if ((${#Targets[@]} == 0)); then
-  echo "There is no fuzz target in build/fuzz." >&2
+  echo "There are no fuzz targets in build/fuzz." >&2
   exit 1
 fi
 printf '%s\n' "${Targets[@]}" | xargs -P 0 -I{} bash -c 'fuzz {}'

@@ -20,7 +20,7 @@ need /usr/include/gtest/gtest.h libgtest-dev
 need /usr/include/benchmark/benchmark.h libbenchmark-dev
 install_needed
 
-# files PATTERN...: the files of the project whose names fit one of the patterns.
+# files PATTERN...: the project's files whose names match one of the patterns.
 files() {
   local Names=() Pattern
   for Pattern in "$@"; do
@@ -38,25 +38,25 @@ BashScripts+=(.ci/run)
 echo "clang-format: ${#Sources[@]} files"
 clang-format --dry-run --Werror "${Sources[@]}"
 
-# What clang-tidy lets tests and benchmarks do beyond what .clang-tidy says.
+# Checks that are off for tests and benchmarks, in addition to those in .clang-tidy.
 RELAXED=(
-  'clang-analyzer-*'                         # takes minutes for what GoogleTest's macros expand to
+  'clang-analyzer-*'                         # takes minutes on the expansions of GoogleTest's macros
   bugprone-reserved-identifier               # __wrap_ and __real_ are the linker's names
   cert-err58-cpp                             # a constant that throws ends the run, as it should
-  cert-msc32-c cert-msc51-cpp                # a seed is fixed so that a failure comes again
-  modernize-avoid-c-arrays                   # a table of cases counts its rows itself
+  cert-msc32-c cert-msc51-cpp                # seeds are fixed so that failures are reproducible
+  modernize-avoid-c-arrays                   # the compiler counts the rows of a table of cases
   modernize-use-using                        # the consumer's header is C
-  'performance-*'                            # plain before fast
-  readability-function-cognitive-complexity  # a test tells its story in one place
+  'performance-*'                            # simplicity matters more than speed
+  readability-function-cognitive-complexity  # a test reads best in one piece
 )
 
-# tidy [OPTION...] PATTERN: checks the files that the pattern fits, and shows nothing but findings.
+# tidy [OPTION...] PATTERN: checks the files that match the pattern, and shows only findings.
 tidy() {
   run-clang-tidy -quiet -j "$(nproc)" -p build/lint "$@" 2>&1 |
     sed -E 's/\x1b\[[0-9;]*m//g; /^(clang-tidy|[0-9]+ warnings? generated)/d'
 }
 
-# Configured with everything on, so that every source file stands in the compile commands.
+# Configured with everything on, so that the compile commands include every source file.
 quietly cmake --preset lint
 echo "clang-tidy: $(grep -c '"file":' build/lint/compile_commands.json) files"
 tidy "$PWD/(src|fuzz|examples)/"

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Plants COUNT faults in src/, one at a time, and lists those that no test notices: tools/mutate.sh [COUNT [SEED]], 150
-# and 1 if not given. The seed says which faults. The work tree stays as it is.
+# Plants COUNT faults in src/, one at a time, and lists those that no test notices: tools/mutate.sh [COUNT [SEED]], by
+# default 150 and 1. The seed determines which faults. The work tree is not changed.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds the Debian package, checks it with lintian, installs it into a root of its own and tries what came out there:
-# the programs, the manual pages, the completions, the reference consumer. Then the same for cmake --install.
+# Builds the Debian package, checks it with lintian, installs it into a separate root and tries everything in it: the
+# programs, the manual pages, the completions, the reference consumer. Then does the same for cmake --install.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -32,7 +32,7 @@ expect() {
   echo "$1: as expected"
 }
 
-# try PREFIX ZSH_FOLDER: an installation, on a sample of its own.
+# try PREFIX ZSH_FOLDER: tries an installation on its own samples.
 try() {
   local Doc=$1/share/doc/blockfit Work=$Scratch/work
   rm -rf "$Work"
@@ -77,7 +77,7 @@ try() {
 
 tools/web.sh build
 
-# As Debian builds its packages.
+# The flags that Debian builds its packages with.
 export DEB_BUILD_MAINT_OPTIONS="hardening=+all reproducible=-timeless"
 CXXFLAGS="$(dpkg-buildflags --get CXXFLAGS) $(dpkg-buildflags --get CPPFLAGS)"
 LDFLAGS=$(dpkg-buildflags --get LDFLAGS)
@@ -95,10 +95,10 @@ AsRoot=()
 ((EUID != 0)) || AsRoot=(--allow-root)
 lintian "${AsRoot[@]}" --fail-on error,warning --display-info "$Package"
 
-echo "The package in a root of its own"
+echo "The package in a separate root"
 mkdir -p "$Scratch/root/var/lib/dpkg"
 touch "$Scratch/root/var/lib/dpkg/status"
-# That its dependencies can be had is for the machine's own root to say: the new one is empty.
+# Whether its dependencies are available is checked in the machine's own root, because the new one is empty.
 apt-get --simulate install "$Package" >/dev/null
 quietly dpkg --root="$Scratch/root" --log=/dev/null --force-not-root,depends,bad-path --install "$Package"
 try "$Scratch/root/usr" "$Scratch/root/usr/share/zsh/vendor-completions"
@@ -109,7 +109,7 @@ echo "cmake --install"
 quietly cmake --install "$Build" --prefix "$Scratch/local"
 try "$Scratch/local" "$Scratch/local/share/zsh/site-functions"
 
-# Keeps the lines, each a mode and a path, of what others cannot read or can write.
+# Filters lines of a mode and a path: keeps files that others cannot read, or can write.
 not_public() {
   grep -vE '^(drwxr-xr-x|-rwxr-xr-x|-rw-r--r--) ' || true
 }

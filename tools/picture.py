@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Draws docs/conditioned-file.svg from a run of Blockfit; with --check, fails if the picture in the tree differs.
 
-The input is examples/gaps.hex, the blocks have 96 characters: small enough to show the text of the whole file. All that
-is drawn is read out of the file that the tool writes. Needs Python 3 alone.
+The input is examples/gaps.hex, the blocks have 96 characters: small enough to show the text of the complete file.
+Everything drawn is read from the file that the tool writes. Needs only Python 3.
 """
 
 import argparse
@@ -26,7 +26,7 @@ ROW_HEIGHT = 74
 BOX_HEIGHT = 30
 WIDTH = LEFT + BLOCK_SIZE * CHAR_WIDTH + 24
 
-# Class: property, colour on a light page, colour on a dark one. Spelt out, because not every viewer knows variables.
+# Class: property, colour on a light page, colour on a dark one. Spelt out, because not every viewer supports variables.
 COLOURS = {
     "card": ("fill", "#ffffff", "#0d1117"),
     "ink": ("fill", "#1f2328", "#e6edf3"),
@@ -65,12 +65,12 @@ def style():
 
 @dataclasses.dataclass
 class Line:
-    """A line of the file, or all of a block's fill taken together."""
+    """A line of the file, or all fill of a block together."""
 
     offset: int
     text: str  # without its line end; empty: fill
     num_chars: int
-    part: str = ""  # what the line is of a record that was cut
+    part: str = ""  # which part of a cut record the line is
 
     @property
     def address_digits(self):
@@ -86,7 +86,7 @@ class Line:
 
 
 def condition(program):
-    """The text of the conditioned file that the program makes of INPUT."""
+    """The text of the conditioned file that the program makes from INPUT."""
     with tempfile.TemporaryDirectory() as folder:
         base = pathlib.Path(folder) / "picture"
         command = [program, "-BlockAlign", f"{BLOCK_SIZE:x}", "-Out", base, INPUT]
@@ -95,7 +95,7 @@ def condition(program):
 
 
 def split(text):
-    """The lines of the file. A record that goes on within a piece of its run is the rest of a cut one."""
+    """The lines of the file. A record that starts inside a piece of its run is the rest of a cut one."""
     lines = []
     before = None
     run_start = 0
@@ -117,7 +117,7 @@ def split(text):
 
 
 def draw_text(x, y, css, text, num_cells=0):
-    """A text; one that stands in character cells is stretched to their width, whatever the font."""
+    """A text. With num_cells, it is stretched to that many character cells, whatever the font."""
     width = f' textLength="{num_cells * CHAR_WIDTH}" lengthAdjust="spacingAndGlyphs"' if num_cells else ""
     return f'<text x="{x}" y="{y}" class="{css}"{width}>{html.escape(text)}</text>'
 
@@ -141,7 +141,7 @@ def draw_record(line, x, y):
 
 
 def note(line):
-    """What stands above the line: its css class and text."""
+    """The label above the line: its css class and text."""
     if line.text == "":
         return "soft", "fill"
     if line.text[1] == "9":
@@ -177,8 +177,8 @@ def draw(text):
         f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH} {height}" role="img" '
         'aria-labelledby="title desc">',
         f'<title id="title">{title}</title>',
-        '<desc id="desc">The text of the whole file, one row a block. Records never cross the end of a row: the one '
-        "that would is cut or moved to the next row, and the rest of the row is filled with line ends.</desc>",
+        '<desc id="desc">The text of the complete file, one row per block. Records never cross the end of a row: '
+        "one that would is cut or moved to the next row, and the rest of the row is filled with line ends.</desc>",
         "<!-- drawn by tools/picture.py -->",
         f"<style>{style()}</style>",
         '<defs><pattern id="fill" width="7" height="7" patternUnits="userSpaceOnUse" patternTransform="rotate(45)">'
@@ -219,7 +219,7 @@ def main():
     if not arguments.check:
         PICTURE.write_text(picture, encoding="utf-8")
     elif not PICTURE.is_file() or PICTURE.read_text(encoding="utf-8") != picture:
-        print(f"{PICTURE}: not what the tool writes today; draw it anew with tools/picture.py", file=sys.stderr)
+        print(f"{PICTURE}: does not match what the tool writes today; redraw it with tools/picture.py", file=sys.stderr)
         return 1
     return 0
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds Blockfit, after installing what that takes, and runs it with the given arguments; without any, on a sample.
+# Builds Blockfit, after installing what that needs, and runs it with the given arguments, or without any on a sample.
 set -euo pipefail
 
 Root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -20,7 +20,7 @@ fi
 
 Sample=$Root/examples/sample.hex
 if [[ ! -f $Sample ]]; then
-  echo "There is no sample $Sample." >&2
+  echo "The sample $Sample is missing." >&2
   exit 1
 fi
 Folder=$(mktemp -d)

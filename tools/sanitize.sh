@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs what threads share under ThreadSanitizer, and the program's own runs under valgrind.
+# Runs the tests of what threads share under ThreadSanitizer, and those that run the program under valgrind.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -7,7 +7,7 @@ source tools/lib/quietly.sh
 source tools/lib/packages.sh
 source tools/lib/build.sh
 
-# Which tests: a regular expression over the names that ctest gives them, and a filter of GoogleTest's.
+# Which tests: a regular expression for ctest's names, and a GoogleTest filter.
 THREAD_TESTS='MutexTable|ImageLock'
 RUN_TESTS='Run*'
 
@@ -19,10 +19,10 @@ need /usr/include/gtest/gtest.h libgtest-dev
 install_needed
 
 build thread
-# Not reported: a thread that releases what another holds. The tests do, and expect the refusal.
+# Not reported: a thread that releases another's lock. The tests do this, and expect it to be refused.
 TSAN_OPTIONS=report_mutex_bugs=0 ctest --preset thread --tests-regex "$THREAD_TESTS" --no-tests=error
 
 build memcheck
-# A finding in the program changes its exit status, which the tests compare.
+# A finding changes the program's exit status, which the tests compare.
 valgrind --quiet --leak-check=full --error-exitcode=99 --trace-children=yes \
   build/memcheck/blockfit_tests --gtest_filter="$RUN_TESTS" --gtest_brief=1

@@ -1,8 +1,8 @@
 # shellcheck shell=bash
-# Sourced, after quietly.sh: builds what a preset says.
+# Sourced, after quietly.sh: builds a preset.
 
-# build PRESET [OPTION...]: brings build/PRESET up to date, configured with the options. Where scripts that run at the
-# same time want the same one, the first builds it and the others wait.
+# build PRESET [OPTION...]: brings build/PRESET up to date, configured with the options. If several scripts need it at
+# the same time, the first builds it and the others wait.
 build() {
   local Lock
   echo "Building build/$1"

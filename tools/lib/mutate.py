@@ -1,8 +1,8 @@
-"""Plants faults of one line in copies of the project, builds and tests each, and lists those that survive.
+"""Plants one-line faults in copies of the project, builds and tests each, and lists those that survive.
 
 Usage: mutate.py COUNT SEED
 
-A fault counts if it compiles, to another program than the code as it is. It is caught if a test fails, or does not end.
+A fault counts if it compiles to a program other than the original. It is caught if a test fails or does not end.
 """
 
 import collections
@@ -24,12 +24,12 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 COPIES = ROOT / "build" / "mutate"
 SUITE = ["build/blockfit_tests", "--gtest_fail_fast", "--gtest_brief=1"]
 SLOW_SUITE = ["ctest", "--test-dir", "build", "--tests-regex", "^CrossCheck$", "--no-tests=error"]
-FAULTS_PER_COPY = 20  # fewer are tested sooner than another copy is built
-MAX_FILE_BYTES, MAX_MEMORY_BYTES = 1 << 30, 8 << 30  # what a test may take whose code has lost its way
+FAULTS_PER_COPY = 20  # fewer are tested faster than another copy is built
+MAX_FILE_BYTES, MAX_MEMORY_BYTES = 1 << 30, 8 << 30  # limits for a test of code that runs wild
 
 CAUGHT, TIMED_OUT, SURVIVES, SAME_PROGRAM, NO_PROGRAM = "caught", "timed out", "survives", "same program", "no program"
 
-# Where no fault is planted: comments, texts and characters, and what only the compiler reads.
+# Where no fault is planted: comments, string and character literals, and what only the compiler reads.
 NO_CODE = re.compile(
     r"//[^\n]*|/\*.*?\*/|\"(?:\\.|[^\"\\\n])*\"|(?<!\w)'(?:\\.|[^'\\\n])+'|^#[^\n]*|\bstatic_assert\b[^;]*",
     re.DOTALL | re.MULTILINE,
@@ -56,7 +56,7 @@ def negated(old):
     return [f"!({old})"] if old.count("(") == old.count(")") and ";" not in old else []
 
 
-# A fault: its kind, what it takes the place of (the pattern's group), and what may stand there in its place.
+# A kind of fault, a pattern whose group is what it replaces, and a function that lists possible replacements.
 OPERATORS = [
     ("comparison", r" (<|<=|>|>=|==|!=) ", swapped),
     ("arithmetic", r" ([-+*/%&|^]|<<|>>)=? ", swapped),
@@ -69,7 +69,7 @@ OPERATORS = [
     ("negated condition", r"(!)(?=[\w(])", dropped),
 ]
 
-# A fault in one line of a file (path, number of the line, kind), with that line as it is and as the fault has it.
+# A fault in one line of a file (path, line number, kind), with the original and the changed line.
 Fault = collections.namedtuple("Fault", "path line kind old new")
 
 
@@ -78,14 +78,14 @@ def faults_of_line(path, number, line, code):
     for kind, pattern, replacements in OPERATORS:
         for match in re.finditer(pattern, code):
             start, end = match.span(1)
-            # What is replaced is taken from the line: in its code, texts are blank.
+            # The text to replace is taken from the line, because literals are blank in its code.
             for new in replacements(line[start:end]):
                 faults.append(Fault(path, number, kind, line, line[:start] + new + line[end:]))
     return faults
 
 
 def all_faults():
-    """One fault for each line that has any, in an order that the seed gives."""
+    """One fault for each line that can have one, in an order determined by the seed."""
     faults = []
     for path in sorted(path for path in (ROOT / "src").rglob("*") if path.suffix in (".cpp", ".h")):
         text = path.read_text()
@@ -98,8 +98,8 @@ def all_faults():
 
 
 def run(command, folder, seconds=None):
-    """Whether the command succeeds, or None if it does not end within so many seconds of processor time, or far more on
-    the clock. Ends with it whatever it has started."""
+    """Whether the command succeeds, or None if it exceeds the given seconds of processor time, or ten times that on the
+    clock. Anything it has started is ended with it."""
 
     def limit():
         if seconds is not None:
@@ -126,13 +126,13 @@ def run(command, folder, seconds=None):
 
 
 def left_out(folder, names):
-    """What a copy of the project is made without: builds and what is installed or kept beside the sources."""
+    """What is not copied with the project: builds, and what is installed or kept beside the sources."""
     is_root = pathlib.Path(folder) == ROOT
     return [name for name in names if name in (".git", "node_modules") or is_root and name.startswith("build")]
 
 
 class Copy:
-    """A copy of the project with a build of it, in which one fault at a time is planted."""
+    """A copy of the project and its build, in which one fault at a time is planted."""
 
     def __init__(self, number):
         self.folder = COPIES / str(number)
@@ -142,7 +142,7 @@ class Copy:
         is_built = run(configure + ["-DCMAKE_CXX_FLAGS_DEBUG=-O1"], self.folder) and self.build()
         start = time.monotonic()
         if not is_built or not run(SUITE, self.folder) or not run(SLOW_SUITE, self.folder):
-            sys.exit(f"The code as it is does not build in {self.folder}, or does not pass its tests.")
+            sys.exit(f"The unchanged code does not build in {self.folder}, or does not pass its tests.")
         self.seconds = 10 + 2 * int(time.monotonic() - start)
         self.programs = self.read_programs()
 
@@ -173,7 +173,7 @@ class Copy:
 
 
 def results(faults, num_copies):
-    """Each fault with what has come of it, in their order, as many as are asked for."""
+    """Each fault with its result, in order, as many as the caller takes."""
     copies = queue.Queue()
 
     def try_fault(fault):
@@ -200,18 +200,18 @@ def main():
     random.seed(seed)
     faults = all_faults()
     num_copies = min(len(os.sched_getaffinity(0)), 1 + (count - 1) // FAULTS_PER_COPY)
-    print(f"{count} of {len(faults)} lines in which a fault can be planted, seed {seed}", flush=True)
+    print(f"{count} of the {len(faults)} lines that a fault can be planted in, seed {seed}", flush=True)
     counts = collections.Counter()
     for fault, result in results(faults, num_copies):
         counts[result] += 1
         if result == SURVIVES:
             place = f"{fault.path}:{fault.line + 1}"
-            print(f"{place}: {fault.kind} survives\n  - {fault.old.strip()}\n  + {fault.new.strip()}", flush=True)
+            print(f"{place}: {fault.kind} survived\n  - {fault.old.strip()}\n  + {fault.new.strip()}", flush=True)
         if counts[CAUGHT] + counts[TIMED_OUT] + counts[SURVIVES] == count:
             break
-    print(f"{counts[CAUGHT] + counts[TIMED_OUT]} caught, {counts[TIMED_OUT]} of them because a test does not end; "
-          f"{counts[SURVIVES]} survive")
-    print(f"Not counted: {counts[NO_PROGRAM]} that do not compile, {counts[SAME_PROGRAM]} that change no program")
+    print(f"{counts[CAUGHT] + counts[TIMED_OUT]} caught, {counts[TIMED_OUT]} of them because a test did not end; "
+          f"{counts[SURVIVES]} survived")
+    print(f"Not counted: {counts[NO_PROGRAM]} that did not compile, {counts[SAME_PROGRAM]} that changed no program")
 
 
 if __name__ == "__main__":

@@ -1,15 +1,15 @@
 # shellcheck shell=bash
-# Sourced: installs the Debian packages that a script needs and the machine has not.
+# Sourced: installs the Debian packages that a script needs and that are not installed yet.
 #
 #     need cmake cmake
 #     need /usr/include/gtest/gtest.h libgtest-dev
 #     install_needed
 #
-# With LIST_PACKAGES=1 a script prints what it would install, and does nothing else.
+# With LIST_PACKAGES=1, a script only prints what it would install.
 
 MISSING_PACKAGES=()
 
-# need PROBE PACKAGE...: notes the packages as missing unless PROBE, a command or the pattern of a file's path, is there.
+# need PROBE PACKAGE...: marks the packages as missing unless PROBE, a command or a file path pattern, exists.
 need() {
   local Probe=$1
   shift
@@ -20,7 +20,7 @@ need() {
   fi
 }
 
-# Installs what is noted, in one go. Nothing is asked, and nothing printed of apt-get's but when it fails.
+# Installs the missing packages together, without asking. Shows apt-get's output only if it fails.
 install_needed() {
   if [[ -n ${LIST_PACKAGES:-} ]]; then
     echo "${MISSING_PACKAGES[@]}"
@@ -29,12 +29,12 @@ install_needed() {
   ((${#MISSING_PACKAGES[@]} != 0)) || return 0
   local Packages="${MISSING_PACKAGES[*]}" AsRoot=()
   if ! command -v apt-get >/dev/null; then
-    echo "Not installed: $Packages (Debian's names), and there is no apt-get to install them with." >&2
+    echo "Not installed: $Packages (Debian package names), and there is no apt-get to install them." >&2
     return 1
   fi
   if ((EUID != 0)); then
     if ! command -v sudo >/dev/null; then
-      echo "Not installed: $Packages. Installing them takes root or sudo: apt-get install $Packages" >&2
+      echo "Not installed: $Packages. Installing them needs root or sudo: apt-get install $Packages" >&2
       return 1
     fi
     AsRoot=(sudo)
@@ -42,7 +42,7 @@ install_needed() {
   echo "Installing $Packages"
   local Lock
   exec {Lock}>"${TMPDIR:-/tmp}/blockfit-packages.lock"
-  flock "$Lock"  # apt-get update does not wait for another
+  flock "$Lock"  # apt-get update does not wait for another one to finish
   quietly "${AsRoot[@]}" apt-get -q update
   quietly "${AsRoot[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=300 \
     -qy install --no-install-recommends "${MISSING_PACKAGES[@]}" </dev/null
@@ -50,7 +50,7 @@ install_needed() {
   MISSING_PACKAGES=()
 }
 
-# The same for a script that will need more, but needs these first to find out what.
+# The same, for a script that needs these packages to find out what else it needs.
 install_first() {
   ((${#MISSING_PACKAGES[@]} == 0)) || install_needed
 }
