@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Writes the inputs of the measurements into a directory, the same bytes on every run.
+"""Writes the inputs for the benchmarks to a directory, with the same bytes on every run.
 
 Usage: make_inputs.py DIRECTORY
 """
@@ -13,7 +13,7 @@ DENSE_BYTES, SMALL_BYTES = 32 << 20, 4 << 10
 RECORD_BYTES = 16
 SIZES = [8 << 10, 32 << 10, 128 << 10, 512 << 10]
 
-# The orders of S-record inputs: name, distance of record addresses, how the records are arranged.
+# The orders of S-record inputs: name, distance between record addresses, how the records are arranged.
 ORDERS = {
     "ascending": (RECORD_BYTES, lambda records: None),
     "ascending with gaps": (RECORD_BYTES + 8, lambda records: None),
@@ -24,7 +24,7 @@ ORDERS = {
 
 
 def ordered(order, num_records):
-    """The file name of an S-record input."""
+    """The file name of an S-record input with that order."""
     return f"{order.replace(' ', '-')}-{num_records}.srec"
 
 

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Runs the program, other tools and plain copying in turns; prints their ratios beside the goals as Markdown.
+"""Runs the program, other tools and plain copying in turn; prints their ratios and the goals as Markdown.
 
 Usage: measure.py PROGRAM INPUT_DIRECTORY ROUNDS TIMES_JSON [BEFORE]
 BEFORE: another build of the program, to measure beside this one.
-The times, in seconds by input, tool and round, go to TIMES_JSON. Every output file is a new one and every command runs
-without a shell. Before anything is timed, srec_cmp compares what the program makes of each input with that input.
+The times, in seconds by input, tool and round, go to TIMES_JSON. Every command writes a new output file and runs
+without a shell. Before anything is timed, srec_cmp compares the program's output for each input with that input.
 """
 import json
 import os
@@ -20,8 +20,8 @@ FORMATS = {"hex": ("ihex", "-Intel"), "srec": ("srec", "-Motorola"), "bin": ("bi
 MIB = 1 << 20
 MOST = SIZES[-1]
 FOURTH = MOST // 4
-OBJCOPY_MAX_SHUFFLED = 32 << 10  # With more shuffled records objcopy takes minutes.
-SMALL_RUNS = 200  # A run of a millisecond needs many in a round.
+OBJCOPY_MAX_SHUFFLED = 32 << 10  # With more shuffled records, objcopy takes minutes.
+SMALL_RUNS = 200  # Runs of a millisecond need many repetitions in a round.
 
 INPUTS = {DENSE: "32 MiB as Intel HEX", RAW: "32 MiB raw binary", SMALL: "4 KiB as Intel HEX",
           SECTIONS: "4 MiB in 24 sections out of order"}
@@ -29,7 +29,7 @@ INPUTS |= {ordered(order, size): f"{size:,} records, {order}" for order in ORDER
 NOT_FOR_OBJCOPY = {ordered(order, size) for order in ["shuffled", "shuffled with gaps"] for size in SIZES
                    if size > OBJCOPY_MAX_SHUFFLED}
 
-# Input, yardstick, the most that the program may take of the yardstick's time.
+# Input, yardstick, maximum ratio of the program's time to the yardstick's.
 RATIO_GOALS = [
     (DENSE, "objcopy", 0.25),
     (DENSE, "srec_cat", 0.08),
@@ -41,12 +41,12 @@ RATIO_GOALS = [
     (RAW, "copying", 2.5),
     (SMALL, "objcopy", 0.6),
 ]
-# The most that four times the records may take of the time.
+# Maximum ratio of times when there are four times as many records.
 GROWTH_GOALS = {order: 5.5 for order in ["ascending with gaps", "descending", "shuffled", "shuffled with gaps"]}
-# The most that it may take of the time of the build before, where one is given.
+# Maximum ratio of times to the build before, if one is given.
 BEFORE_GOAL = 1.1
 BEFORE_INPUTS = [DENSE, RAW, SMALL, ordered("ascending", MOST), ordered("descending", MOST), SECTIONS]
-# The most memory that may be resident at the peak: by bytes stored, or by areas where each record is one.
+# Maximum peak of resident memory, from the number of bytes stored, or of areas if each record is one.
 JOINED = MOST * RECORD_BYTES * 2.3 + 4 * MIB
 MEMORY_GOALS = {
     DENSE: DENSE_BYTES * 1.25 + 4 * MIB,
@@ -59,12 +59,12 @@ MEMORY_GOALS = {
 
 
 def conditioned(name):
-    """The file that what the program makes of an input is kept in: copying and srec_cmp read it."""
+    """The file that keeps the program's output for an input, to be read by copying and srec_cmp."""
     return f"{name}.conditioned"
 
 
 def steps(tool, programs, name):
-    """The commands of a tool, each with the file that its standard output goes to. All write result.srec."""
+    """The commands of a tool, each with the file that receives its standard output. All write result.srec."""
     bfd, srecord = FORMATS[name.split(".")[-1]]
     if tool in programs:
         return [([programs[tool], "-Out", "result", name], "null")]
@@ -76,7 +76,7 @@ def steps(tool, programs, name):
 
 
 def peak_memory(command):
-    """Runs a command. Returns the most memory that it had resident, in bytes."""
+    """Runs a command. Returns its peak resident memory, in bytes."""
     watched = ["/usr/bin/time", "--format=%M", "--output=peak.txt", *command]
     if subprocess.run(watched, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode != 0:
         sys.exit(f"{shlex.join(command)}: failed")
@@ -85,12 +85,12 @@ def peak_memory(command):
 
 
 def check(programs, name):
-    """Conditions an input and makes sure that the result holds the same bytes."""
+    """Conditions an input and checks that the result holds the same bytes. Returns the peak memory."""
     peak = peak_memory(steps("Blockfit", programs, name)[0][0])
     os.replace("result.srec", conditioned(name))
     compare = ["srec_cmp", name, FORMATS[name.split(".")[-1]][1], conditioned(name), "-Motorola"]
     if subprocess.run(compare, stderr=subprocess.DEVNULL).returncode != 0:
-        sys.exit(f"{name}: the conditioned file holds other bytes")
+        sys.exit(f"{name}: the conditioned file does not hold the same bytes")
     return peak
 
 
@@ -105,7 +105,7 @@ def seconds(command, output, runs):
 
 
 def measure(programs, num_rounds):
-    """Returns the times by input, tool and round. Rounds are outermost, so that a slow minute meets every tool."""
+    """Returns the times by input, tool and round. Rounds are outermost, so that a slow minute affects every tool."""
     tools = list(programs) + [tool for tool in TOOLS if tool not in programs]
     times = {name: {tool: [] for tool in tools if tool != "objcopy" or name not in NOT_FOR_OBJCOPY}
              for name in INPUTS}

@@ -1,4 +1,4 @@
-// What each step of a run costs by itself: decoding, storing, reading out, encoding, writing.
+// What each step of a run costs on its own: decoding, storing, reading out, encoding, writing.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -16,8 +16,8 @@
 
 namespace {
 
-constexpr uint32_t READ_BYTES = 16;   // A record as other tools write it.
-constexpr uint32_t WRITE_BYTES = 32;  // A record as this one does.
+constexpr uint32_t READ_BYTES = 16;   // Per record, as other tools write it.
+constexpr uint32_t WRITE_BYTES = 32;  // Per record, as this tool writes it.
 constexpr uint32_t BUFFER_BYTES = 64 * 1024;
 constexpr uint32_t FIRST_ADDR = 0x08000000;
 
@@ -48,7 +48,7 @@ std::vector<uint64_t> Addresses(int64_t WhichOrder, int64_t NumRecords, int64_t 
   return aAddr;
 }
 
-/// Returns an image that holds a record at each address, owned by the caller; null when a write failed.
+/// Returns an image that holds a record at each address, owned by the caller; null if a write failed.
 MemImage* StoreAll(const std::vector<uint64_t>& aAddr, const std::vector<uint8_t>& aData) {
   MemImage* pImage = MEMIMG_Create();
   for (const uint64_t Addr : aAddr) {
@@ -107,7 +107,7 @@ void EncodeRecord(benchmark::State& State) {
 }
 BENCHMARK(EncodeRecord);
 
-/// An image's whole life, its release included.
+/// An image's complete life, including its release.
 void Store(benchmark::State& State) {
   const std::vector<uint64_t> aAddr = Addresses(State.range(0), State.range(1), State.range(2));
   const std::vector<uint8_t> aData = RandomBytes(READ_BYTES);

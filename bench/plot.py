@@ -10,7 +10,7 @@ from statistics import median
 
 from make_inputs import ORDERS, SIZES, ordered
 
-# A tool's colour on light and on dark ground, and its dashes for those who do not see the colours.
+# A tool's colour on a light and a dark background, and its dashes for readers who cannot see colours.
 LINES = {
     "Blockfit": ("#0060a8", "#6cb8ff", "none"),
     "objcopy": ("#00795a", "#35c9a0", "7 3"),
@@ -25,7 +25,7 @@ MS_TICKS = {1: "1 ms", 10: "10 ms", 100: "100 ms", 1000: "1 s", 10000: "10 s"}
 
 
 def colours(ground):
-    """The rules of everything that has another colour on light (0) and on dark (1) ground."""
+    """The rules for everything whose colour differs between a light (0) and a dark (1) background."""
     rules = [f"text {{ fill: {TEXT[ground]} }}", f".grid {{ stroke: {GRID[ground]} }}"]
     rules += [f".s{i} {{ stroke: {line[ground]} }} .f{i} {{ fill: {line[ground]} }}"
               for i, line in enumerate(LINES.values())]
@@ -47,7 +47,7 @@ def curve(i, points):
 
 
 def place(value, ticks):
-    """Where a value stands on a logarithmic axis: 0 at the first tick, 1 at the last."""
+    """The position of a value on a logarithmic axis: 0 at the first tick, 1 at the last."""
     ticks = list(ticks)
     return math.log(value / ticks[0]) / math.log(ticks[-1] / ticks[0])
 

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Measures the release build beside other tools and plain copying: prints the results as Markdown and draws
-# docs/performance.svg. bench/run.sh [ROUNDS]: 7 if not given; fewer than 5 are for trying it out and draw nothing.
-# BEFORE: another build of the program, to measure beside this one. BUILD_DIR: a build directory other than build.
-# TMPDIR: where inputs and outputs go, some 600 MB.
+# Compares the release build with other tools and plain copying: prints the results as Markdown and draws
+# docs/performance.svg. bench/run.sh [ROUNDS], by default 7; fewer than 5 are for trying it out and draw nothing.
+# BEFORE: another build of the program, to measure beside this one. BUILD_DIR: the build directory, by default build.
+# TMPDIR: where inputs and outputs go, about 600 MB.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."

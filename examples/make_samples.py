@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Makes the sample files beside this script; with --check, compares them with what it would make.
+"""Makes the sample files in the folder of this script; with --check, compares them with what it would make.
 
-Needs Python 3 alone. It shares no code with Blockfit, so the samples also say what Blockfit ought to read.
+Needs only Python 3. It shares no code with Blockfit, so the samples are an independent test of what Blockfit reads.
 """
 
 import argparse
@@ -11,8 +11,8 @@ import sys
 SAMPLE_ADDRESS = 0x8000
 SAMPLE_DATA = bytes(range(256)) + bytes(255 - i for i in range(244))
 
-# Areas out of order and far apart: the vectors at 0; eight bytes across the end of the 16-bit addresses; two areas with
-# one free address between them; the last addresses there are.
+# Areas out of order and far apart: vectors at 0; eight bytes across the end of the 16-bit addresses; two areas with one
+# free address between them; the last 32-bit addresses.
 GAPS = [
     (0x08000011, bytes(range(0x11, 0x20))),
     (0x08000000, bytes(range(0x10))),
@@ -59,11 +59,11 @@ def s_file(data_kind, end_kind, size=16, line_end="\n"):
 
 
 def gaps_hex():
-    """Type 04 and 02 address records; 16 bytes a record, and one that runs on past the end of its 64 KiB."""
+    """Type 04 and 02 address records; 16 bytes per record, and one record that runs past the end of its 64 KiB."""
     text = ""
     for address, data in GAPS:
         if address == 0xFFFC:
-            text += hex_record(2, 0, bytes([0x0F, 0xF0]))  # segment 0x0FF0: addresses from 0xFF00 on
+            text += hex_record(2, 0, bytes([0x0F, 0xF0]))  # segment 0x0FF0: addresses from 0xFF00
             text += hex_record(0, address - 0xFF00, data)
         else:
             text += hex_linear(address)
@@ -82,7 +82,7 @@ def with_char(text, line, column, char):
 
 
 def refused():
-    """One file for each way in which a reader refuses a file."""
+    """One file for each reason to refuse a file."""
     hex_first = hex_record(0, 0x100, bytes(range(16)))
     hex_second = hex_record(0, 0x110, bytes(range(16, 32)))
     hex_good = hex_first + hex_second + HEX_END
@@ -112,7 +112,7 @@ def refused():
 
 
 def samples():
-    """File name to contents."""
+    """Maps file names to contents."""
     texts = {
         "sample.hex": hex_data(SAMPLE_ADDRESS, SAMPLE_DATA) + HEX_END,
         "sample.mot": s_file(2, 8, line_end="\r\n"),
@@ -142,7 +142,7 @@ def main():
             path.parent.mkdir(exist_ok=True)
             path.write_bytes(contents)
         elif not path.is_file() or path.read_bytes() != contents:
-            print(f"{path}: is not what {pathlib.Path(__file__).name} makes", file=sys.stderr)
+            print(f"{path}: not what {pathlib.Path(__file__).name} makes", file=sys.stderr)
             num_wrong += 1
     return 1 if num_wrong else 0
 

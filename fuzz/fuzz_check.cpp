@@ -1,5 +1,5 @@
-// What blockfit-check says of a file, with the format and the rules from the fuzzer: it accepts what the independent
-// decoder accepts, finds the line that an editor would, and a file that keeps the promises is one for the consumer.
+// What blockfit-check says about a file, with the format and the rules from the fuzzer: it accepts what the independent
+// decoder accepts and counts lines as an editor does, and the consumer can read any file that keeps the promises.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <algorithm>
@@ -29,7 +29,7 @@ void TestFinding(void* pContext, const CheckFinding& Finding) {
   Require(Finding.Line >= 1 && Finding.Line <= pFindings->MaxLine);
 }
 
-/// Returns how many lines an editor shows, an empty one after the last line end included.
+/// Returns how many lines an editor shows, including an empty one after the last line end.
 uint64_t CountLines(const std::string& Text) {
   uint64_t Num = 1;
   for (size_t i = 0; i < Text.size(); ++i) {

@@ -1,5 +1,6 @@
-// A whole run, with options, format and file from the fuzzer: it succeeds exactly when it should, and then the consumer
-// reads the bytes that an independent decoder finds, from each block alone (below 80 a line can cross: from the whole).
+// A complete run, with options, format and file from the fuzzer: it succeeds exactly when it should, and then the
+// consumer finds the same bytes as an independent decoder. It reads each block by itself, or, because a line can cross
+// the end of a block of fewer than 80 characters, the complete file.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <filesystem>
@@ -11,11 +12,11 @@
 
 namespace {
 
-/// The numeric options; the settings that they change stand in the same order.
+/// The numeric options, in the same order as the settings that they change.
 constexpr std::array<const char*, 3> OPTIONS = {"-a", "-balign", "-lalign"};
 using Settings = std::array<uint32_t, OPTIONS.size()>;
 
-/// Makes a directory in memory the home directory. The output goes there: its name, like the input's, begins with '~'.
+/// Makes a home directory in memory. The output goes there because its name, like the input's, begins with '~'.
 std::string MakeHome() {
   std::string Dir = "/dev/shm/blockfit-fuzz-XXXXXX";
   Require(mkdtemp(Dir.data()) != nullptr && setenv("HOME", (Dir += "/").c_str(), 1) == 0);
@@ -24,7 +25,7 @@ std::string MakeHome() {
   return Dir;
 }
 
-/// Returns what the run has to store, or nothing when it has to fail.
+/// Returns what the run must store, or nothing if it must fail.
 std::optional<ByteMap> ExpectedBytes(const std::string& Format, const std::string& File, const Settings& Set) {
   const auto& [BaseAddr, BlockAlign, LineAlign] = Set;
   std::optional<ByteMap> Map = Format == ".hex" ? DecodeIntelHex(File) : DecodeSRecords(File);
@@ -58,7 +59,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t Size) {
   const int Status = APP_Run(static_cast<int>(Args.size()), Args.data());
   const std::optional<ByteMap> Expected = ExpectedBytes(Format, File, Set);
   Require(Status == (Expected ? 0 : 1));
-  // Addresses beyond 32 bits are cut: records are then no longer in ascending order, and an address can come twice.
+  // Addresses beyond 32 bits are cut: then records are not in ascending order, and an address can occur twice.
   if (Expected && (Expected->empty() || Expected->rbegin()->first <= UINT32_MAX)) {
     std::ifstream Output(Home + "fw.srec", std::ios::binary);
     const std::string Text(std::istreambuf_iterator<char>(Output), {});

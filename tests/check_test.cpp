@@ -1,4 +1,4 @@
-// blockfit-check as a user runs it, the conditioned files that it refuses, and runs of it in which something fails.
+// blockfit-check as a user runs it, the conditioned files that it rejects, and runs in which something fails.
 #include <sys/stat.h>
 
 #include "check/command.h"
@@ -7,7 +7,7 @@
 
 namespace {
 
-/// Runs the program, its arguments written as for a shell, after what feeds it. Returns the exit status and all that is
+/// Runs the program through a shell, after Before, which can pipe input into it. Returns the exit status and everything
 /// printed.
 std::string Check(const std::string& Args, const std::string& Before = "") {
   FILE* pOutput = popen(("exec 2>&1; " + Before + CHECK_PROGRAM " " + Args).c_str(), "r");  // NOLINT(cert-env33-c)
@@ -24,7 +24,7 @@ const std::string END = ":00000001FF\n";
 const std::string TABLE = "       first        last        size\n";
 const std::string DIGIT = "error: Expected Hex character : 0..9, A..F\n";
 
-/// What is accepted, with its runs.
+/// The report on an accepted file, with its runs.
 std::string Accepts(const std::string& What, const std::string& Runs) {
   return What + "\n" + TABLE + Runs + "\n";
 }
@@ -58,7 +58,7 @@ TEST(Check, ExplainsWhyAFileIsRefused) {
        "                ^\n"},
       {"f.mot", Mot + "S9030000FC S10200FD",
        "f.mot:2: error: Record too short\n  S9030000FC S10200FD\n             ^\n"},
-      // The window slides between the S and the type of a record that is refused.
+      // The window moves between the S and the type of a refused record.
       {"f.mot", Mot + "S" + std::string(70000, '\n') + Mot.substr(1), "f.mot:2: error: Areas overlap\n  S\n  ^\n"},
       {"f.mot", Mot + std::string(90000, ' ') + "X",
        "f.mot:2: error: Unexpected character\n  " + std::string(66, ' ') + "X\n  " + std::string(66, ' ') + "^\n"},
@@ -67,13 +67,13 @@ TEST(Check, ExplainsWhyAFileIsRefused) {
     WriteFile(Name, Text);
     EXPECT_EQ("1 " + Expected, Check(Name)) << Text.substr(0, 200);
   }
-  // A pipe cannot be read again, so the reader's number is shown and no line.
+  // A pipe cannot be read again, so only the reader's line number is shown, not the line.
   WriteFile("f.hex", REC + "\n" + REC);
   std::filesystem::create_symlink("/dev/stdin", "p.hex");
   EXPECT_EQ("1 p.hex: error: Error in line 2: Areas overlap\n", Check("p.hex", "cat f.hex | "));
 }
 
-TEST(Check, WarnsOfWhatMaySurprise) {
+TEST(Check, WarnsAboutWhatMaySurprise) {
   const std::string Run = Accepts("f.hex: Intel HEX, 3 bytes in 1 run", "  0x00000030  0x00000032           3");
   const std::string MotRun =
       Accepts("f.mot: Motorola S-record, 3 bytes in 1 run", "  0x00000030  0x00000032           3");
@@ -179,7 +179,7 @@ TEST(Check, CountsWhatDiffers) {
   EXPECT_EQ(Differs + "1388: 0 bytes differ, 0 missing, 1 surplus\n", Check("--against a.bin b.hex"));
 }
 
-/// Checks a text as a conditioned file. Returns the first line of what is found, or "".
+/// Checks a text as a conditioned file. Returns the text of the finding, or "".
 std::string Broken(const std::string& Text, uint32_t BlockSize, uint32_t LineAlign) {
   WriteFile("c", Text);
   std::string Found;
@@ -191,7 +191,7 @@ std::string Broken(const std::string& Text, uint32_t BlockSize, uint32_t LineAli
   return Found;
 }
 
-/// A record for data that counts up from 0, with its line end.
+/// A record, with its line end, whose data counts up from 0.
 std::string Line(unsigned Addr, unsigned NumBytes) {
   std::string Data(NumBytes, '\0');
   std::iota(Data.begin(), Data.end(), '\0');
@@ -251,7 +251,7 @@ TEST(Conditioned, EveryPromiseIsTested) {
       Check("--blocks --block 120 c"));
 }
 
-/// No allocation, open or read that fails changes what is said of a file but to say that it failed.
+/// If an allocation, open or read fails, the report is either unchanged or says that something failed.
 TEST(Check, SaysTheSameOrThatItFails) {
   WriteFile("a.hex", REC + "\n" + END + MakeRecord(true, 0x100, "x") + "\n");
   WriteFile("b.mot", "S1060030616263A3\n");

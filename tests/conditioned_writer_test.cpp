@@ -1,4 +1,4 @@
-// Single records and the conditioned writer: its worked example byte for byte, and its promise for many layouts.
+// Single records and the conditioned writer: its worked example, byte for byte, and its promise in many layouts.
 #include "srec/conditioned_writer.h"
 
 #include "srec/record.h"
@@ -8,7 +8,7 @@ namespace {
 
 const std::string END = "S9030000FC\r\n";
 
-/// Writes bytes with the given alignments. Returns the file.
+/// Writes bytes with the given alignments. Returns the contents of the file.
 std::string Write(const ByteMap& Map, uint32_t LineAlign, uint32_t BlockAlign, int Result = 0) {
   const auto pImage = NewImage();
   for (const auto& [Addr, Value] : Map) {
@@ -52,11 +52,11 @@ TEST(ConditionedWriter, ChoosesTheTypeByTheLastAddress) {
   EXPECT_EQ("S306FFFFFFFF00FD\r\n" + END, Write(Ascending(0xFFFFFFFF, 1), 8, 8192));
   EXPECT_EQ("S307FFFFFFFF0001FB\r\n" + END, Write(Ascending(0xFFFFFFFF, 2), 8, 8192)) << "the low 32 bits";
   EXPECT_EQ("S3060000001000E9\r\n" + END, Write(Ascending(0x100000010, 1), 8, 8192));
-  EXPECT_EQ("S306FFFFFFFF00FD\r\n", Write(Ascending(UINT64_MAX, 1), 8, 8192, -1)) << "nowhere to go on";
+  EXPECT_EQ("S306FFFFFFFF00FD\r\n", Write(Ascending(UINT64_MAX, 1), 8, 8192, -1)) << "no next address";
 }
 
-/// The layout of so many bytes at address 0: data bytes of each line (none in the end record), '+' and characters of
-/// each fill.
+/// The layout of NumBytes bytes at address 0: the number of data bytes in each line (0 in the end record), and '+' with
+/// the number of characters in each fill.
 std::string Layout(uint8_t NumBytes, uint32_t LineAlign, uint32_t BlockAlign) {
   std::istringstream Lines(Write(Ascending(0, NumBytes), LineAlign, BlockAlign));
   std::string Text;
@@ -70,18 +70,18 @@ std::string Layout(uint8_t NumBytes, uint32_t LineAlign, uint32_t BlockAlign) {
 }
 
 TEST(ConditionedWriter, CutsAndFillsAtBlockEnds) {
-  EXPECT_EQ("32 0 ", Layout(32, 8, 76)) << "fits exactly; the end record begins a block without a fill";
+  EXPECT_EQ("32 0 ", Layout(32, 8, 76)) << "fits exactly; the end record begins a block without fill before it";
   EXPECT_EQ("32 +10 0 ", Layout(32, 8, 86)) << "no room for the end record";
   EXPECT_EQ("32 0 ", Layout(32, 8, 88)) << "just enough";
   EXPECT_EQ("32 +24 32 0 ", Layout(64, 8, 100)) << "less than a line group fits";
   EXPECT_EQ("32 6 26 0 ", Layout(64, 6, 100)) << "the cut fills the block to the last character";
   EXPECT_EQ("32 4 +2 28 0 ", Layout(64, 2, 98)) << "the cut leaves a fill";
-  EXPECT_EQ("32 +44 32 0 ", Layout(64, 0x80000000, 120)) << "never useful";
+  EXPECT_EQ("32 +44 32 0 ", Layout(64, 0x80000000, 120)) << "the group never fits";
   EXPECT_EQ("32 16 16 0 ", Layout(64, 4, 120)) << "as many groups as fit";
   EXPECT_EQ("8 +6 24 +8 0 ", Layout(32, 8, 34)) << "a small block: the rest crosses, and is not cut again";
 }
 
-TEST(ConditionedWriter, EveryBlockIsUnderstoodAlone) {
+TEST(ConditionedWriter, EveryBlockIsUnderstoodByItself) {
   std::mt19937 Random(4);
   for (uint32_t BlockAlign = 34; BlockAlign < 420; BlockAlign += BlockAlign < 170 ? 2 : 14) {
     for (const uint32_t LineAlign : {0U, 2U, 4U, 6U, 8U, 16U, 30U, 32U, 34U}) {

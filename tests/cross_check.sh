@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The tool beside others that read and write the same formats: a real program's sections come back from the conditioned
-# file with the same bytes at the same addresses, whatever format went in, and the file keeps every promise.
+# Compares the tool with others that read and write the same formats: whatever the input format, the conditioned file of
+# a real program has the same bytes at the same addresses, and keeps every promise.
 # Usage: cross_check.sh <Blockfit> <blockfit-check> [<emulator that runs them>]
 set -euo pipefail
 blockfit=("${@:3}" "$1") check=("${@:3}" "$2")
@@ -12,11 +12,11 @@ cd "$dir"
 objcopy -O srec --change-addresses 0x8000000 /bin/true elf.s37
 objcopy -O ihex --change-addresses 0x8000000 /bin/true elf.hex
 srec_cat elf.s37 -output other.hex -intel
-# The data alone, in one canonical form.
+# The data only, in one canonical form.
 data_of() { srec_cat "$1" -output - -intel -disable=header -disable=exec-start-address; }
 data_of elf.s37 >want.txt
 
-[ "$(grep -c '^S3' elf.s37)" -gt 100 ] || { echo "no program to try"; exit 1; }
+[ "$(grep -c '^S3' elf.s37)" -gt 100 ] || { echo "too few S3 records to test with"; exit 1; }
 
 for align in "2000 8" "100 4" "50 2" "1000 20"; do
   read -r block line <<<"$align"

@@ -19,7 +19,7 @@ TEST(DataFile, IsNamedWithinLimits) {
   FAULT_Arm(FAULT_ALLOC, {});
   EXPECT_EQ(nullptr, DATAFILE_GetBaseName(pFile));
   FAULT_Disarm();
-  for (int i = 0; i < 2; ++i) {  // derived at first, kept then
+  for (int i = 0; i < 2; ++i) {  // derived the first time, then kept
     EXPECT_EQ(Name.substr(0, 255) + ".srec", DATAFILE_GetFileName(pFile));
     EXPECT_EQ(Name.substr(0, 255), DATAFILE_GetBaseName(pFile));
   }

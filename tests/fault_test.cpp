@@ -1,11 +1,11 @@
-// Whole runs in which one system call fails, then the next, and so on until a run passes untouched. Each ends with
-// exactly the right file, or says that it failed.
+// Complete runs in which one system call fails, then the next, and so on until no call is left to fail. Each run either
+// writes exactly the right file or says that it failed.
 #include "app/run.h"
 #include "support/harness.h"
 
 namespace {
 
-/// An input of the kind, several windows of it: many areas, out of order (a binary file has but one).
+/// An input of the given kind, several windows long: many areas, out of order (a binary file has only one).
 std::string MakeInput(const std::string& Kind) {
   std::string Text;
   for (unsigned i = 0; i < 160; ++i) {
@@ -19,7 +19,7 @@ std::string MakeInput(const std::string& Kind) {
 
 class FaultSweep : public testing::TestWithParam<std::string> {};
 
-TEST_P(FaultSweep, EndsRightOrSaysThatItFailed) {
+TEST_P(FaultSweep, SucceedsOrSaysThatItFailed) {
   const std::string In = "in." + GetParam();
   const char* const aArg[] = {"Blockfit", "-o", "new/out", In.c_str()};
   WriteFile(In, MakeInput(GetParam()));
@@ -28,7 +28,7 @@ TEST_P(FaultSweep, EndsRightOrSaysThatItFailed) {
   EXPECT_EQ(160U * 250U, ReadConditioned(Expected, 8192).value().size());
   for (const FaultKind What : {FAULT_ALLOC, FAULT_OPEN, FAULT_READ, FAULT_WRITE, FAULT_CLOSE}) {
     for (const int Error : {EIO, EINTR, ENOSPC, 0}) {
-      for (const bool IsAlone : {true, false}) {  // then with all calls that follow
+      for (const bool IsAlone : {true, false}) {  // only this call, or also all that follow
         bool HasFired = true;
         for (int First = 1; HasFired; ++First) {
           std::filesystem::remove_all("new");
@@ -40,9 +40,9 @@ TEST_P(FaultSweep, EndsRightOrSaysThatItFailed) {
           ASSERT_EQ(Status == 0, Printed.ends_with("Conditioning done.\n")) << Printed;
           ASSERT_EQ(Status == 1, Printed.find("Failed") != std::string::npos) << Printed;
           ASSERT_TRUE(Status == 1 || ReadFile("new/out.srec") == Expected) << What << ' ' << First;
-          ASSERT_TRUE(Status == 0 || What != FAULT_READ || Error != 0) << "a read may come short";
+          ASSERT_TRUE(Status == 0 || What != FAULT_READ || Error != 0) << "short reads are normal";
           ASSERT_EQ(What == FAULT_CLOSE && HasFired && (First == 2 || !IsAlone), What == FAULT_CLOSE && Status == 1);
-          ASSERT_TRUE(HasFired || (Status == 0 && First > 2)) << "untouched, behind two faults at least";
+          ASSERT_TRUE(HasFired || (Status == 0 && First > 2)) << "no fault, after at least two";
         }
       }
     }

@@ -1,4 +1,4 @@
-// The sparse memory image, rule by rule and against a plain map of bytes.
+// The sparse memory image, rule by rule and compared with a plain map of bytes.
 #include "support/harness.h"
 
 namespace {
@@ -7,11 +7,11 @@ constexpr uint64_t TOP = UINT64_MAX;
 
 class Image : public testing::Test {
  protected:
-  /// Writes bytes of the text, or only marks so many addresses.
+  /// Writes NumBytes bytes of the text, or without a text only marks the addresses.
   int Write(uint64_t Addr, uint64_t NumBytes, const char* pText = nullptr) {
     return MEMIMG_WriteData(m_pImage, Addr, NumBytes, reinterpret_cast<const uint8_t*>(pText), -1);
   }
-  /// A read as RunsOf shows it, '_' for what is not valid.
+  /// Reads as RunsOf shows it, with '_' for bytes that are not valid.
   std::string Read(uint64_t Start, uint64_t End = TOP, uint64_t MaxGap = 0, int64_t Max = 32, uint32_t StartBits = 0,
                    uint32_t EndBits = 0) {
     uint8_t aData[32];
@@ -30,12 +30,12 @@ class Image : public testing::Test {
   MemImage* const m_pImage = m_Owner.get();
 };
 
-TEST_F(Image, KeepsAreasWithoutStorageHonest) {
+TEST_F(Image, TracksAreasWithoutStorage) {
   EXPECT_EQ(0, Write(0x10, 2));
   EXPECT_EQ(0, Write(0x12, 1));
   EXPECT_EQ(0, Write(0x0F, 1));
   EXPECT_EQ(0, MEMIMG_WriteData(m_pImage, 0x20, 2, nullptr, 'f'));
-  EXPECT_EQ(0, Write(0x22, 1)) << "next to storage: storage";
+  EXPECT_EQ(0, Write(0x22, 1)) << "an area next to storage gets storage";
   EXPECT_EQ(0U, m_pImage->HasLostBytes);
   EXPECT_EQ(0, Write(0x13, 1, "x"));
   EXPECT_EQ(1U, m_pImage->HasLostBytes);
@@ -60,7 +60,7 @@ TEST_F(Image, LimitsItsAreasAndCountsItsWrites) {
   EXPECT_EQ(MEMIMG_ERR_NO_MEMORY, Write(0, MAX + 1));
   EXPECT_EQ(0, Write(0x1000, MAX - 1));
   EXPECT_EQ(0, Write(0x1000 + MAX, 1));
-  EXPECT_EQ(MEMIMG_ERR_NO_MEMORY, Write(0x1000 + MAX - 1, 1)) << "would be joined";
+  EXPECT_EQ(MEMIMG_ERR_NO_MEMORY, Write(0x1000 + MAX - 1, 1)) << "too large when joined";
   EXPECT_EQ(MEMIMG_ERR_NO_MEMORY, Write(0xFFE, 2));
   EXPECT_EQ(0, Write(0xFFF, 1));
   EXPECT_EQ(MEMIMG_ERR_NO_MEMORY, Write(0x1001 + MAX, MAX));
@@ -76,7 +76,7 @@ TEST_F(Image, IsReadInSpansThatAreBridgedAlignedAndLimited) {
   ASSERT_EQ(0, Write(0x21, 1, "g"));
   ASSERT_EQ(0, Write(TOP, 1, "z"));
   EXPECT_EQ(" 12=cd", Read(0x12));
-  EXPECT_EQ(4, MEMIMG_ReadData(m_pImage, 0, TOP, 0, 0, nullptr, nullptr, nullptr, 32, 0, 0)) << "only how many";
+  EXPECT_EQ(4, MEMIMG_ReadData(m_pImage, 0, TOP, 0, 0, nullptr, nullptr, nullptr, 32, 0, 0)) << "only counts";
   EXPECT_EQ(" 10=a", Read(0, 0x10));
   EXPECT_EQ(" 11=bc", Read(0x11, 0x12));
   EXPECT_EQ("", Read(0x18, 0x20));
@@ -110,7 +110,7 @@ TEST_F(Image, CommitsPendingBytes) {
   EXPECT_EQ(" 10=aBcde 18=f 20=z", RunsOf(BytesOf(m_pImage)));
   EXPECT_EQ(0U, m_pImage->NumChanges + m_pImage->NumPending + m_pImage->NumPendingAlloc);
   EXPECT_EQ(0U, MEMIMG_QueueByte(nullptr, 0x40, 'q'));
-  EXPECT_EQ(0U, MEMIMG_QueueByte(m_pImage, 0x40, 'q')) << "and the list is released with the image";
+  EXPECT_EQ(0U, MEMIMG_QueueByte(m_pImage, 0x40, 'q')) << "the list is released with the image";
 }
 
 class ImageLock : public Image {};
@@ -119,7 +119,7 @@ TEST_F(ImageLock, GuardsPendingBytes) {
   EXPECT_EQ(0, MEMIMG_Lock(m_pImage));
   std::thread([this] {
     EXPECT_EQ(1, MEMIMG_Unlock(m_pImage));
-    FAULT_Arm(FAULT_CLOCK, {});  // without a clock the wait ends at once instead of after ten seconds
+    FAULT_Arm(FAULT_CLOCK, {});  // without a clock, the wait ends at once instead of after ten seconds
     EXPECT_EQ(MEMIMG_ERR_TIMEOUT, MEMIMG_Lock(m_pImage));
   }).join();
   EXPECT_EQ(0, MEMIMG_Unlock(m_pImage));
@@ -136,11 +136,11 @@ TEST_F(ImageLock, GuardsPendingBytes) {
   EXPECT_EQ(2000U, BytesOf(m_pImage).size());
 }
 
-/// How memory is short: not at all, in one random allocation of every write, or in all from some allocation on.
+/// When memory runs out: never, in one random allocation of every write, or from some allocation on.
 enum Shortage { NO_SHORTAGE, ONCE_A_WRITE, FROM_THEN_ON };
 
-/// Writes to one slot after the other in an order that visits all, from the middle on or, without a step, shuffled:
-/// every join, refusal and growth happens many times.
+/// Writes to every slot once, starting in the middle and advancing by Step, or shuffled if Step is 0: every kind of
+/// join, refusal and growth happens many times.
 void ExpectLikeAMap(const std::array<uint64_t, 5>& Case, uint64_t Step, Shortage Memory) {
   const auto& [NumSlots, Base, SlotBytes, MinBytes, MaxBytes] = Case;
   std::mt19937_64 Random(Step);
@@ -176,7 +176,7 @@ void ExpectLikeAMap(const std::array<uint64_t, 5>& Case, uint64_t Step, Shortage
   FAULT_Disarm();
   uint32_t NumAreas = 0;
   for (const DataArea* p = pImage->pFirstArea; p != nullptr; p = p->pNext, ++NumAreas) {
-    ASSERT_TRUE(p->pNext == nullptr || AREA_LastOf(*p) + 1 < p->pNext->Addr) << "in order, and apart";
+    ASSERT_TRUE(p->pNext == nullptr || AREA_LastOf(*p) + 1 < p->pNext->Addr) << "in order, and not adjacent";
   }
   ASSERT_EQ(NumAreas, pImage->NumAreas);
   const ByteMap Held = BytesOf(pImage.get());
@@ -188,7 +188,7 @@ void ExpectLikeAMap(const std::array<uint64_t, 5>& Case, uint64_t Step, Shortage
 }
 
 TEST(ImageRandom, AgreesWithAPlainMap) {
-  constexpr uint64_t MANY = 5003;  // areas for an index of many pages
+  constexpr uint64_t MANY = 5003;  // enough areas for an index of many pages
   const std::array<uint64_t, 5> aCase[] = {
       {MANY, 0, 4, 4, 4}, {MANY, 0, 8, 1, 10}, {MANY, TOP - 8 * MANY + 90, 8, 1, 10}, {4001, 0, 100, 98, 101}};
   for (const auto& Case : aCase) {
@@ -201,12 +201,12 @@ TEST(ImageRandom, AgreesWithAPlainMap) {
   }
 }
 
-TEST_F(Image, RefusesAWriteWhenALongChainGetsNoIndex) {
+TEST_F(Image, RefusesAWriteIfALongListGetsNoIndex) {
   for (uint64_t Addr = 0; Addr < 4000; Addr += 2) {
     ASSERT_EQ(0, Write(Addr, 1, "x"));
   }
   const std::string Before = RunsOf(BytesOf(m_pImage));
-  for (int First = 1; First < 8; ++First) {  // before anything is built, and with some of the pages
+  for (int First = 1; First < 8; ++First) {  // before anything is built, and after some of the pages
     FAULT_Arm(FAULT_ALLOC, {.First = First});
     EXPECT_EQ(MEMIMG_ERR_NO_MEMORY, Write(1001, 1, "y")) << First;
     FAULT_Disarm();

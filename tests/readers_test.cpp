@@ -1,4 +1,4 @@
-// The readers: what they accept and refuse, their window, and mutated files against independent decoders.
+// The readers: what they accept and refuse, their window, and mutated files compared with independent decoders.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -16,7 +16,7 @@ int ReadBin(MemImage* pImage, const char* pPath, char* pErrText, uint32_t ErrTex
   return BIN_Read(pImage, pPath, pErrText, ErrTextSize, 0x30);
 }
 
-/// Reads a file while something fails, or nothing. Returns the runs, or the status and the error.
+/// Reads a file, with a fault if one is given. Returns the runs, or the status and the error.
 std::string ReadPath(ReadFn pfRead, const std::string& Path, FaultKind What = FAULT_NONE, const Fault& How = {}) {
   const auto pImage = NewImage();
   char acError[256] = "";
@@ -29,7 +29,8 @@ std::string ReadPath(ReadFn pfRead, const std::string& Path, FaultKind What = FA
   return Status == 0 ? RunsOf(BytesOf(pImage.get())) : std::to_string(Status) + " " + acError;
 }
 
-/// Reads a text from a file in memory, whole and in odd pieces, and has an independent decoder say the same.
+/// Reads a text from a file in memory, first normally and then with short reads, and compares the result with that of
+/// an independent decoder.
 std::string ReadText(ReadFn pfRead, const std::string& Text) {
   const int hFile = memfd_create("input", 0);
   EXPECT_EQ(static_cast<ssize_t>(Text.size()), write(hFile, Text.data(), Text.size()));
@@ -120,9 +121,9 @@ TEST(Readers, SayWhyAFileCannotBeOpenedReadOrKept) {
   EXPECT_EQ("-3 Error in line 1: Malloc problem", ReadPath(MOT_Read, "mot", FAULT_ALLOC));
 }
 
-/// Records and white space laid across the window's edge so that it falls on every character of a record, a line end
-/// and the white space around.
-TEST(Readers, DoNotShowTheEdgeOfTheirWindow) {
+/// Records and white space are placed so that the window's edge falls on every character of a record, of its line end
+/// and of the white space around it.
+TEST(Readers, AreNotAffectedByTheEdgeOfTheirWindow) {
   std::string Data(255, '\0');
   std::iota(Data.begin(), Data.end(), '\0');
   for (const ReadFn pfRead : {HEX_Read, MOT_Read}) {
@@ -141,7 +142,7 @@ TEST(Readers, DoNotShowTheEdgeOfTheirWindow) {
   }
 }
 
-/// A valid file with any one character changed, removed or added is read to what its text now says, or refused.
+/// A valid file with one character changed, removed or added is read as its text now says, or refused.
 TEST(Readers, ReadMutatedFilesAsTheyStandOrRefuseThem) {
   const std::string Hex =
       ":020000040800F2\r\n:0300300002337A1E\r\n:020000021200EA\n:04FFFE0001020304F5\n\n:00000001FF\n";

@@ -19,12 +19,12 @@ const std::string END = "S9030000FC\r\n";
 const std::string HEX_OUT = "S106003002337A1A\r\n" + END;
 const std::string MOT_OUT = "S1060000010203F3\r\n" + END;
 
-/// Starts the program, its arguments written as for a shell. Returns the pipe from its output.
+/// Starts the program through a shell. Returns a pipe from its output.
 FILE* Start(const std::string& Args) {
-  return popen(("exec " BLOCKFIT_PROGRAM " " + Args).c_str(), "r");  // NOLINT(cert-env33-c): the shell is meant
+  return popen(("exec " BLOCKFIT_PROGRAM " " + Args).c_str(), "r");  // NOLINT(cert-env33-c): a shell is wanted
 }
 
-/// Returns the exit status and what is printed behind the banner, which has to be there.
+/// Expects the banner. Returns the exit status and what is printed after the banner.
 std::string Finish(FILE* pOutput, std::string Printed = "") {
   for (int c = 0; (c = std::getc(pOutput)) != EOF;) {
     Printed += static_cast<char>(c);
@@ -37,7 +37,7 @@ std::string Finish(FILE* pOutput, std::string Printed = "") {
   return std::to_string(WIFEXITED(Status) ? WEXITSTATUS(Status) : -Status) + " " + Printed.substr(Banner.size());
 }
 
-/// A folder of inputs, for runs in it.
+/// Runs in a folder of inputs.
 class Run : public testing::Test {
  protected:
   Run() {
@@ -56,7 +56,7 @@ class Run : public testing::Test {
     std::filesystem::create_symlink("/dev/full", "full.srec");
   }
 
-  /// Expects a run that writes these bytes; none: it fails when it has created the file.
+  /// Expects a run that writes these bytes; if there are none, it must fail after it has created the file.
   static void Writes(const std::string& Args, const std::string& Confirmed, const std::string& Output,
                      const std::string& Bytes) {
     const std::string Reading = "Reading source file from " + Args.substr(Args.rfind(' ') + 1) + ".\n";
@@ -68,7 +68,7 @@ class Run : public testing::Test {
     std::filesystem::remove(Output);
   }
 
-  /// Expects a run that fails before it creates a file.
+  /// Expects a run that fails before it creates the output file.
   static void Fails(const std::string& Args, const std::string& Messages) {
     EXPECT_EQ("1 " + Messages, Finish(Start(Args)));
     EXPECT_FALSE(std::filesystem::exists("fw.srec"));
@@ -120,14 +120,14 @@ TEST_F(Run, SaysWhyItFails) {
 
 /// Runs a shell script. Returns its exit status.
 int Shell(const std::string& Script) {
-  return WEXITSTATUS(std::system(Script.c_str()));  // NOLINT(cert-env33-c): redirection and limits are the shell's
+  return WEXITSTATUS(std::system(Script.c_str()));  // NOLINT(cert-env33-c): redirections and limits need a shell
 }
 
 TEST_F(Run, KeepsMessagesOutOfItsOutput) {
   WriteFile("fw.srec", "old\n");
   std::filesystem::create_symlink("../fw.srec", "in/fw.srec");
   EXPECT_EQ(1, Shell("exec " BLOCKFIT_PROGRAM " -o in/fw fw.hex >>fw.srec"));
-  EXPECT_TRUE(ReadFile("fw.srec").starts_with("old\nVORNEX")) << "what was there is not lost";
+  EXPECT_TRUE(ReadFile("fw.srec").starts_with("old\nVORNEX")) << "the old contents are kept";
   EXPECT_EQ(0, Shell("exec " BLOCKFIT_PROGRAM " fw.hex >messages"));
   for (const std::string Closed : {">&-", "<&- >&-", ">&- 2>&-", "<&- >&- 2>&-"}) {
     WriteFile("fw.srec", "");
@@ -136,11 +136,11 @@ TEST_F(Run, KeepsMessagesOutOfItsOutput) {
   }
 }
 
-TEST_F(Run, GoesOnWithoutAReaderAndReportsTheFileSizeLimit) {
+TEST_F(Run, ContinuesWithoutAReaderAndReportsTheFileSizeLimit) {
   WriteFile("big.bin", std::string(100000, 'x'));
   EXPECT_EQ(1, Shell("ulimit -f 8; exec " BLOCKFIT_PROGRAM " big.bin >/dev/null"));
   EXPECT_EQ(0, Shell("{ sleep 0.1; " BLOCKFIT_PROGRAM " fw.hex; echo $? >status; } | :"));
-  EXPECT_EQ("0\n", ReadFile("status")) << "no one reads the messages";
+  EXPECT_EQ("0\n", ReadFile("status")) << "nobody reads the messages";
   EXPECT_EQ(HEX_OUT, ReadFile("fw.srec"));
 }
 
@@ -163,7 +163,7 @@ TEST_F(Run, ShowsProgressBeforeASlowInputHasBeenRead) {
   }
   std::ofstream Pipe("slow.hex");
   Pipe << ":03003000023" << std::flush;
-  usleep(10000);  // so that the rest comes in a read of its own, if the machine is not too busy
+  usleep(10000);  // so that the rest arrives in a separate read, unless the machine is too busy
   Pipe << "37A1E" << std::flush;
   Pipe.close();
   EXPECT_EQ('0', Finish(pOutput, Printed)[0]);

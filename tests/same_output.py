@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs two builds of the program on the same generated inputs: exit status, messages and output must be the same.
+"""Runs two builds of the program on the same generated inputs: exit status, messages and output must match.
 
 Usage: same_output.py NUM_INPUTS PROGRAM OTHER_PROGRAM [ARGUMENT...]
 The other program may be an emulator, with the program to run as its last argument.
@@ -13,16 +13,16 @@ import subprocess
 import sys
 import tempfile
 
-sys.dont_write_bytecode = True  # the folder of the examples is installed as it is
+sys.dont_write_bytecode = True  # the examples folder is installed as it is
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "examples"))
-import make_samples as samples  # noqa: E402 (found on the path that is set above)
+import make_samples as samples  # noqa: E402 (found on the path set above)
 
-LONGEST = 250  # bytes that fit into one record of any kind
+LONGEST = 250  # bytes that fit into a record of any kind
 
 
 def pieces():
     """(address, data) of records: with or without gaps, in order or not, some across the end of an address range, some
-    that overlap."""
+    overlapping."""
     start = random.choice([0, 0x8000, 0xFFF0, 0xFFFFF0, 0x08000000, 0xFFFFF000])
     step = random.choice([16, 16, 16, 17, 32, 300, 15])
     size = random.choice([1, 3, 16, 16, 16, LONGEST])
@@ -73,7 +73,7 @@ def new_input():
 
 
 def outcome(command, name, contents, arguments):
-    """(exit status, what is printed but for the time of the build, the output or None)"""
+    """(exit status, printed text without the build time, files by name)"""
     with tempfile.TemporaryDirectory() as folder:
         pathlib.Path(folder, name).write_bytes(contents)
         run = subprocess.run(command + arguments + [name], cwd=folder, stdout=subprocess.PIPE, timeout=60)
@@ -95,10 +95,10 @@ def main():
             return 1
         statuses[first[0]] += 1
     if min(statuses[0], statuses[1]) < num_inputs // 4:
-        print(f"The inputs try too little: exit statuses {dict(statuses)}", file=sys.stderr)
+        print(f"The inputs test too little: exit statuses {dict(statuses)}", file=sys.stderr)
         return 1
     counts = ", ".join(f"{count} with exit status {status}" for status, count in sorted(statuses.items()))
-    print(f"The same from {num_inputs} generated inputs: {counts}")
+    print(f"Same results for {num_inputs} generated inputs: {counts}")
     return 0
 
 

@@ -53,7 +53,7 @@ TEST(File, IsOpenedAsTheFlagsSay) {
   }
 }
 
-TEST(File, IsMadeWithItsFoldersBelowTheHomeDirectory) {
+TEST(File, IsCreatedWithItsFoldersInTheHomeDirectory) {
   constexpr uint32_t OUTPUT = SYS_OPEN_WRITE | SYS_OPEN_CREATE | SYS_OPEN_TRUNCATE;
   const std::string Home = std::filesystem::current_path() / "home";
   setenv("HOME", Home.c_str(), 1);
@@ -63,14 +63,14 @@ TEST(File, IsMadeWithItsFoldersBelowTheHomeDirectory) {
   EXPECT_EQ(std::filesystem::perms{0777}, std::filesystem::status("home").permissions());
   EXPECT_EQ(std::filesystem::perms{0644}, std::filesystem::status("home/c").permissions());
   unsetenv("HOME");
-  EXPECT_TRUE(Closes(SYS_OpenFileEx("~", SYS_OPEN_READ))) << "the home directory of the user's entry";
+  EXPECT_TRUE(Closes(SYS_OpenFileEx("~", SYS_OPEN_READ))) << "the home directory from the user database";
   EXPECT_EQ(SYS_NO_FILE, SYS_OpenFileEx("", OUTPUT));
   EXPECT_EQ(SYS_NO_FILE, SYS_OpenFileEx(nullptr, SYS_OPEN_READ));
 }
 
 TEST(File, IsTriedAgainAfterADelay) {
   signal(SIGALRM, [](int) {});
-  ualarm(5000, 0);  // a sleep goes on behind it
+  ualarm(5000, 0);  // a sleep continues after the signal
   const auto Start = system_clock::now();
   FAULT_Arm(FAULT_OPEN, {.Last = 2});
   EXPECT_TRUE(Closes(SYS_OpenFileRetry("/dev/null", SYS_OPEN_READ, 2, 20)));
@@ -80,7 +80,7 @@ TEST(File, IsTriedAgainAfterADelay) {
   FAULT_Disarm();
 }
 
-TEST(Directory, IsMadeWithItsParentsToTheGivenDepth) {
+TEST(Directory, IsCreatedWithItsParentsToTheGivenDepth) {
   WriteFile("file", "");
   EXPECT_EQ(-1, SYS_CreateDirectory("a/b/c//", 2));
   EXPECT_EQ(0, SYS_CreateDirectory("a/b/c//", 3));
@@ -123,7 +123,7 @@ TEST(MutexTable, IsRecursiveAndTimesOutBetweenThreads) {
     const auto Start = system_clock::now();
     EXPECT_EQ(SYS_LOCK_TIMEOUT, SYS_LockMutex(pMutex, 50));
     EXPECT_GE(system_clock::now() - Start, std::chrono::milliseconds(50));
-    for (const int First : {1, 2}) {  // no clock at the start, none later on
+    for (const int First : {1, 2}) {  // no clock at the start, or none later
       FAULT_Arm(FAULT_CLOCK, {.First = First});
       EXPECT_EQ(SYS_LOCK_TIMEOUT, SYS_LockMutex(pMutex, 10000));
     }

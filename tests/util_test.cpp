@@ -35,7 +35,7 @@ TEST(Text, IsComparedWithoutRegardToAsciiCase) {
   EXPECT_LT(UTIL_CompareNoCase("\x80", "a"), 0) << "bytes are taken as signed";
 }
 
-/// The value, if there is one, and what is left of the text.
+/// The value, if there is one, and the rest of the text.
 std::string Parse(const char* pText) {
   uint32_t Value = 99;
   const bool IsNumber = UTIL_ParseHex32(&pText, &Value) == 0;
@@ -63,7 +63,7 @@ std::string Plain(const char* pFormat, ...) {
   return acText;
 }
 
-/// Formats into room for Size characters; the length of the whole stands behind the text.
+/// Formats into room for Size characters. The text is followed by the length of the complete text.
 template <uint32_t Size = 99, typename... Arguments>
 std::string Full(const char* pFormat, Arguments... Args) {
   int32_t (*volatile pfFormat)(char*, uint32_t, const char*, ...) =
@@ -83,7 +83,7 @@ TEST(Format, PlainEngineHasItsOwnRepertoire) {
   EXPECT_EQ("-1|18446744073709551615|ffffffff", Plain("%lld|%llu|%llx", INT64_C(-1), UINT64_MAX, UINT64_C(0xFFFFFFFF)));
   EXPECT_EQ("4294967295|ff|FF|    1234|  001", Plain("%lu|%x|%X|%08X|%5.3u", UINT32_MAX, 255, 255, 0x1234, 1));
   EXPECT_EQ("a|abc|(null)|%|    beef|0000beef", Plain("%5c|%9.1s|%s|%%|%20p|%.8p%", 'a', "abc", NO_TEXT, BEEF, BEEF));
-  EXPECT_EQ("[][][5d][7][8]", Plain("[%o][%_][%-5d][%u][%i]", 7, 8)) << "what it does not know takes no argument";
+  EXPECT_EQ("[][][5d][7][8]", Plain("[%o][%_][%-5d][%u][%i]", 7, 8)) << "unknown conversions take no argument";
   EXPECT_EQ(std::string(39, ' '), Plain("%99999999999d", 1));
   EXPECT_EQ(std::string(39, 'x'), Plain("%s", std::string(50, 'x').c_str()));
   void (*const pfPrint)(const char*, ...) = UTIL_Printf;  // past the compiler's check of formats

@@ -2,14 +2,14 @@
 
 enum { MAX_ADDRESS_BYTES = 4 };
 
-/// A block and the place reached in it. After a failure, Pos is the offset of the offending character.
+/// A block and the current position in it. After a failure, Pos is the offset of the offending character.
 typedef struct {
   const char* pChars;
   size_t NumChars;
   size_t Pos;
 } BlockText;
 
-/// The data of one record. The bytes are kept as they stand in the line: address, data, checksum.
+/// The data of one record. The bytes are kept in the order of the line: address, data, checksum.
 typedef struct {
   size_t NumAddressBytes;
   size_t NumDataBytes;
@@ -20,13 +20,13 @@ static const char* const apErrorTexts[] = {
     [-CONSUMER_ERR_LINE_START] = "record or CR LF expected",
     [-CONSUMER_ERR_TYPE] = "record type 1, 2, 3 or 9 expected",
     [-CONSUMER_ERR_DIGIT] = "upper-case hexadecimal digit expected",
-    [-CONSUMER_ERR_COUNT] = "count does not stand for 1 to 32 data bytes",
+    [-CONSUMER_ERR_COUNT] = "count does not mean 1 to 32 data bytes",
     [-CONSUMER_ERR_CHECKSUM] = "wrong checksum",
     [-CONSUMER_ERR_LINE_END] = "CR LF expected",
-    [-CONSUMER_ERR_CUT_OFF] = "line is not complete in its block",
+    [-CONSUMER_ERR_CUT_OFF] = "incomplete line at the end of the block",
     [-CONSUMER_ERR_ADDRESS] = "data runs past the last address of its record type",
     [-CONSUMER_ERR_END_RECORD] = "end record is not S9030000FC",
-    [-CONSUMER_ERR_BEHIND_END] = "text behind the end record",
+    [-CONSUMER_ERR_AFTER_END] = "text after the end record",
     [-CONSUMER_ERR_REFUSED] = "record refused",
 };
 
@@ -35,7 +35,7 @@ static ConsumerStatus FailAt(BlockText* pText, size_t Pos, ConsumerStatus Status
   return Status;
 }
 
-/// Steps over the text pExpected. Otherwise is the status for any other character.
+/// Steps over the text pExpected. Returns Otherwise for any other character.
 static ConsumerStatus TakeText(BlockText* pText, const char* pExpected, ConsumerStatus Otherwise) {
   for (; *pExpected != '\0'; pExpected++) {
     if (pText->Pos == pText->NumChars) {
@@ -88,7 +88,7 @@ static int IsSumRight(uint8_t Count, const uint8_t* pBytes) {
   return (Sum & 0xFF) == 0xFF;
 }
 
-/// Reads what follows the type of a data record. pRecord->NumAddressBytes is given by the type.
+/// Reads the rest of a data record after its type, which determines pRecord->NumAddressBytes.
 static ConsumerStatus TakeDataRecord(BlockText* pText, DataRecord* pRecord) {
   const size_t CountPos = pText->Pos;
   const size_t NumOtherBytes = pRecord->NumAddressBytes + 1;
@@ -119,7 +119,7 @@ static uint32_t AddressOf(const DataRecord* pRecord) {
   return Address;
 }
 
-/// The last data byte has an address that NumAddressBytes bytes can name. Written so that no sum can overflow.
+/// Whether NumAddressBytes bytes can hold the address of the last data byte. Written so that no sum can overflow.
 static int IsTypeWideEnough(const DataRecord* pRecord) {
   const uint32_t LastAddress = 0xFFFFFFFFU >> (8 * (MAX_ADDRESS_BYTES - pRecord->NumAddressBytes));
   return pRecord->NumDataBytes - 1 <= LastAddress - AddressOf(pRecord);
@@ -174,7 +174,7 @@ ConsumerStatus CONSUMER_ReadBlock(const char* pBlock, size_t NumChars, ConsumerS
     Status = ReadLine(&Text, pfSink, pContext);
   }
   if (Status == CONSUMER_END && Text.Pos < NumChars) {
-    Status = CONSUMER_ERR_BEHIND_END;
+    Status = CONSUMER_ERR_AFTER_END;
   }
   if (pError != NULL) {
     pError->Offset = Text.Pos;

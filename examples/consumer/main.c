@@ -21,7 +21,7 @@ static int Usage(const char* pProblem) {
   fprintf(stderr,
           "consumer: %s\n"
           "Usage: consumer [--block-size N] FILE\n"
-          "Lists address and bytes of every record of the conditioned file FILE.\n"
+          "Lists the address and bytes of every record in the conditioned file FILE.\n"
           "  --block-size N  the file's block size, even, %d to %d (default 8192)\n"
           "N IS DECIMAL here, while the option values of Blockfit are hexadecimal: its -BlockAlign 1000 is 4096 here.\n"
           "Exit status: 0 ok, 1 a block breaks a rule, 2 wrong usage, or a file that cannot be read or written.\n",
@@ -34,12 +34,12 @@ static int ParseBlockSize(const char* pText, unsigned long* pValue) {
   if (pText == NULL || *pText == '\0' || strspn(pText, "0123456789") != strlen(pText)) {
     return -1;
   }
-  // A number too long for the type comes out as the type's largest value, which is odd.
+  // A number too large for the type becomes the type's largest value, which is odd.
   *pValue = strtoul(pText, NULL, 10);
   return *pValue >= MIN_BLOCK_SIZE && *pValue <= MAX_BLOCK_SIZE && *pValue % 2 == 0 ? 0 : -1;
 }
 
-/// Fills pSettings from the arguments. Returns null, or what is wrong with them.
+/// Fills pSettings from the arguments. Returns null, or the text of what is wrong with them.
 static const char* ParseArguments(char** apArgs, Settings* pSettings) {
   for (apArgs++; *apArgs != NULL; apArgs++) {
     if (strcmp(*apArgs, "--block-size") == 0) {
@@ -86,7 +86,7 @@ static int ReadBlocks(FILE* pFile, const Settings* pSettings) {
       return Status == CONSUMER_END ? EXIT_OK : Broken(pSettings, BlockStart, "no end record");
     }
     if (Status == CONSUMER_END) {
-      return Broken(pSettings, BlockStart, "text behind the end record");
+      return Broken(pSettings, BlockStart, "text after the end record");
     }
     ConsumerError Error;
     Status = CONSUMER_ReadBlock(acBlock, NumChars, ListRecord, NULL, &Error);

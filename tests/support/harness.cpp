@@ -8,7 +8,7 @@
 
 namespace {
 
-/// Makes the folder of a test, and removes it.
+/// Makes a folder for each test, and removes it afterwards.
 class Folder : public testing::EmptyTestEventListener {
   void OnTestStart(const testing::TestInfo&) override {
     m_Path = testing::TempDir() + "blockfit-XXXXXX";
@@ -28,7 +28,7 @@ thread_local FaultKind Armed = FAULT_NONE;
 thread_local Fault How;
 thread_local int NumCalls = 0;
 
-/// Counts a call, and tells whether it is one that shall fail.
+/// Counts a call. Returns whether it is to fail.
 bool IsHit(FaultKind Kind) {
   if (Kind != Armed || ++NumCalls < How.First || NumCalls > How.Last) {
     return false;
@@ -37,8 +37,8 @@ bool IsHit(FaultKind Kind) {
   return true;
 }
 
-/// Returns how much of NumBytes a read or write may handle, or -1 when it shall fail. Half of one byte is one byte: a
-/// read that brings nothing would be the end of the file.
+/// Returns how many of NumBytes a read or write may handle, or -1 if it is to fail. Half of one byte is one byte: a
+/// read of no bytes would mean the end of the file.
 ssize_t Allowed(FaultKind Kind, size_t NumBytes) {
   if (!IsHit(Kind)) {
     return static_cast<ssize_t>(NumBytes);

@@ -1,4 +1,4 @@
-/// What the tests share: every test works in an empty folder of its own, and can make system calls fail.
+/// Shared by the tests: every test runs in its own, initially empty folder, and can make system calls fail.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@
 
 #include "support/byte_map.h"
 
-/// Makes a file, or replaces it.
+/// Creates or replaces a file.
 inline void WriteFile(const std::string& Path, const std::string& Bytes) {
   std::ofstream(Path, std::ios::binary) << Bytes;
 }
@@ -26,19 +26,19 @@ inline std::string ReadFile(const std::string& Path) {
   return File ? std::string(std::istreambuf_iterator<char>(File), {}) : "(no file)";
 }
 
-/// What can be made to fail. The tests are linked so that calls of malloc, realloc, open, read, write, close and
-/// gettimeofday by the code under test come to them first.
+/// What can be made to fail. The tests are linked so that they intercept calls to malloc, realloc, open, read, write,
+/// close and gettimeofday by the code under test.
 enum FaultKind { FAULT_NONE, FAULT_ALLOC, FAULT_OPEN, FAULT_READ, FAULT_WRITE, FAULT_CLOSE, FAULT_CLOCK };
 
-/// Which calls fail, counted from 1 when the fault is armed, and how.
+/// Which calls fail, counted from 1 after the fault is armed, and how.
 struct Fault {
   int First = 1;
   int Last = INT_MAX;
-  int Error = EIO;  ///< The errno of a failing call; 0: a read or write does not fail but comes short by half.
+  int Error = EIO;  ///< The errno of a failing call; 0: a read or write succeeds, but handles only half of the bytes.
 };
 
-/// Arms one kind of fault for this thread until FAULT_Disarm; calls of all other kinds pass.
+/// Arms one kind of fault for this thread until FAULT_Disarm; other kinds of calls are not affected.
 void FAULT_Arm(FaultKind Kind, const Fault& Which);
 
-/// Returns whether any call was made to fail since arming.
+/// Returns whether any call has failed since the fault was armed.
 bool FAULT_Disarm();

@@ -6,7 +6,7 @@
 
 namespace {
 
-/// A text that is taken from the front. What is not there to be taken makes it wrong for good.
+/// A text that is consumed from the front. If anything expected is missing, the text is wrong for good.
 struct Scanner {
   std::string_view Rest;
   bool IsRight = true;
@@ -14,7 +14,7 @@ struct Scanner {
   void Require(bool IsMet) {
     IsRight = IsRight && IsMet;
   }
-  /// Takes a character, which has to be one of these.
+  /// Takes a character, which must be one of these.
   char Take(std::string_view AnyOf) {
     const char c = Rest.empty() ? '\0' : Rest.front();
     Require(c != '\0' && AnyOf.find(c) != std::string_view::npos);
@@ -28,7 +28,7 @@ struct Scanner {
     Rest.remove_prefix(std::min(Rest.find_first_not_of(" \t\r\n"), Rest.size()));
     return IsAtEnd();
   }
-  /// Takes a record: a first byte, NumUncounted bytes and those that the first one counts; one of the two at least.
+  /// Takes a record: a first byte, then NumUncounted bytes and as many as the first byte counts, together at least one.
   std::vector<uint8_t> TakeRecord(size_t NumUncounted, uint8_t Sum) {
     std::vector<uint8_t> Record;
     for (size_t NumLeft = 1; NumLeft > 0; --NumLeft) {

@@ -1,4 +1,4 @@
-/// Decoders of the text formats that share nothing with the readers under test: slow, and plain enough to be right.
+/// Decoders of the text formats that share nothing with the readers under test: slow, and simple enough to be right.
 #pragma once
 
 #include <optional>
@@ -6,6 +6,6 @@
 
 #include "support/byte_map.h"
 
-/// Return the bytes that the text says, or nothing when the readers have to refuse it.
+/// Return the bytes that the text defines, or nothing if the readers must refuse it.
 std::optional<ByteMap> DecodeIntelHex(const std::string& Text);
 std::optional<ByteMap> DecodeSRecords(const std::string& Text);
