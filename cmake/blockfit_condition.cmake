@@ -1,21 +1,21 @@
-# Conditioned files as a part of the build.
+# Makes conditioned files as part of the build.
 #
 #     blockfit_condition(<program> [BLOCK <characters>] [LINE <bytes>])
 #     blockfit_condition(INPUT <file> [BASE <address>] [OUTPUT <name>] [BLOCK <characters>] [LINE <bytes>])
 #
-# The first form makes <program>.srec beside an executable target whenever that is linked; call it in the folder that
-# adds the target. The addresses come from the ELF file, by way of CMAKE_OBJCOPY. What needs <program>.srec depends on
-# the target.
+# The first form makes <program>.srec beside an executable target whenever the target is linked; call it in the folder
+# that adds the target. The addresses come from the ELF file, through CMAKE_OBJCOPY. Anything that needs <program>.srec
+# must depend on the target.
 #
-# The second form makes <name>.srec with each build in which <file> or Blockfit has changed. A relative <file> is one of
-# the current source folder, a relative <name> one of the current build folder; without OUTPUT, <name> is that of
-# <file>. BASE is the load address of a .bin file, which needs it, and goes with no other.
+# The second form makes <name>.srec in each build in which <file> or Blockfit has changed. A relative <file> is in the
+# current source folder, a relative <name> in the current build folder; without OUTPUT, <name> is that of <file>. BASE
+# is the load address of a .bin file; it is required for .bin files and not allowed for others.
 #
-# Numbers are decimal, or hexadecimal with 0x. Without BLOCK and LINE, Blockfit's own defaults hold.
+# Numbers are decimal, or hexadecimal with 0x. BLOCK and LINE default to Blockfit's own defaults.
 
 cmake_policy(VERSION 3.22)
 
-# Sets <Result> to the hexadecimal digits of <Text>, the number given for <Keyword>. Nothing given stays nothing.
+# Sets <Result> to the hexadecimal digits of <Text>, the number given for <Keyword>, or to nothing if <Text> is empty.
 function(_blockfit_hexadecimal Result Keyword Text Smallest Step)
   set(${Result} "" PARENT_SCOPE)
   if(Text STREQUAL "")
@@ -25,7 +25,7 @@ function(_blockfit_hexadecimal Result Keyword Text Smallest Step)
   if(NOT Text MATCHES "^(0[xX][0-9a-fA-F]+|[0-9]+)$")
     message(FATAL_ERROR "${Complaint} is not a number, decimal or hexadecimal with 0x")
   endif()
-  # What is longer might be more than math takes.
+  # Anything longer might be too large for math.
   string(LENGTH "${Text}" Length)
   set(Number 4294967296)
   if(Length LESS 18)
@@ -43,35 +43,35 @@ function(_blockfit_hexadecimal Result Keyword Text Smallest Step)
   set(${Result} "${Number}" PARENT_SCOPE)
 endfunction()
 
-# Stops unless a file of this name can be conditioned with what is given.
+# Stops unless a file of this name can be conditioned with these arguments.
 function(_blockfit_check_input Input Output Base)
   if("${Input}${Output}" MATCHES ";")
-    message(FATAL_ERROR "blockfit_condition: CMake takes no semicolon in a file's name: ${Input} ${Output}")
+    message(FATAL_ERROR "blockfit_condition: CMake does not allow a semicolon in a file name: ${Input} ${Output}")
   endif()
   cmake_path(GET Input EXTENSION LAST_ONLY Extension)
   string(TOLOWER "${Extension}" Extension)
   if(NOT Extension MATCHES "^\\.(hex|mot|srec|s19|s37|s|bin)$")
-    message(FATAL_ERROR "blockfit_condition: INPUT ${Input} is none of .hex, .mot, .srec, .s19, .s37, .s and .bin")
+    message(FATAL_ERROR "blockfit_condition: INPUT ${Input} is not a .hex, .mot, .srec, .s19, .s37, .s or .bin file")
   endif()
   if(Extension STREQUAL ".bin" AND Base STREQUAL "")
-    message(FATAL_ERROR "blockfit_condition: INPUT ${Input} needs BASE, the address it is loaded at")
+    message(FATAL_ERROR "blockfit_condition: INPUT ${Input} needs BASE, its load address")
   endif()
   if(NOT Extension STREQUAL ".bin" AND NOT Base STREQUAL "")
     message(FATAL_ERROR "blockfit_condition: BASE is for .bin files; ${Input} has addresses of its own")
   endif()
 endfunction()
 
-# Runs after <Target> is linked, which it is again when Blockfit has changed.
+# Runs after <Target> is linked. A change of Blockfit makes it link again.
 function(_blockfit_condition_target Target Run)
   if(NOT TARGET "${Target}")
-    message(FATAL_ERROR "blockfit_condition: ${Target} is not a target; a file is given with INPUT")
+    message(FATAL_ERROR "blockfit_condition: ${Target} is not a target; use INPUT for a file")
   endif()
   get_target_property(Type ${Target} TYPE)
   if(NOT Type STREQUAL "EXECUTABLE")
     message(FATAL_ERROR "blockfit_condition: ${Target} is not an executable")
   endif()
   if(NOT CMAKE_OBJCOPY)
-    message(FATAL_ERROR "blockfit_condition: there is no objcopy; set CMAKE_OBJCOPY to that of the tool chain")
+    message(FATAL_ERROR "blockfit_condition: there is no objcopy; set CMAKE_OBJCOPY to the tool chain's")
   endif()
   set(Output "$<TARGET_FILE_DIR:${Target}>/$<TARGET_FILE_BASE_NAME:${Target}>.srec")
   add_custom_command(TARGET ${Target} POST_BUILD VERBATIM
@@ -105,10 +105,10 @@ endfunction()
 function(blockfit_condition)
   cmake_parse_arguments(PARSE_ARGV 0 Arg "" "INPUT;BASE;OUTPUT;BLOCK;LINE" "")
   if(Arg_KEYWORDS_MISSING_VALUES)
-    message(FATAL_ERROR "blockfit_condition: nothing is given for ${Arg_KEYWORDS_MISSING_VALUES}")
+    message(FATAL_ERROR "blockfit_condition: no value for ${Arg_KEYWORDS_MISSING_VALUES}")
   endif()
   if(ARGC EQUAL 0)
-    message(FATAL_ERROR "blockfit_condition: nothing is given; it takes a target, or INPUT and a file")
+    message(FATAL_ERROR "blockfit_condition: no arguments; it takes a target, or INPUT and a file")
   endif()
   if(NOT DEFINED Arg_INPUT)
     list(POP_FRONT Arg_UNPARSED_ARGUMENTS Target)

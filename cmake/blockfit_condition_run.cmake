@@ -1,9 +1,9 @@
-# Run by the build for blockfit_condition: makes the conditioned file Output of the file Input with the program Blockfit.
-# With Objcopy, Input is an ELF file. Base, Block and Line are hexadecimal digits or nothing. Success prints nothing; a
-# failure prints what Blockfit says and what the program Check says of the input, and leaves no Output.
+# Run by the build for blockfit_condition: makes the conditioned file Output from the file Input with the program
+# Blockfit. With Objcopy, Input is an ELF file. Base, Block and Line are hexadecimal digits or empty. Success prints
+# nothing; a failure prints what Blockfit says and what the program Check says about the input, and leaves no Output.
 #
-# Blockfit works on fixed names in a folder of its own, so no name needs an option, is taken for a path in the home
-# folder or is that of its own input; and a file gets its name once it is complete.
+# Blockfit works on fixed names in a folder of its own. So no name needs an option, is taken for a path in the home
+# folder, or is also the name of the input; and a file gets its final name only when it is complete.
 
 cmake_policy(VERSION 3.22)
 set(Scratch "${Output}.tmp")
@@ -14,7 +14,7 @@ function(fail Text)
   message(FATAL_ERROR "${Output} was not made.")
 endfunction()
 
-# Prints what Blockfit said, from its last blank line on, which ends what it says at every start; and the reason.
+# Prints the reason, and what Blockfit said after its last blank line, which ends the text printed at every start.
 function(fail_to_condition Text)
   string(REGEX REPLACE "^.*\n\n" "" Text "${Text}")
   string(REPLACE "${File}" "${Input}" Text "${Text}")
@@ -27,7 +27,7 @@ function(fail_to_condition Text)
   fail("Blockfit ${Input}\n${Text}\n${Reason}")
 endfunction()
 
-# condition(NAME OPTION...): makes Scratch/NAME/firmware.srec of File, and that the File.
+# condition(NAME OPTION...): makes Scratch/NAME/firmware.srec from File, and sets File to it.
 function(condition Name)
   file(MAKE_DIRECTORY "${Scratch}/${Name}")
   execute_process(COMMAND "${Blockfit}" ${ARGN} "${File}" WORKING_DIRECTORY "${Scratch}/${Name}"
@@ -54,7 +54,7 @@ else()
   set(File "../input/firmware${Extension}")
 endif()
 
-# In two runs, because one takes at most two options.
+# Two runs, because one takes at most two options.
 if(NOT "${Base}" STREQUAL "")
   condition(based -BaseAddr "${Base}")
 endif()

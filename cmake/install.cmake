@@ -1,12 +1,12 @@
-# cmake --install: the programs, their manual pages, completion for bash and zsh, the CMake module, and the documentation
-# with its examples.
+# cmake --install: the programs, their manual pages, completions for bash and zsh, the CMake module, and the
+# documentation with its examples.
 
 include(GNUInstallDirs)
 set(BLOCKFIT_DOC_DIR ${CMAKE_INSTALL_DATADIR}/doc/blockfit)
 set(BLOCKFIT_CMAKE_DIR ${CMAKE_INSTALL_DATADIR}/cmake/Blockfit)
 
-# Everyone can read what is installed, whatever the umask: CMake sets the permissions of files and of folders that it
-# copies, but those of other folders are what the umask leaves. So the first rule makes these folders.
+# Everyone can read what is installed, whatever the umask. CMake sets the permissions of files, and of folders that it
+# copies, but other folders get what the umask allows. So the first rule makes these folders.
 set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 install(CODE "set(Folders
@@ -27,7 +27,7 @@ foreach(Program Blockfit blockfit-check)
 endforeach()
 install(FILES completions/_Blockfit completions/_blockfit-check DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
 
-# As in the source tree, so that links between the pages hold.
+# The same layout as the source tree, so that links between the pages work.
 install(FILES docs/format.md docs/recipes.md docs/conditioned-file.svg DESTINATION ${BLOCKFIT_DOC_DIR}/docs)
 # The page takes another compiler to build: it is installed if it is there.
 install(FILES build/web/blockfit.html DESTINATION ${BLOCKFIT_DOC_DIR} OPTIONAL)
@@ -35,7 +35,7 @@ install(DIRECTORY examples DESTINATION ${BLOCKFIT_DOC_DIR} FILES_MATCHING
   PATTERN "*.[ch]" PATTERN "CMakeLists.txt" PATTERN "README.md" PATTERN "make_samples.py"
   REGEX "/[^/]*\\.(hex|mot|srec|s19|s37|s|bin|txt)$")
 
-# find_package(Blockfit), from a project for any machine: the programs run on this one.
+# find_package(Blockfit) works in a project for any target machine: the programs run on the build machine.
 include(CMakePackageConfigHelpers)
 write_basic_package_version_file(BlockfitConfigVersion.cmake COMPATIBILITY SameMajorVersion ARCH_INDEPENDENT)
 install(EXPORT BlockfitTargets NAMESPACE Blockfit:: DESTINATION ${BLOCKFIT_CMAKE_DIR})

@@ -1,5 +1,5 @@
-# Run by cmake --install: makes the Folders that are missing, with those above them, so that everyone can read them.
-# Folders that exist stay as they are.
+# Run by cmake --install: makes any missing Folders and their parents, so that everyone can read them. Existing folders
+# are not changed.
 
 function(make_folder Folder)
   if(EXISTS "${Folder}")

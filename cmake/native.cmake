@@ -1,4 +1,4 @@
-# Builds the programs for the machine that builds, with its own compiler, as a project of their own.
+# Builds the programs for the build machine, with its own compiler, as a separate project.
 
 include(ExternalProject)
 set(Folder ${CMAKE_CURRENT_BINARY_DIR}/native)

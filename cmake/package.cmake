@@ -20,13 +20,13 @@ set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
 "Blockfit reads a firmware data file (Intel HEX, Motorola S-record or raw
 binary) and writes one Motorola S-record file with the same bytes, laid out
 so that no record crosses the end of a block. A consumer that takes the file
-in blocks, as a drive does that programs what is dropped on it, can then
-understand each block alone, in any order.
+in blocks, such as a drive that programs whatever is copied to it, can then
+understand each block by itself, in any order.
 .
 blockfit-check says why a file is refused, and proves a conversion. A
 reference consumer in C comes with the documentation.")
 
-# What Debian wants otherwise than an installation has it, and its own papers.
+# Debian's own files, and what it requires to be different from an installation.
 set(BLOCKFIT_SOURCE_DIR ${PROJECT_SOURCE_DIR})
 configure_file(packaging/finish_deb.cmake.in finish_deb.cmake @ONLY)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_BINARY_DIR}/finish_deb.cmake)

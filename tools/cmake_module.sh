@@ -148,17 +148,17 @@ while IFS='|' read -r Arguments Text; do
     blockfit_condition($Arguments)" >"$Scratch/call.cmake"
   expect_failure "blockfit_condition: $Text" cmake -P "$Scratch/call.cmake"
 done <<'TABLE'
-|nothing is given
+|no arguments
 app|app is not a target
-INPUT|nothing is given for INPUT
-INPUT a.hex BLOCK|nothing is given for BLOCK
+INPUT|no value for INPUT
+INPUT a.hex BLOCK|no value for BLOCK
 INPUT a.hex SIZE 3|unknown argument SIZE;3
 app INPUT a.hex|unknown argument app
 app BASE 0x1000|BASE and OUTPUT go with INPUT
-INPUT a.elf|INPUT a.elf is none of
+INPUT a.elf|INPUT a.elf is not a
 INPUT a.bin|INPUT a.bin needs BASE
 INPUT a.hex BASE 0|BASE is for .bin files
-INPUT "a;b.hex"|CMake takes no semicolon
+INPUT "a;b.hex"|CMake does not allow a semicolon
 INPUT a.hex BLOCK 1000h|BLOCK 1000h is not a number
 INPUT a.hex BLOCK -2|BLOCK -2 is not a number
 INPUT a.hex BLOCK 0xFFFFFFFFFFFFFFFF|BLOCK 0xFFFFFFFFFFFFFFFF is not in 34 to 0xFFFFFFFF
