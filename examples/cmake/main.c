@@ -1,4 +1,4 @@
-/* Firmware that counts, for no board in particular: code and initialized data in separate places. */
+/* Firmware that counts, for no board in particular: code and a table of constants. */
 
 static const unsigned Start[16] = {1, 2, 3, 5, 8, 13, 21, 34};
 static volatile unsigned Count;
