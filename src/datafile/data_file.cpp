@@ -18,11 +18,11 @@ constexpr uint32_t DRIVE_SIZE = 3;
 constexpr uint32_t ERROR_TEXT_SIZE = 256;
 
 int DATAFILE_ReadMot(const DataFile* pFile, MemImage* pImage, const ReportSink& Sink, ReadNotes* pNotes) {
-  return MOT_ReadNoted(pImage, pFile->pPath, Sink.pfReport, Sink.pContext, pNotes);
+  return MOT_ReadEx(pImage, pFile->pPath, Sink.pfReport, Sink.pContext, pNotes);
 }
 
 int DATAFILE_ReadHex(const DataFile* pFile, MemImage* pImage, const ReportSink& Sink, ReadNotes* pNotes) {
-  return HEX_ReadNoted(pImage, pFile->pPath, Sink.pfReport, Sink.pContext, pNotes);
+  return HEX_ReadEx(pImage, pFile->pPath, Sink.pfReport, Sink.pContext, pNotes);
 }
 
 int DATAFILE_ReadBin(const DataFile* pFile, MemImage* pImage, const ReportSink& Sink, ReadNotes*) {

@@ -100,7 +100,7 @@ void DecodeByteWise(TextReadState* pState, HexRecord* pRecord) {
 /// Sets UpperAddr from the first two data bytes, the high byte first, at the given position.
 [[nodiscard]] bool SetUpperAddr(TextReadState* pState, const HexRecord& Record, uint32_t Shift) {
   if (Record.NumData() < 2) {
-    return TEXT_FailRecord(pState, READER_ERR_RECORD, "Record too short");
+    return TEXT_FailRecord(pState, "Record too short");
   }
   pState->UpperAddr = (uint32_t{Record.Data()[0]} << 8 | Record.Data()[1]) << Shift;
   return true;
@@ -167,12 +167,8 @@ constexpr TextFormat INTEL_HEX = {RECORD_MARK, true, "Not a hex file", "malloc P
 
 }  // namespace
 
-int HEX_ReadNoted(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext, ReadNotes* pNotes) {
+int HEX_ReadEx(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext, ReadNotes* pNotes) {
   return TEXT_Read(INTEL_HEX, pImage, pPath, {pfReport, pReportContext}, &HexSink, pNotes);
-}
-
-int HEX_ReadEx(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext) {
-  return HEX_ReadNoted(pImage, pPath, pfReport, pReportContext, nullptr);
 }
 
 int HEX_Read(MemImage* pImage, const char* pPath, char* pErrText, uint32_t ErrTextSize) {

@@ -10,11 +10,9 @@
 /// Stores the data records of an Intel HEX file in the image; extended segment (02) and extended linear (04, 0xFF)
 /// address records move the addresses of those that follow, all other types are checked and have no effect.
 /// Returns 0, or a READER_ERR_ value with one error reported.
-[[nodiscard]] int HEX_ReadEx(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext);
-
-/// The same, with what there is to note in pNotes, which is fresh or null.
-[[nodiscard]] int HEX_ReadNoted(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext,
-                                ReadNotes* pNotes);
+/// pNotes, fresh or null, receives what there is to note.
+[[nodiscard]] int HEX_ReadEx(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext,
+                             ReadNotes* pNotes = nullptr);
 
 /// HEX_ReadEx with the report going to pErrText, a buffer of ErrTextSize characters.
 [[nodiscard]] int HEX_Read(MemImage* pImage, const char* pPath, char* pErrText, uint32_t ErrTextSize);

@@ -94,7 +94,7 @@ void NoteIfEnd(TextReadState* pState, const MotRecord& Record) {
     return true;
   }
   if (Record.Count < NumAddressBytes + 1) {
-    return TEXT_FailRecord(pState, READER_ERR_RECORD, "Record too short");
+    return TEXT_FailRecord(pState, "Record too short");
   }
   return TEXT_StoreData(pState, pImage, AddressOf(Record, NumAddressBytes), Record.Count - NumAddressBytes - 1,
                         Record.aByte.data() + NumAddressBytes);
@@ -111,12 +111,8 @@ constexpr TextFormat S_RECORD = {RECORD_MARK, COUNTS_CR, "Not a mot file", "Mall
 
 }  // namespace
 
-int MOT_ReadNoted(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext, ReadNotes* pNotes) {
+int MOT_ReadEx(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext, ReadNotes* pNotes) {
   return TEXT_Read(S_RECORD, pImage, pPath, {pfReport, pReportContext}, &MotSink, pNotes);
-}
-
-int MOT_ReadEx(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext) {
-  return MOT_ReadNoted(pImage, pPath, pfReport, pReportContext, nullptr);
 }
 
 int MOT_Read(MemImage* pImage, const char* pPath, char* pErrText, uint32_t ErrTextSize) {

@@ -9,11 +9,9 @@
 
 /// Stores the S1, S2 and S3 records of the file in the image; all other types are checked and have no effect.
 /// Returns 0, or a READER_ERR_ value with one error reported.
-[[nodiscard]] int MOT_ReadEx(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext);
-
-/// The same, with what there is to note in pNotes, which is fresh or null.
-[[nodiscard]] int MOT_ReadNoted(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext,
-                                ReadNotes* pNotes);
+/// pNotes, fresh or null, receives what there is to note.
+[[nodiscard]] int MOT_ReadEx(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext,
+                             ReadNotes* pNotes = nullptr);
 
 /// MOT_ReadEx with the report going to pErrText, a buffer of ErrTextSize characters.
 [[nodiscard]] int MOT_Read(MemImage* pImage, const char* pPath, char* pErrText, uint32_t ErrTextSize);

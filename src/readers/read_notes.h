@@ -9,7 +9,7 @@ constexpr uint64_t READ_NOWHERE = UINT64_MAX;
 /// Places in the file, as offsets from its start; those of records are the places of their first characters.
 struct ReadNotes {
   uint64_t Error = READ_NOWHERE;            ///< What is wrong, where the error is one of the text.
-  uint64_t LastRecord = READ_NOWHERE;       ///< The last record of a file that was read to its end.
+  uint64_t LastRecord = READ_NOWHERE;       ///< The latest record that was begun.
   uint64_t EndRecord = READ_NOWHERE;        ///< The first end record: type 01; S7, S8 or S9.
   uint64_t DataAfterEnd = READ_NOWHERE;     ///< The first record with data after that.
   uint64_t EndMark = READ_NOWHERE;          ///< The NUL or 0x1A that ends the data although bytes follow it.

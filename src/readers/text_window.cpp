@@ -24,19 +24,19 @@ uint64_t OffsetOfPos(const TextReadState& State) {
   return State.WindowOffset + static_cast<uint32_t>(State.Pos);
 }
 
-/// Keeps the first place of its kind.
-void NoteFirst(uint64_t* pPlace, const TextReadState& State) {
+/// Notes the current record as the first of its kind, unless there is one.
+void NoteFirst(const ReadNotes& Notes, uint64_t* pPlace) {
   if (*pPlace == READ_NOWHERE) {
-    *pPlace = State.RecordOffset;
+    *pPlace = Notes.LastRecord;
   }
 }
 
-void NoteData(const TextReadState& State, uint64_t Addr, uint32_t NumBytes) {
-  if (NumBytes != 0 && State.pNotes->EndRecord != READ_NOWHERE) {
-    NoteFirst(&State.pNotes->DataAfterEnd, State);
+void NoteData(ReadNotes* pNotes, uint64_t Addr, uint32_t NumBytes) {
+  if (NumBytes != 0 && pNotes->EndRecord != READ_NOWHERE) {
+    NoteFirst(*pNotes, &pNotes->DataAfterEnd);
   }
   if (Addr + NumBytes > uint64_t{UINT32_MAX} + 1) {
-    NoteFirst(&State.pNotes->DataBeyond32Bit, State);
+    NoteFirst(*pNotes, &pNotes->DataBeyond32Bit);
   }
 }
 
@@ -88,19 +88,15 @@ void SkipWithinWindow(TextReadState* pState, bool CountsCr) {
   }
 }
 
-/// Keeps the place of the record at Pos. Returns false where the data ends instead.
+/// Notes the record at Pos. Returns false where the data ends instead.
 [[nodiscard]] bool BeginRecord(TextReadState* pState) {
-  const uint64_t Offset = OffsetOfPos(*pState);
-  if (!TEXT_IsEndOfData(pState->pWindow[pState->Pos])) {
-    pState->RecordOffset = Offset;
-    return true;
+  const bool IsEnd = TEXT_IsEndOfData(pState->pWindow[pState->Pos]);
+  if (!IsEnd) {
+    pState->pNotes->LastRecord = OffsetOfPos(*pState);
+  } else if (NumUnread(*pState) > 1) {  // the window's own NUL is no unread byte; a mark that is the last hides nothing
+    pState->pNotes->EndMark = OffsetOfPos(*pState);
   }
-  if (pState->pNotes != nullptr) {
-    pState->pNotes->LastRecord = pState->RecordOffset;
-    // The window's own NUL is no unread byte, and a mark that is the last byte hides nothing.
-    pState->pNotes->EndMark = NumUnread(*pState) > 1 ? Offset : READ_NOWHERE;
-  }
-  return false;
+  return !IsEnd;
 }
 
 void ReadRecords(const TextFormat& Format, TextReadState* pState, MemImage* pImage) {
@@ -143,7 +139,8 @@ void ReportWithLine(const TextReadContext& Context) {
 int TEXT_Read(const TextFormat& Format, MemImage* pImage, const char* pPath, const ReportSink& Sink,
               ReportSink* pModuleSink, ReadNotes* pNotes) {
   TextReadContext Context{&Format, {}, pModuleSink};
-  Context.State.pNotes = pNotes;
+  ReadNotes Unused;
+  Context.State.pNotes = pNotes != nullptr ? pNotes : &Unused;
   const ReadCall Call{pImage,
                       pPath,
                       Sink,
@@ -163,7 +160,7 @@ bool TEXT_Fail(TextReadState* pState, int Status, const char* pFormat, ...) {
   UTIL_FormatV(&Buffer, pFormat, Args);
   va_end(Args);
   pState->Status = Status;
-  if (pState->pNotes != nullptr && (Status == READER_ERR_RECORD || Status == READER_ERR_NOT_FORMAT)) {
+  if (Status == READER_ERR_RECORD || Status == READER_ERR_NOT_FORMAT) {
     pState->pNotes->Error = OffsetOfPos(*pState);
   }
   return false;
@@ -176,23 +173,19 @@ bool TEXT_FailAtDigit(TextReadState* pState) {
   return TEXT_Fail(pState, READER_ERR_RECORD, "Expected Hex character : 0..9, A..F");
 }
 
-bool TEXT_FailRecord(TextReadState* pState, int Status, const char* pText) {
-  TEXT_Fail(pState, Status, "%s", pText);
-  if (pState->pNotes != nullptr && Status == READER_ERR_RECORD) {
-    pState->pNotes->Error = pState->RecordOffset;
-  }
+bool TEXT_FailRecord(TextReadState* pState, const char* pText) {
+  TEXT_Fail(pState, READER_ERR_RECORD, "%s", pText);
+  pState->pNotes->Error = pState->pNotes->LastRecord;
   return false;
 }
 
 void TEXT_NoteEnd(TextReadState* pState) {
-  if (pState->pNotes != nullptr) {
-    NoteFirst(&pState->pNotes->EndRecord, *pState);
-  }
+  NoteFirst(*pState->pNotes, &pState->pNotes->EndRecord);
 }
 
 void TEXT_NoteStart(TextReadState* pState, uint32_t Addr) {
-  if (pState->pNotes != nullptr && pState->pNotes->StartRecord == READ_NOWHERE) {
-    pState->pNotes->StartRecord = pState->RecordOffset;
+  if (pState->pNotes->StartRecord == READ_NOWHERE) {
+    pState->pNotes->StartRecord = pState->pNotes->LastRecord;
     pState->pNotes->StartAddr = Addr;
   }
 }
@@ -223,12 +216,10 @@ bool TEXT_DecodeBytes(TextReadState* pState, uint32_t NumBytes, uint8_t* pBytes)
 }
 
 bool TEXT_StoreData(TextReadState* pState, MemImage* pImage, uint64_t Addr, uint32_t NumBytes, const uint8_t* pData) {
-  if (pState->pNotes != nullptr) {
-    NoteData(*pState, Addr, NumBytes);
-  }
+  NoteData(pState->pNotes, Addr, NumBytes);
   const int Status = READER_Store(pImage, Addr, NumBytes, pData);
   if (Status == MEMIMG_ERR_NO_MEMORY) {
     return TEXT_Fail(pState, READER_ERR_NO_MEMORY, "Out of memory");
   }
-  return Status == 0 || TEXT_FailRecord(pState, READER_ERR_RECORD, "Areas overlap");
+  return Status == 0 || TEXT_FailRecord(pState, "Areas overlap");
 }

@@ -29,9 +29,8 @@ struct TextReadState {
   bool IsAtEnd;  ///< The file has no more bytes to give.
   int Status;    ///< The result that goes with acError.
 
-  ReadNotes* pNotes;      ///< Filled on the way; may be null.
+  ReadNotes* pNotes;      ///< Filled on the way.
   uint64_t WindowOffset;  ///< Offset in the file of the window's first byte.
-  uint64_t RecordOffset;  ///< Offset in the file of the current record.
 };
 
 /// What makes a text format.
@@ -72,8 +71,8 @@ inline void TEXT_CountLineEnd(TextReadState* pState) {
 /// TEXT_Fail for the first character from Pos on that is no hexadecimal digit.
 bool TEXT_FailAtDigit(TextReadState* pState);
 
-/// TEXT_Fail for a record whose text is right; the place is the record's start.
-bool TEXT_FailRecord(TextReadState* pState, int Status, const char* pText);
+/// Makes a text the pending error of a record whose text is right: READER_ERR_RECORD, at the record's start.
+bool TEXT_FailRecord(TextReadState* pState, const char* pText);
 
 /// Notes that the current record is an end record.
 void TEXT_NoteEnd(TextReadState* pState);
