@@ -1,4 +1,5 @@
 // blockfit-check as a user runs it, the conditioned files that it rejects, and runs in which something fails.
+#include <getopt.h>
 #include <sys/stat.h>
 
 #include "check/command.h"
@@ -50,7 +51,7 @@ TEST(Check, ExplainsWhyAFileIsRefused) {
        "f.hex:1: error: Checksum error ! Expected: 0xA7, found: 0xA8\n  :03003000616263A8\n                 ^\n"},
       {"f.hex", REC + " \n", "f.hex:1: error: Expected CR or LF\n  :03003000616263A7 \n                   ^\n"},
       {"f.hex", REC + "\n\n" + REC, "f.hex:3: error: Areas overlap\n  " + REC + "\n  ^\n"},
-      {"f.hex", Wide, "f.hex:2: " + DIGIT + "  " + std::string(41, '0') + "\n  " + std::string(41, ' ') + "^\n"},
+      {"f.hex", Wide, "f.hex:2: " + DIGIT + "  " + std::string(39, '0') + "\n  " + std::string(39, ' ') + "^\n"},
       {"f.hex", ":0G" + Long, "f.hex:1: " + DIGIT + "  :0G" + std::string(75, '0') + "\n    ^\n"},
       {"f.mot", Mot + "\r\rS106004061X263A3", "f.mot:4: " + DIGIT + "  S106004061X263A3\n            ^\n"},
       {"f.mot", Mot + "S1060040616263A3",
@@ -61,7 +62,7 @@ TEST(Check, ExplainsWhyAFileIsRefused) {
       // The window moves between the S and the type of a refused record.
       {"f.mot", Mot + "S" + std::string(70000, '\n') + Mot.substr(1), "f.mot:2: error: Areas overlap\n  S\n  ^\n"},
       {"f.mot", Mot + std::string(90000, ' ') + "X",
-       "f.mot:2: error: Unexpected character\n  " + std::string(66, ' ') + "X\n  " + std::string(66, ' ') + "^\n"},
+       "f.mot:2: error: Unexpected character\n  " + std::string(39, ' ') + "X\n  " + std::string(39, ' ') + "^\n"},
   };
   for (const auto& [Name, Text, Expected] : aCase) {
     WriteFile(Name, Text);
@@ -138,13 +139,13 @@ TEST(Check, TakesOptionsAndFiles) {
       {"missing.hex bad.hex",
        "2 missing.hex: error: Could not open file [missing.hex] File not found! (No such file or directory)\n" + Bad},
       {"d.hex", "2 d.hex: error: Could not read file. (Is a directory)\n"},
-      {"--conditioned d.hex", "2 d.hex: error: Could not read file. (Is a directory)\n"},
-      {"--conditioned missing", "2 missing: error: Could not read file. (No such file or directory)\n"},
-      {"x.txt ''", "2 x.txt: error: Unsupported file extension.\n: error: The file name is empty.\n"},
+      {"--conditioned d.hex", "2 d.hex: error: Is a directory\n"},
+      {"--conditioned missing", "2 missing: error: No such file or directory\n"},
+      {"x.txt ''", "2 x.txt: error: Unsupported file extension.\n: error: Unsupported file extension.\n"},
       {"--version", "0 blockfit-check " BLOCKFIT_VERSION "\n"},
       {"", "2 blockfit-check: no file is named\n" + Try},
-      {"--base -1 x", "2 blockfit-check: --base takes a number from 0 to 0xFFFFFFFF, not '-1'\n" + Try},
-      {"--block 35 x", "2 blockfit-check: --block takes an even number from 34 to 0xFFFFFFFE, not '35'\n" + Try},
+      {"--base -1 x", "2 blockfit-check: '-1' is no value for --base\n" + Try},
+      {"--block 35 x", "2 blockfit-check: '35' is no value for --block\n" + Try},
   };
   for (const auto& [Args, Expected] : aCase) {
     EXPECT_EQ(Expected, Check(Args)) << Args;
@@ -202,7 +203,7 @@ TEST(Conditioned, EveryPromiseIsTested) {
   const std::string End = "S9030000FC\r\n";
   const std::string Cut = Line(0, 32) + Line(32, 16) + Line(48, 16) + End;  // at 76 + 44 = 120
   const std::string Filled = Line(0, 32) + Line(32, 8) + "\r\n\r\n\r\n\r\n\r\n\r\n\r\n\r\n" + Line(40, 24) + End;
-  const std::string CutAway = "the record before is cut, but not at the end of a block";
+  const std::string CutAway = "the record before is not cut at a block's end";
   const std::string CutOdd = "the record before is not cut at a multiple of the line alignment";
   const std::string Digit = "upper-case hexadecimal digit or CR LF expected";
   const std::tuple<std::string, uint32_t, uint32_t, std::string> aCase[] = {
@@ -220,10 +221,10 @@ TEST(Conditioned, EveryPromiseIsTested) {
       {"", 120, 8, "offset 0: no end record"},
       {Line(0, 32), 120, 8, "offset 76: no end record"},
       {End + "\r\n", 120, 8, "offset 12: text after the end record"},
-      {End.substr(0, 11), 120, 8, "offset 10: " + Digit},
-      {"S9031234B6\r\n", 120, 8, "offset 0: the end record is not S9030000FC"},
-      {"S0030000FC\r\n" + End, 120, 8, "offset 1: record type 1, 2, 3 or 9 expected"},
-      {"S", 120, 8, "offset 1: record type 1, 2, 3 or 9 expected"},
+      {End.substr(0, 11), 120, 8, "offset 1: type 1, 2 or 3, or end record S9030000FC expected"},
+      {"S9031234B6\r\n", 120, 8, "offset 1: type 1, 2 or 3, or end record S9030000FC expected"},
+      {"S0030000FC\r\n" + End, 120, 8, "offset 1: type 1, 2 or 3, or end record S9030000FC expected"},
+      {"S", 120, 8, "offset 1: type 1, 2 or 3, or end record S9030000FC expected"},
       {"\n" + End, 120, 8, "offset 0: record or CR LF expected"},
       {"\r\r\n" + End, 120, 8, "offset 1: LF expected"},
       {Line(0, 1).substr(0, 12) + "\n" + End, 120, 8, "offset 12: " + Digit},
@@ -235,8 +236,8 @@ TEST(Conditioned, EveryPromiseIsTested) {
       {Line(0, 33) + End, 120, 8, "offset 2: the count does not give 1 to 32 data bytes"},
       {"S104000000FC\r\n" + End, 120, 8, "offset 10: wrong checksum"},
       {Line(0xFFFF, 1) + End, 120, 8, ""},
-      {Line(0xFFFF, 2) + End, 120, 8, "offset 4: the data goes beyond the last address of the record type"},
-      {"S307FFFFFFFF000000\r\n" + End, 120, 8, "offset 4: the data goes beyond the last address of the record type"},
+      {Line(0xFFFF, 2) + End, 120, 8, "offset 4: the data goes beyond the type's last address"},
+      {"S307FFFFFFFF000000\r\n" + End, 120, 8, "offset 4: the data goes beyond the type's last address"},
       {Line(16, 16) + Line(0, 16) + End, 120, 8, "offset 48: the address is not above those of the record before"},
       {Line(16, 16) + Line(31, 1) + End, 120, 8, "offset 48: the address is not above those of the record before"}};
   for (const auto& [Text, BlockSize, LineAlign, Expected] : aCase) {
@@ -261,6 +262,7 @@ TEST(Check, SaysTheSameOrThatItFails) {
     std::transform(std::begin(aArg), std::end(aArg), apArg, [](std::string& Arg) { return Arg.data(); });
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
+    optind = 0;  // getopt_long starts anew
     FAULT_Arm(What, How);
     const int Status = CHECK_Run(6, apArg);
     *pHasFired = FAULT_Disarm();

@@ -3,12 +3,11 @@
 #include <getopt.h>
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
+#include <charconv>
 #include <cinttypes>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include "check/compare.h"
 #include "check/conditioned.h"
@@ -16,7 +15,7 @@
 
 namespace {
 
-constexpr uint64_t NUM_RUNS_SHOWN = 20;
+constexpr uint32_t NUM_RUNS_SHOWN = 20;
 
 constexpr const char* USAGE =
     "Usage: blockfit-check [OPTION]... FILE...\n"
@@ -35,16 +34,17 @@ constexpr const char* USAGE =
     "ADDR and N are decimal, or hexadecimal with 0x. Blockfit itself takes all numbers as hexadecimal: what is\n"
     "-BlockAlign 1000 there is --block 0x1000 here.\n\n"
     "Exit status: 0 all is well; 1 a file is refused, breaks a promise or differs; 2 wrong usage, or a file that\n"
-    "cannot be read.\n";
+    "cannot be read.";
 
+/// What the command line asks for. The flags have the type that getopt_long sets.
 struct Settings {
   uint32_t BaseAddr = 0;
   ConditionedRules Rules = {8192, 8};
   const char* pAgainst = nullptr;
-  bool ShowsRuns = false;
-  bool TestsConditioned = false;
-  bool ShowsBlocks = false;
-  bool IsStrict = false;
+  int ShowsRuns = 0;
+  int TestsConditioned = 0;
+  int ShowsBlocks = 0;
+  int IsStrict = 0;
 };
 
 /// What findings are printed with.
@@ -56,35 +56,38 @@ struct Printer {
 /// Prints a finding as compilers do, so that editors and build logs link it.
 void PrintFinding(void* pContext, const CheckFinding& Finding) {
   Printer* pPrinter = static_cast<Printer*>(pContext);
-  const char* pLevel = Finding.Level == CHECK_ERROR ? "error" : "warning";
   pPrinter->HasWarned |= Finding.Level == CHECK_WARNING;
   std::fflush(stdout);  // in a log of both, what was found first comes first
+  std::fprintf(stderr, "%s:", pPrinter->pPath);
   if (Finding.Line != 0) {
-    std::fprintf(stderr, "%s:%" PRIu64 ": %s: %s\n", pPrinter->pPath, Finding.Line, pLevel, Finding.pText);
-  } else {
-    std::fprintf(stderr, "%s: %s: %s\n", pPrinter->pPath, pLevel, Finding.pText);
+    std::fprintf(stderr, "%" PRIu64 ":", Finding.Line);
   }
+  std::fprintf(stderr, " %s: %s\n", Finding.Level == CHECK_ERROR ? "error" : "warning", Finding.pText);
   if (Finding.pExcerpt[0] != '\0') {
     std::fprintf(stderr, "  %s\n  %*s\n", Finding.pExcerpt, static_cast<int>(Finding.MarkColumn) + 1, "^");
   }
 }
 
 void PrintRuns(const CheckInput& Input, bool ShowsAll) {
-  std::printf("%s: %s, %" PRIu64 " bytes in %" PRIu64 " run%s\n", Input.pFile->pPath,
-              Input.pFile->pHandler->pFormatName, Input.NumBytes, Input.NumRuns, Input.NumRuns == 1 ? "" : "s");
-  if (Input.NumRuns == 0) {
-    return;
+  uint64_t NumBytes = 0;
+  for (CheckRun Run = CHECK_RunFrom(Input.pImage, 0); Run.NumBytes != 0; Run = CHECK_RunAfter(Input.pImage, Run)) {
+    NumBytes += Run.NumBytes;
   }
-  const uint64_t NumShown = ShowsAll ? Input.NumRuns : std::min(Input.NumRuns, NUM_RUNS_SHOWN);
-  std::printf("       first        last        size\n");
+  const uint32_t NumRuns = Input.pImage->NumAreas;
+  const uint32_t NumShown = ShowsAll ? NumRuns : std::min(NumRuns, NUM_RUNS_SHOWN);
+  std::printf("%s: %s, %" PRIu64 " bytes in %" PRIu32 " run%s\n", Input.pFile->pPath,
+              Input.pFile->pHandler->pFormatName, NumBytes, NumRuns, NumRuns == 1 ? "" : "s");
+  if (NumRuns != 0) {
+    std::printf("       first        last        size\n");
+  }
   CheckRun Run = CHECK_RunFrom(Input.pImage, 0);
-  for (uint64_t i = 0; i < NumShown; ++i) {
+  for (uint32_t i = 0; i < NumShown; ++i) {
     std::printf("  0x%08" PRIX64 "  0x%08" PRIX64 "  %10" PRIu64 "\n", Run.Addr, Run.Addr + (Run.NumBytes - 1),
                 Run.NumBytes);
     Run = CHECK_RunAfter(Input.pImage, Run);
   }
-  if (NumShown != Input.NumRuns) {
-    std::printf("  and %" PRIu64 " more (--runs lists all)\n", Input.NumRuns - NumShown);
+  if (NumShown != NumRuns) {
+    std::printf("  and %" PRIu32 " more (--runs lists all)\n", NumRuns - NumShown);
   }
 }
 
@@ -94,11 +97,25 @@ void PrintRuns(const CheckInput& Input, bool ShowsAll) {
     std::printf("%s: same bytes at the same addresses as %s\n", Input.pFile->pPath, Other.pFile->pPath);
     return CHECK_GOOD;
   }
-  std::printf("%s: differs from %s, first at 0x%08" PRIX64 ": %" PRIu64 " bytes differ, %" PRIu64 " missing, %" PRIu64
-              " surplus\n",
-              Input.pFile->pPath, Other.pFile->pPath, Difference.FirstAddr, Difference.NumDiffering,
+  std::printf("%s: differs from %s, first at 0x%08" PRIX64 ": ", Input.pFile->pPath, Other.pFile->pPath,
+              Difference.FirstAddr);
+  std::printf("%" PRIu64 " bytes differ, %" PRIu64 " missing, %" PRIu64 " surplus\n", Difference.NumDiffering,
               Difference.NumMissing, Difference.NumSurplus);
   return CHECK_BAD;
+}
+
+[[nodiscard]] CheckStatus ExplainInput(const Settings& Set, const char* pPath, const CheckInput& Other,
+                                       const CheckSink& Sink) {
+  CheckInput Input;
+  CheckStatus Status = CHECK_OpenInput(&Input, pPath, Set.BaseAddr, Sink);
+  if (Input.pImage != nullptr && (Set.ShowsRuns != 0 || Set.pAgainst == nullptr)) {
+    PrintRuns(Input, Set.ShowsRuns != 0);
+  }
+  if (Input.pImage != nullptr && Other.pImage != nullptr) {
+    Status = Compare(Input, Other);
+  }
+  CHECK_CloseInput(&Input);
+  return Status;
 }
 
 void PrintBlock(void*, const ConditionedBlock& Block) {
@@ -107,11 +124,12 @@ void PrintBlock(void*, const ConditionedBlock& Block) {
 }
 
 [[nodiscard]] CheckStatus TestConditioned(const Settings& Set, const char* pPath, const CheckSink& Sink) {
-  if (Set.ShowsBlocks) {
+  BlockSink Blocks{};
+  if (Set.ShowsBlocks != 0) {
+    Blocks.pfBlock = PrintBlock;
     std::printf("      offset  records    bytes  cut  fill\n");
   }
-  const CheckStatus Status =
-      CHECK_Conditioned(pPath, Set.Rules, Sink, {Set.ShowsBlocks ? PrintBlock : nullptr, nullptr});
+  const CheckStatus Status = CHECK_Conditioned(pPath, Set.Rules, Sink, Blocks);
   if (Status == CHECK_GOOD) {
     std::printf("%s: keeps every promise of a conditioned file, block size %" PRIu32 ", line alignment %" PRIu32 "\n",
                 pPath, Set.Rules.BlockSize, Set.Rules.LineAlign);
@@ -119,122 +137,91 @@ void PrintBlock(void*, const ConditionedBlock& Block) {
   return Status;
 }
 
-/// Checks a file in all ways that are asked for.
-[[nodiscard]] CheckStatus CheckFile(const Settings& Set, const char* pPath, const CheckInput& Other) {
-  Printer Print{pPath, false};
-  const CheckSink Sink{PrintFinding, &Print};
-  CheckStatus Status = Set.TestsConditioned ? TestConditioned(Set, pPath, Sink) : CHECK_GOOD;
-  if (!Set.TestsConditioned || Set.ShowsRuns || Set.pAgainst != nullptr) {
-    CheckInput Input;
-    CheckStatus InputStatus = CHECK_OpenInput(&Input, pPath, Set.BaseAddr, Sink);
-    if (Input.pImage != nullptr && (Set.ShowsRuns || Set.pAgainst == nullptr)) {
-      PrintRuns(Input, Set.ShowsRuns);
-    }
-    if (Input.pImage != nullptr && Other.pImage != nullptr) {
-      InputStatus = Compare(Input, Other);
-    }
-    CHECK_CloseInput(&Input);
-    Status = std::max(Status, InputStatus);
-  }
-  return Set.IsStrict && Print.HasWarned ? std::max(Status, CHECK_BAD) : Status;
-}
-
+/// Checks the files in all ways that are asked for.
 [[nodiscard]] CheckStatus CheckFiles(const Settings& Set, char* const* paPath) {
+  const bool TestsPromises = Set.TestsConditioned != 0 || Set.ShowsBlocks != 0;
   CheckInput Other{};
   CheckStatus Status = CHECK_GOOD;
+  Printer Print{Set.pAgainst, false};
+  const CheckSink Sink{PrintFinding, &Print};
   if (Set.pAgainst != nullptr) {
-    Printer Print{Set.pAgainst, false};
-    Status = CHECK_OpenInput(&Other, Set.pAgainst, Set.BaseAddr, {PrintFinding, &Print});
-    if (Set.IsStrict && Print.HasWarned) {
-      Status = std::max(Status, CHECK_BAD);
-    }
+    Status = CHECK_OpenInput(&Other, Set.pAgainst, Set.BaseAddr, Sink);
   }
   for (; *paPath != nullptr; ++paPath) {
-    Status = std::max(Status, CheckFile(Set, *paPath, Other));
+    Print.pPath = *paPath;
+    if (TestsPromises) {
+      Status = std::max(Status, TestConditioned(Set, *paPath, Sink));
+    }
+    if (!TestsPromises || Set.ShowsRuns != 0 || Set.pAgainst != nullptr) {
+      Status = std::max(Status, ExplainInput(Set, *paPath, Other, Sink));
+    }
   }
   CHECK_CloseInput(&Other);
-  return Status;
+  return Set.IsStrict != 0 && Print.HasWarned ? std::max(Status, CHECK_BAD) : Status;
 }
 
-int FailUsage() {
-  std::fprintf(stderr, "Try 'blockfit-check --help' for more information.\n");
-  return CHECK_UNREADABLE;
+/// Reads the option's value: a number, decimal or with 0x, at least Min and a multiple of Step. Returns whether it is.
+[[nodiscard]] bool ParseNumber(uint32_t Min, uint32_t Step, uint32_t* pValue) {
+  const std::string_view Text = optarg;
+  const bool IsHex = Text.starts_with("0x") || Text.starts_with("0X");
+  const char* pEnd = Text.data() + Text.size();
+  const std::from_chars_result Result = std::from_chars(Text.data() + (IsHex ? 2 : 0), pEnd, *pValue, IsHex ? 16 : 10);
+  return Result.ec == std::errc() && Result.ptr == pEnd && *pValue >= Min && *pValue % Step == 0;
 }
 
-/// Reads optarg: a number from Min to Max, decimal or with 0x, a multiple of Step. Returns whether it is one.
-[[nodiscard]] bool ParseNumber(const char* pOption, uint32_t Min, uint32_t Step, uint32_t* pValue) {
-  const bool IsHex = optarg[0] == '0' && (optarg[1] == 'x' || optarg[1] == 'X');
-  char* pEnd = optarg;
-  errno = 0;
-  const unsigned long long Value = std::strtoull(optarg, &pEnd, IsHex ? 16 : 10);
-  // A sign or white space in front, which strtoull takes, is no digit.
-  if (optarg[0] < '0' || optarg[0] > '9' || *pEnd != '\0' || errno != 0 || Value < Min || Value > UINT32_MAX ||
-      Value % Step != 0) {
-    std::fprintf(stderr, "blockfit-check: --%s takes %s number from %" PRIu32 " to 0x%08" PRIX32 ", not '%s'\n",
-                 pOption, Step == 1 ? "a" : "an even", Min, UINT32_MAX - (Step - 1), optarg);
-    return false;
-  }
-  *pValue = static_cast<uint32_t>(Value);
-  return true;
-}
-
-constexpr std::array<option, 11> OPTIONS = {{
-    {"base", required_argument, nullptr, 'b'},
-    {"runs", no_argument, nullptr, 'r'},
-    {"against", required_argument, nullptr, 'a'},
-    {"conditioned", no_argument, nullptr, 'c'},
-    {"blocks", no_argument, nullptr, 't'},
-    {"block", required_argument, nullptr, 'k'},
-    {"line", required_argument, nullptr, 'l'},
-    {"strict", no_argument, nullptr, 's'},
-    {"help", no_argument, nullptr, 'h'},
-    {"version", no_argument, nullptr, 'V'},
-    {},
-}};
-
-/// Applies an option. Returns whether its value is right.
+/// Applies the option of a key. Returns whether its value is right.
 [[nodiscard]] bool ApplyOption(Settings* pSet, int Key) {
   switch (Key) {
-    case 'b':
-      return ParseNumber("base", 0, 1, &pSet->BaseAddr);
-    case 'k':
-      return ParseNumber("block", 34, 2, &pSet->Rules.BlockSize);
-    case 'l':
-      return ParseNumber("line", 0, 2, &pSet->Rules.LineAlign);
     case 'a':
       pSet->pAgainst = optarg;
       return true;
-    case 'r':
-      return pSet->ShowsRuns = true;
-    case 'c':
-      return pSet->TestsConditioned = true;
-    case 't':
-      return pSet->TestsConditioned = pSet->ShowsBlocks = true;
-    case 's':
-      return pSet->IsStrict = true;
+    case 'b':
+      return ParseNumber(0, 1, &pSet->BaseAddr);
+    case 'k':
+      return ParseNumber(34, 2, &pSet->Rules.BlockSize);
+    case 'l':
+      return ParseNumber(0, 2, &pSet->Rules.LineAlign);
     default:
-      return false;
+      return true;  // a flag, which is set
   }
 }
 
-[[nodiscard]] int RunWith(int NumArgs, char** paArg) {
+[[nodiscard]] CheckStatus FailUsage() {
+  std::fputs("Try 'blockfit-check --help' for more information.\n", stderr);
+  return CHECK_UNREADABLE;
+}
+
+[[nodiscard]] CheckStatus RunWith(int NumArgs, char** paArg) {
   Settings Set;
-  optind = 0;  // whoever runs this twice starts anew
-  for (int Key = 0; (Key = getopt_long(NumArgs, paArg, "", OPTIONS.data(), nullptr)) != -1;) {
-    if (Key == 'h') {
-      std::fputs(USAGE, stdout);
+  const option aOption[] = {
+      {"base", required_argument, nullptr, 'b'},
+      {"runs", no_argument, &Set.ShowsRuns, 1},
+      {"against", required_argument, nullptr, 'a'},
+      {"conditioned", no_argument, &Set.TestsConditioned, 1},
+      {"blocks", no_argument, &Set.ShowsBlocks, 1},
+      {"block", required_argument, nullptr, 'k'},
+      {"line", required_argument, nullptr, 'l'},
+      {"strict", no_argument, &Set.IsStrict, 1},
+      {"help", no_argument, nullptr, 'h'},
+      {"version", no_argument, nullptr, 'V'},
+      {},
+  };
+  int Index = 0;
+  for (int Key = 0; (Key = getopt_long(NumArgs, paArg, "", aOption, &Index)) != -1;) {
+    if (Key == 'h' || Key == 'V') {
+      std::puts(Key == 'h' ? USAGE : "blockfit-check " BLOCKFIT_VERSION);
       return CHECK_GOOD;
     }
-    if (Key == 'V') {
-      std::puts("blockfit-check " BLOCKFIT_VERSION);
-      return CHECK_GOOD;
+    if (Key == '?') {
+      return FailUsage();
     }
     if (!ApplyOption(&Set, Key)) {
+      std::fprintf(stderr, "blockfit-check: '%s' is no value for --%s\n", optarg, aOption[Index].name);
       return FailUsage();
     }
   }
   if (optind >= NumArgs) {
-    std::fprintf(stderr, "blockfit-check: no file is named\n");
+    std::fputs("blockfit-check: no file is named\n", stderr);
     return FailUsage();
   }
   return CheckFiles(Set, paArg + optind);
@@ -243,7 +230,7 @@ constexpr std::array<option, 11> OPTIONS = {{
 }  // namespace
 
 int CHECK_Run(int NumArgs, char** paArg) {
-  const int Status = RunWith(NumArgs, paArg);
+  const CheckStatus Status = RunWith(NumArgs, paArg);
   // The lines before one that could not be written are gone, too, so this is worse than any result.
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
     std::perror("blockfit-check: standard output");

@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "check/source_line.h"
 #include "util/hex_digits.h"
 
 namespace {
@@ -14,36 +13,68 @@ namespace {
 /// Each run is laid out in pieces of this many bytes, counted from its start.
 constexpr uint32_t PIECE_SIZE = 32;
 
-/// The longest line: S3 with 32 bytes.
+/// The longest line: S3 with 32 bytes. In smaller blocks, lines may cross the ends, and nothing is promised of cuts and
+/// fill.
 constexpr uint32_t MAX_LINE = 80;
-
-/// For smaller blocks, lines may cross the ends of blocks, and nothing is promised of cuts and fill.
-constexpr uint32_t MIN_BLOCK_OF_LINES = 80;
 
 /// A check on its way through the file.
 struct Check {
+  const char* pPath;
   ConditionedRules Rules;
+  CheckSink Sink;
   BlockSink Blocks;
   uint64_t Offset;                        ///< Of the latest line.
   std::array<char, MAX_LINE + 1> acLine;  ///< As much of it as the longest one has.
-  ConditionedBlock Block;
-  uint64_t RunStart;  ///< A run that starts at address 0 goes on with an empty one there.
-  uint64_t NextAddr;  ///< The address after the latest record; can be one more than 32 bits hold.
-  bool HasEnded;      ///< The latest line is the end record.
-  uint64_t BrokenOffset;
-  const char* pBroken;  ///< The promise that is broken there; null: none.
+  ConditionedBlock Block;                 ///< The one that the latest line begins in.
+  uint64_t Addr;                          ///< Of the latest data record.
+  uint32_t NumBytes;                      ///< Of the latest data record.
+  uint64_t NextAddr;                      ///< The address after the record before it; may be 2 to the power 32.
+  uint32_t NumInPiece;                    ///< Bytes of the piece that the latest records have; 0: the next one begins.
+  bool HasEnded;                          ///< The latest line is the end record.
 };
 
-struct DataRecord {
-  uint64_t Addr;
-  uint32_t NumBytes;
-};
+/// Reports that a promise is broken at a position in the line, unless it is kept. Returns whether it is.
+bool Expect(const Check& State, bool IsKept, size_t Pos, const char* pText) {
+  if (!IsKept) {
+    std::array<char, 160> acText;
+    std::snprintf(acText.data(), acText.size(), "offset %" PRIu64 ": %s", State.Offset + Pos, pText);
+    CHECK_Report(State.Sink, CHECK_ERROR, acText.data(), State.pPath, State.Offset + Pos);
+  }
+  return IsKept;
+}
 
-/// Makes a promise the broken one, at a position in the line. Returns false.
-bool Break(Check* pCheck, uint32_t Pos, const char* pText) {
-  pCheck->BrokenOffset = pCheck->Offset + Pos;
-  pCheck->pBroken = pText;
-  return false;
+[[nodiscard]] CheckStatus FailRead(const Check& State) {
+  CHECK_Report(State.Sink, CHECK_ERROR, std::strerror(errno), State.pPath, READ_NOWHERE);
+  return CHECK_UNREADABLE;
+}
+
+/// Tests that the line is a data record of digits, with CR LF.
+[[nodiscard]] bool TestText(const Check& State) {
+  const char* pLine = State.acLine.data();
+  const size_t Len = 1 + std::strspn(pLine + 1, UTIL_HEX_DIGITS);
+  return Expect(State, pLine[0] == 'S', 0, "record or CR LF expected") &&
+         Expect(State, pLine[1] >= '1' && pLine[1] <= '3', 1, "type 1, 2 or 3, or end record S9030000FC expected") &&
+         Expect(State, std::strcmp(pLine + Len, "\r\n") == 0, Len, "upper-case hexadecimal digit or CR LF expected");
+}
+
+/// Decodes a data record: S, type, then count, address, data and checksum, each byte as two digits.
+[[nodiscard]] bool Decode(Check* pCheck) {
+  const char* pDigits = pCheck->acLine.data() + 2;
+  const uint32_t NumDigits = static_cast<uint32_t>(std::strlen(pDigits)) - 2;
+  const uint32_t NumAddressBytes = static_cast<uint32_t>(pDigits[-1] - '0') + 1;
+  std::array<uint8_t, MAX_LINE / 2> aByte{};
+  uint8_t Sum = 0;
+  const bool IsHex = UTIL_DecodeHex(reinterpret_cast<const uint8_t*>(pDigits), NumDigits / 2, aByte.data(), &Sum);
+  pCheck->Addr = 0;
+  for (uint32_t i = 1; i <= NumAddressBytes; ++i) {
+    pCheck->Addr = pCheck->Addr << 8 | aByte[i];
+  }
+  pCheck->NumBytes = aByte[0] - NumAddressBytes - 1;  // wraps where the count is too small
+  const uint64_t End = uint64_t{1} << (8 * NumAddressBytes);
+  return Expect(*pCheck, IsHex && NumDigits == 2 * (aByte[0] + 1U), 2, "the count does not fit the line") &&
+         Expect(*pCheck, pCheck->NumBytes - 1 < PIECE_SIZE, 2, "the count does not give 1 to 32 data bytes") &&
+         Expect(*pCheck, pCheck->Addr + pCheck->NumBytes <= End, 4, "the data goes beyond the type's last address") &&
+         Expect(*pCheck, Sum == 0xFF, NumDigits, "wrong checksum");
 }
 
 /// Hands out the latest block and begins the next one.
@@ -54,155 +85,94 @@ void EndBlock(Check* pCheck) {
   pCheck->Block = {pCheck->Block.Offset + pCheck->Rules.BlockSize, 0, 0, 0, false};
 }
 
-/// Steps to the line's block. A line has its place in one block, and only fill follows fill there.
-[[nodiscard]] bool EnterBlock(Check* pCheck, bool IsRestOfCut) {
-  for (; pCheck->Offset - pCheck->Block.Offset >= pCheck->Rules.BlockSize; IsRestOfCut = false) {
-    pCheck->Block.IsCut = IsRestOfCut;
+/// Steps to the block that the line begins in. IsRest: the line is the rest of a record that was cut.
+void EnterBlock(Check* pCheck, bool IsRest) {
+  while (pCheck->Offset - pCheck->Block.Offset >= pCheck->Rules.BlockSize) {
+    pCheck->Block.IsCut = IsRest && pCheck->Block.NumRecords != 0;
     EndBlock(pCheck);
   }
-  if (pCheck->Rules.BlockSize < MIN_BLOCK_OF_LINES || pCheck->acLine[0] == '\r') {
+}
+
+/// Tests that a record is in one block, before the fill there. One that goes on with a piece is the rest of a record
+/// that was cut: it is the first of its block, and the part before holds whole groups of bytes.
+[[nodiscard]] bool TestPlace(const Check& State) {
+  if (State.Rules.BlockSize < MAX_LINE) {
     return true;
   }
-  const uint64_t Room = pCheck->Block.Offset + pCheck->Rules.BlockSize - pCheck->Offset;
-  if (std::strlen(pCheck->acLine.data()) > Room) {
-    return Break(pCheck, static_cast<uint32_t>(Room), "the line crosses the end of its block");
-  }
-  return pCheck->Block.NumFill == 0 || Break(pCheck, 0, "a record follows fill in the same block");
+  const uint64_t Room = State.Block.Offset + State.Rules.BlockSize - State.Offset;
+  const uint32_t NumBefore = State.NumInPiece;
+  const bool IsPiece = NumBefore == 0;
+  const bool IsGroups = State.Rules.LineAlign != 0 && NumBefore % State.Rules.LineAlign == 0;
+  return Expect(State, std::strlen(State.acLine.data()) <= Room, Room, "the line crosses the end of its block") &&
+         Expect(State, State.Block.NumFill == 0, 0, "a record follows fill in the same block") &&
+         Expect(State, IsPiece || State.Block.NumRecords == 0, 0, "the record before is not cut at a block's end") &&
+         Expect(State, IsPiece || IsGroups, 0, "the record before is not cut at a multiple of the line alignment") &&
+         Expect(State, NumBefore + State.NumBytes <= PIECE_SIZE, 0, "this is more than the rest of the record before");
 }
 
-[[nodiscard]] bool TestFill(Check* pCheck) {
-  const bool IsInPlace = EnterBlock(pCheck, false);
-  pCheck->Block.NumFill += 2;
-  return pCheck->acLine[1] == '\n' ? IsInPlace : Break(pCheck, 1, "LF expected");
-}
-
-/// Decodes a data record: S, type, count, address, data, checksum, with an address of NumAddressBytes bytes.
-[[nodiscard]] bool Decode(Check* pCheck, uint32_t NumDigits, uint32_t NumAddressBytes, DataRecord* pRecord) {
-  std::array<uint8_t, MAX_LINE / 2> aByte{};  // count, address, data, checksum
-  uint8_t Sum = 0;
-  const uint32_t NumBytes = (NumDigits - 1) / 2;
-  if (!UTIL_DecodeHex(reinterpret_cast<const uint8_t*>(pCheck->acLine.data()) + 2, NumBytes, aByte.data(), &Sum) ||
-      NumDigits % 2 == 0 || NumBytes != aByte[0] + 1U) {
-    return Break(pCheck, 2, "the count does not fit the line");
+[[nodiscard]] bool TestData(Check* pCheck) {
+  if (!TestText(*pCheck) || !Decode(pCheck) ||
+      !Expect(*pCheck, pCheck->Addr >= pCheck->NextAddr, 4, "the address is not above those of the record before")) {
+    return false;
   }
-  pRecord->NumBytes = NumBytes - NumAddressBytes - 2;
-  if (pRecord->NumBytes - 1 >= PIECE_SIZE) {  // wraps where the count is too small
-    return Break(pCheck, 2, "the count does not give 1 to 32 data bytes");
+  if (pCheck->Addr != pCheck->NextAddr) {
+    pCheck->NumInPiece = 0;
   }
-  for (uint32_t i = 1; i <= NumAddressBytes; ++i) {
-    pRecord->Addr = pRecord->Addr << 8 | aByte[i];
-  }
-  if (pRecord->Addr + pRecord->NumBytes > uint64_t{1} << (8 * NumAddressBytes)) {
-    return Break(pCheck, 4, "the data goes beyond the last address of the record type");
-  }
-  return Sum == 0xFF || Break(pCheck, 2 * NumBytes, "wrong checksum");
-}
-
-/// A record that goes on with a run begins a new piece of it, or is the rest of a piece that was cut: it is the first
-/// of its block then, and the part before holds whole groups of bytes.
-[[nodiscard]] bool TestCut(Check* pCheck, uint32_t NumBefore, uint32_t NumBytes) {
-  const uint32_t LineAlign = pCheck->Rules.LineAlign;
-  if (NumBefore == 0 || pCheck->Rules.BlockSize < MIN_BLOCK_OF_LINES) {
-    return true;
-  }
-  if (pCheck->Block.NumRecords != 0) {
-    return Break(pCheck, 0, "the record before is cut, but not at the end of a block");
-  }
-  if (LineAlign == 0 || NumBefore % LineAlign != 0) {
-    return Break(pCheck, 0, "the record before is not cut at a multiple of the line alignment");
-  }
-  return NumBefore + NumBytes <= PIECE_SIZE || Break(pCheck, 0, "this is more than the rest of the record before");
-}
-
-[[nodiscard]] bool TestData(Check* pCheck, const DataRecord& Record) {
-  if (Record.Addr < pCheck->NextAddr) {
-    return Break(pCheck, 4, "the address is not above those of the record before");
-  }
-  if (Record.Addr > pCheck->NextAddr) {
-    pCheck->RunStart = Record.Addr;
-  }
-  const uint32_t NumBefore = static_cast<uint32_t>((Record.Addr - pCheck->RunStart) % PIECE_SIZE);
-  if (!EnterBlock(pCheck, NumBefore != 0) || !TestCut(pCheck, NumBefore, Record.NumBytes)) {
+  EnterBlock(pCheck, pCheck->NumInPiece != 0);
+  if (!TestPlace(*pCheck)) {
     return false;
   }
   ++pCheck->Block.NumRecords;
-  pCheck->Block.NumBytes += Record.NumBytes;
-  pCheck->NextAddr = Record.Addr + Record.NumBytes;
+  pCheck->Block.NumBytes += pCheck->NumBytes;
+  pCheck->NextAddr = pCheck->Addr + pCheck->NumBytes;
+  pCheck->NumInPiece = (pCheck->NumInPiece + pCheck->NumBytes) % PIECE_SIZE;
   return true;
 }
 
-[[nodiscard]] bool TestRecord(Check* pCheck) {
-  const char* pLine = pCheck->acLine.data();
-  const uint32_t NumDigits = static_cast<uint32_t>(std::strspn(pLine + 1, "0123456789ABCDEF"));
-  const char Type = pLine[1];
-  if (std::strchr("1239", Type) == nullptr || Type == '\0') {
-    return Break(pCheck, 1, "record type 1, 2, 3 or 9 expected");
-  }
-  if (std::strcmp(pLine + 1 + NumDigits, "\r\n") != 0) {
-    return Break(pCheck, 1 + NumDigits, "upper-case hexadecimal digit or CR LF expected");
-  }
-  if (Type == '9') {
-    pCheck->HasEnded = true;
-    return std::strcmp(pLine, "S9030000FC\r\n") == 0 ? EnterBlock(pCheck, false)
-                                                     : Break(pCheck, 0, "the end record is not S9030000FC");
-  }
-  DataRecord Record{};
-  return Decode(pCheck, NumDigits, static_cast<uint32_t>(Type - '0') + 1, &Record) && TestData(pCheck, Record);
-}
-
 [[nodiscard]] bool TestLine(Check* pCheck) {
-  if (pCheck->HasEnded) {
-    return Break(pCheck, 0, "text after the end record");
+  const char* pLine = pCheck->acLine.data();
+  if (!Expect(*pCheck, !pCheck->HasEnded, 0, "text after the end record")) {
+    return false;
   }
-  switch (pCheck->acLine[0]) {
-    case 'S':
-      return TestRecord(pCheck);
-    case '\r':
-      return TestFill(pCheck);
-    default:
-      return Break(pCheck, 0, "record or CR LF expected");
+  if (pLine[0] == '\r') {
+    EnterBlock(pCheck, false);
+    pCheck->Block.NumFill += 2;
+    return Expect(*pCheck, std::strcmp(pLine, "\r\n") == 0, 1, "LF expected");
   }
+  if (std::strcmp(pLine, "S9030000FC\r\n") == 0) {
+    EnterBlock(pCheck, false);
+    pCheck->HasEnded = true;
+    pCheck->NumInPiece = 0;
+    return TestPlace(*pCheck);
+  }
+  return TestData(pCheck);
 }
 
 /// Tests all lines. A line with a NUL in it is taken to end there, which breaks a promise.
-/// Returns false when the file cannot be read.
-[[nodiscard]] bool TestFile(Check* pCheck, std::FILE* pFile) {
+[[nodiscard]] CheckStatus TestFile(Check* pCheck, std::FILE* pFile) {
   while (std::fgets(pCheck->acLine.data(), MAX_LINE + 1, pFile) != nullptr) {
     if (!TestLine(pCheck)) {
-      return true;
+      return CHECK_BAD;
     }
     pCheck->Offset += std::strlen(pCheck->acLine.data());
   }
-  if (pCheck->HasEnded) {
-    EndBlock(pCheck);
-  } else {
-    Break(pCheck, 0, "no end record");
+  if (std::ferror(pFile) != 0) {
+    return FailRead(*pCheck);
   }
-  return std::ferror(pFile) == 0;
+  EndBlock(pCheck);
+  return Expect(*pCheck, pCheck->HasEnded, 0, "no end record") ? CHECK_GOOD : CHECK_BAD;
 }
 
 }  // namespace
 
 CheckStatus CHECK_Conditioned(const char* pPath, const ConditionedRules& Rules, const CheckSink& Sink,
                               const BlockSink& Blocks) {
-  Check State{};
-  State.Rules = Rules;
-  State.Blocks = Blocks;
-  std::array<char, 160> acText;
+  Check State{pPath, Rules, Sink, Blocks, 0, {}, {}, 0, 0, 0, 0, false};
   std::FILE* pFile = std::fopen(pPath, "rbe");
-  const bool IsRead = pFile != nullptr && TestFile(&State, pFile);
-  std::snprintf(acText.data(), acText.size(), "Could not read file. (%s)", std::strerror(errno));
-  if (pFile != nullptr) {
-    std::fclose(pFile);
+  if (pFile == nullptr) {
+    return FailRead(State);
   }
-  if (!IsRead) {
-    CHECK_Report(Sink, CHECK_ERROR, acText.data(), pPath, READ_NOWHERE);
-    return CHECK_UNREADABLE;
-  }
-  if (State.pBroken == nullptr) {
-    return CHECK_GOOD;
-  }
-  std::snprintf(acText.data(), acText.size(), "offset %" PRIu64 ": %s", State.BrokenOffset, State.pBroken);
-  CHECK_Report(Sink, CHECK_ERROR, acText.data(), pPath, State.BrokenOffset);
-  return CHECK_BAD;
+  const CheckStatus Status = TestFile(&State, pFile);
+  std::fclose(pFile);
+  return Status;
 }

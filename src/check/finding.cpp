@@ -1,93 +1,74 @@
-#include "check/source_line.h"
+#include "check/finding.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
 
 #include "sys/file.h"
-#include "util/hex_digits.h"
 
 namespace {
 
-constexpr uint32_t MAX_WIDTH = 78;   ///< Characters of an excerpt: a screen of 80 less its indent.
-constexpr uint32_t NUM_BEFORE = 39;  ///< Of these, before the place where the line is longer.
+/// What fits on a screen of 80 characters after an indent.
+constexpr uint32_t MAX_WIDTH = 78;
 
-/// A walk to a place. Of the place's line it keeps what can be shown.
-struct LineScan {
-  uint64_t Place;
-  uint64_t Offset = 0;  ///< Of the next byte.
-  uint64_t Line = 1;
-  bool IsAfterCr = false;
-  uint32_t NumChars = 0;
-  uint32_t Mark = 0;  ///< Characters before the place.
-  std::array<char, MAX_WIDTH + NUM_BEFORE + MAX_WIDTH> acText = {};
+/// A line of a file, as far as it is shown.
+struct SourceLine {
+  uint64_t Number = 0;
+  uint64_t Start = 0;  ///< Offset of its first byte.
+  uint32_t Mark = 0;
+  std::array<char, 4 * MAX_WIDTH + 1> acText{};  ///< A byte takes up to 4 characters.
 };
 
-/// Keeps a byte of a line; of a long line, what is far before the place is dropped. Returns false when that is enough.
-bool Keep(LineScan* pScan, uint8_t Byte) {
-  char* pText = pScan->acText.data();
-  if (pScan->Offset < pScan->Place && pScan->NumChars >= MAX_WIDTH + NUM_BEFORE) {
-    std::copy(pText + pScan->NumChars - NUM_BEFORE, pText + pScan->NumChars, pText);
-    pScan->NumChars = NUM_BEFORE;
-  }
-  pScan->NumChars = static_cast<uint32_t>(CHECK_PutVisible(pText + pScan->NumChars, Byte) - pText);
-  return pScan->NumChars + 4 < pScan->acText.size();
+bool IsLineEnd(int Byte) {
+  return Byte == '\n' || Byte == '\r';
 }
 
-/// Takes the next byte of the file. LF, CR LF and a CR that no LF follows end a line.
-/// Returns false when enough of the place's line is kept.
-bool Take(LineScan* pScan, uint8_t Byte) {
-  const bool IsBefore = pScan->Offset < pScan->Place;
-  const bool IsLineEnd = Byte == '\n' || Byte == '\r';
-  if (IsLineEnd ? !IsBefore : !Keep(pScan, Byte)) {
-    return false;
+/// Finds the line of a byte. LF, CR LF and a CR that no LF follows end a line.
+void FindLine(SourceLine* pLine, std::FILE* pFile, uint64_t Offset) {
+  int Previous = 0;
+  pLine->Number = 1;
+  for (uint64_t Next = 1; Next <= Offset; ++Next) {
+    const int Byte = std::getc(pFile);
+    if (IsLineEnd(Byte)) {
+      pLine->Number += Byte == '\n' && Previous == '\r' ? 0 : 1;
+      pLine->Start = Next;
+    }
+    Previous = Byte;
   }
-  if (IsLineEnd && (Byte == '\r' || !pScan->IsAfterCr)) {
-    ++pScan->Line;
-    pScan->NumChars = 0;
-  }
-  pScan->IsAfterCr = Byte == '\r';
-  pScan->Mark = IsBefore ? pScan->NumChars : pScan->Mark;
-  ++pScan->Offset;
-  return true;
 }
 
-/// Returns whether the file has the place.
-[[nodiscard]] bool ScanTo(LineScan* pScan, const char* pPath) {
-  // A pipe gives its bytes once, and opening it again could wait for ever.
-  std::FILE* pFile = SYS_IsRegularFile(pPath) ? std::fopen(pPath, "rbe") : nullptr;
-  if (pFile == nullptr) {
-    return false;
+/// Takes the line's text: from its start or, where the byte at Offset is too far from that, from half a screen before.
+void TakeText(SourceLine* pLine, std::FILE* pFile, uint64_t Offset) {
+  const uint64_t NumBefore = Offset - pLine->Start < MAX_WIDTH ? Offset - pLine->Start : MAX_WIDTH / 2;
+  char* pEnd = pLine->acText.data();
+  (void)fseeko(pFile, static_cast<off_t>(Offset - NumBefore), SEEK_SET);
+  for (uint64_t i = 0; i < NumBefore; ++i) {
+    pEnd = CHECK_PutVisible(pEnd, static_cast<uint8_t>(std::getc(pFile)));
   }
-  int Byte = std::getc(pFile);
-  while (Byte != EOF && Take(pScan, static_cast<uint8_t>(Byte))) {
-    Byte = std::getc(pFile);
+  pLine->Mark = static_cast<uint32_t>(pEnd - pLine->acText.data());
+  const char* pFull = pLine->acText.data() + MAX_WIDTH;
+  for (int Byte = std::getc(pFile); Byte != EOF && !IsLineEnd(Byte) && pEnd < pFull; Byte = std::getc(pFile)) {
+    pEnd = CHECK_PutVisible(pEnd, static_cast<uint8_t>(Byte));
   }
-  std::fclose(pFile);
-  return pScan->Offset >= pScan->Place;
+  pLine->acText[std::max(MAX_WIDTH, pLine->Mark)] = '\0';
 }
 
 }  // namespace
 
 char* CHECK_PutVisible(char* pText, uint8_t Byte) {
-  if (Byte >= ' ' && Byte <= '~') {
-    *pText = static_cast<char>(Byte);
-    return pText + 1;
-  }
-  *pText++ = '\\';
-  *pText++ = 'x';
-  *pText++ = UTIL_HEX_DIGITS[Byte >> 4];
-  *pText++ = UTIL_HEX_DIGITS[Byte & 0xF];
-  return pText;
+  const bool IsPrintable = Byte >= ' ' && Byte <= '~';
+  return pText + std::snprintf(pText, 5, IsPrintable ? "%c" : "\\x%02X", Byte);
 }
 
 void CHECK_Report(const CheckSink& Sink, CheckLevel Level, const char* pText, const char* pPath, uint64_t Offset) {
-  LineScan Scan{.Place = Offset};
-  if (Offset == READ_NOWHERE || !ScanTo(&Scan, pPath)) {
-    Sink.pfFound(Sink.pContext, {Level, pText, 0, "", 0});
-    return;
+  SourceLine Line;
+  // A pipe gives its bytes once, and opening it again could wait for ever.
+  const bool CanRead = Offset != READ_NOWHERE && SYS_IsRegularFile(pPath);
+  std::FILE* pFile = CanRead ? std::fopen(pPath, "rbe") : nullptr;
+  if (pFile != nullptr) {
+    FindLine(&Line, pFile, Offset);
+    TakeText(&Line, pFile, Offset);
+    std::fclose(pFile);
   }
-  const uint32_t First = Scan.NumChars > MAX_WIDTH && Scan.Mark > NUM_BEFORE ? Scan.Mark - NUM_BEFORE : 0;
-  Scan.acText[std::min(Scan.NumChars, First + MAX_WIDTH)] = '\0';
-  Sink.pfFound(Sink.pContext, {Level, pText, Scan.Line, Scan.acText.data() + First, Scan.Mark - First});
+  Sink.pfFound(Sink.pContext, {Level, pText, Line.Number, Line.acText.data(), Line.Mark});
 }

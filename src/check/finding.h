@@ -1,7 +1,9 @@
-/// What the checks find in a file, and how they hand it to whoever shows it.
+/// What the checks find in a file, with the line that it is about, and how they hand it to whoever shows it.
 #pragma once
 
 #include <cstdint>
+
+#include "readers/read_notes.h"
 
 /// How a check ends.
 enum CheckStatus {
@@ -26,3 +28,11 @@ struct CheckSink {
   void (*pfFound)(void* pContext, const CheckFinding& Finding);
   void* pContext;
 };
+
+/// Reports a text about the byte at Offset of the file, which may be its end: with the byte's line, or without when the
+/// file is no regular one and gives its bytes only once. READ_NOWHERE: the text is about the complete file. O(Offset).
+void CHECK_Report(const CheckSink& Sink, CheckLevel Level, const char* pText, const char* pPath, uint64_t Offset);
+
+/// Puts a byte into a text: itself, or, where it is not printable ASCII, a backslash, an x and its two digits.
+/// Returns the end of it.
+char* CHECK_PutVisible(char* pText, uint8_t Byte);

@@ -14,10 +14,8 @@ struct CheckRun {
 
 /// A data file that has been read.
 struct CheckInput {
-  DataFile* pFile;   ///< Owned; null when the file was not accepted.
-  MemImage* pImage;  ///< Borrowed from pFile.
-  uint64_t NumBytes;
-  uint64_t NumRuns;
+  DataFile* pFile;   ///< Owned.
+  MemImage* pImage;  ///< Borrowed from pFile; null when the file was not accepted.
 };
 
 /// Reads a data file and reports why the conditioner refuses it, or what it accepts and may surprise.
