@@ -3,11 +3,12 @@
 #include <getopt.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cinttypes>
 #include <cstdio>
-#include <cstring>
 #include <string_view>
+#include <system_error>
 
 #include "check/compare.h"
 #include "check/conditioned.h"
@@ -160,29 +161,36 @@ void PrintBlock(void*, const ConditionedBlock& Block) {
   return Set.IsStrict != 0 && Print.HasWarned ? std::max(Status, CHECK_BAD) : Status;
 }
 
-/// Reads the option's value: a number, decimal or with 0x, at least Min and a multiple of Step. Returns whether it is.
-[[nodiscard]] bool ParseNumber(uint32_t Min, uint32_t Step, uint32_t* pValue) {
+/// Reads the value of an option: a number, decimal or with 0x, at least Min and a multiple of Step.
+/// Returns whether it is one.
+[[nodiscard]] bool ParseNumber(const char* pOption, uint32_t Min, uint32_t Step, uint32_t* pValue) {
   const std::string_view Text = optarg;
   const bool IsHex = Text.starts_with("0x") || Text.starts_with("0X");
   const char* pEnd = Text.data() + Text.size();
   const std::from_chars_result Result = std::from_chars(Text.data() + (IsHex ? 2 : 0), pEnd, *pValue, IsHex ? 16 : 10);
-  return Result.ec == std::errc() && Result.ptr == pEnd && *pValue >= Min && *pValue % Step == 0;
+  const bool IsRight = Result.ec == std::errc() && Result.ptr == pEnd && *pValue >= Min && *pValue % Step == 0;
+  if (!IsRight) {
+    std::fprintf(stderr, "blockfit-check: '%s' is no value for --%s\n", optarg, pOption);
+  }
+  return IsRight;
 }
 
-/// Applies the option of a key. Returns whether its value is right.
+/// Applies what getopt_long has found. Returns whether it is right.
 [[nodiscard]] bool ApplyOption(Settings* pSet, int Key) {
   switch (Key) {
     case 'a':
       pSet->pAgainst = optarg;
       return true;
     case 'b':
-      return ParseNumber(0, 1, &pSet->BaseAddr);
+      return ParseNumber("base", 0, 1, &pSet->BaseAddr);
     case 'k':
-      return ParseNumber(34, 2, &pSet->Rules.BlockSize);
+      return ParseNumber("block", 34, 2, &pSet->Rules.BlockSize);
     case 'l':
-      return ParseNumber(0, 2, &pSet->Rules.LineAlign);
-    default:
+      return ParseNumber("line", 0, 2, &pSet->Rules.LineAlign);
+    case 0:
       return true;  // a flag, which is set
+    default:
+      return false;  // getopt_long has said why
   }
 }
 
@@ -193,7 +201,7 @@ void PrintBlock(void*, const ConditionedBlock& Block) {
 
 [[nodiscard]] CheckStatus RunWith(int NumArgs, char** paArg) {
   Settings Set;
-  const option aOption[] = {
+  const std::array<option, 11> aOption = {{
       {"base", required_argument, nullptr, 'b'},
       {"runs", no_argument, &Set.ShowsRuns, 1},
       {"against", required_argument, nullptr, 'a'},
@@ -205,18 +213,13 @@ void PrintBlock(void*, const ConditionedBlock& Block) {
       {"help", no_argument, nullptr, 'h'},
       {"version", no_argument, nullptr, 'V'},
       {},
-  };
-  int Index = 0;
-  for (int Key = 0; (Key = getopt_long(NumArgs, paArg, "", aOption, &Index)) != -1;) {
+  }};
+  for (int Key = 0; (Key = getopt_long(NumArgs, paArg, "", aOption.data(), nullptr)) != -1;) {
     if (Key == 'h' || Key == 'V') {
       std::puts(Key == 'h' ? USAGE : "blockfit-check " BLOCKFIT_VERSION);
       return CHECK_GOOD;
     }
-    if (Key == '?') {
-      return FailUsage();
-    }
     if (!ApplyOption(&Set, Key)) {
-      std::fprintf(stderr, "blockfit-check: '%s' is no value for --%s\n", optarg, aOption[Index].name);
       return FailUsage();
     }
   }
