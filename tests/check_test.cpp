@@ -144,8 +144,8 @@ TEST(Check, TakesOptionsAndFiles) {
       {"x.txt ''", "2 x.txt: error: Unsupported file extension.\n: error: Unsupported file extension.\n"},
       {"--version", "0 blockfit-check " BLOCKFIT_VERSION "\n"},
       {"", "2 blockfit-check: no file is named\n" + Try},
-      {"--base -1 x", "2 blockfit-check: '-1' is no value for --base\n" + Try},
-      {"--block 35 x", "2 blockfit-check: '35' is no value for --block\n" + Try},
+      {"--base -1 x", "2 blockfit-check: '-1' is not a valid value for --base\n" + Try},
+      {"--block 35 x", "2 blockfit-check: '35' is not a valid value for --block\n" + Try},
   };
   for (const auto& [Args, Expected] : aCase) {
     EXPECT_EQ(Expected, Check(Args)) << Args;

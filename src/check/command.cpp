@@ -170,7 +170,7 @@ void PrintBlock(void*, const ConditionedBlock& Block) {
   const std::from_chars_result Result = std::from_chars(Text.data() + (IsHex ? 2 : 0), pEnd, *pValue, IsHex ? 16 : 10);
   const bool IsRight = Result.ec == std::errc() && Result.ptr == pEnd && *pValue >= Min && *pValue % Step == 0;
   if (!IsRight) {
-    std::fprintf(stderr, "blockfit-check: '%s' is no value for --%s\n", optarg, pOption);
+    std::fprintf(stderr, "blockfit-check: '%s' is not a valid value for --%s\n", optarg, pOption);
   }
   return IsRight;
 }

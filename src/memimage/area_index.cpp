@@ -109,10 +109,18 @@ void RemovePage(AreaIndex* pIndex, uint32_t At) {
 
 }  // namespace
 
-DataArea* INDEX_Find(const AreaIndex& Index, uint64_t Addr) {
-  const IndexPage& Page = *Index.paPage[PageFor(Index, Addr)].pPage;
+AreaNeighbours INDEX_Find(const AreaIndex& Index, uint64_t Addr) {
+  const uint32_t At = PageFor(Index, Addr);
+  const IndexPage& Page = *Index.paPage[At].pPage;
   const uint32_t Num = NumAtOrBelow(Page, Addr);
-  return Num != 0 ? Page.apArea[Num - 1] : nullptr;
+  AreaNeighbours Found{Num != 0 ? Page.apArea[Num - 1] : nullptr, nullptr};
+  // Taken from the index, the area above need not be waited for until the one below has been read.
+  if (Num < Page.NumEntries) {
+    Found.pAbove = Page.apArea[Num];
+  } else if (At + 1 < Index.NumPages) {
+    Found.pAbove = Index.paPage[At + 1].pPage->apArea[0];
+  }
+  return Found;
 }
 
 bool INDEX_Insert(AreaIndex* pIndex, DataArea* pArea) {

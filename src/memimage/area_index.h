@@ -29,8 +29,14 @@ inline bool INDEX_IsEmpty(const AreaIndex& Index) {
   return Index.NumPages == 0;
 }
 
-/// Returns the last area that begins at or below Addr, or null. O(log areas).
-[[nodiscard]] DataArea* INDEX_Find(const AreaIndex& Index, uint64_t Addr);
+/// The areas around an address; each may be null.
+struct AreaNeighbours {
+  DataArea* pBelow;  ///< The last area that begins at or below the address.
+  DataArea* pAbove;  ///< The area after it.
+};
+
+/// Returns the areas around an address. The index is not empty. O(log areas).
+[[nodiscard]] AreaNeighbours INDEX_Find(const AreaIndex& Index, uint64_t Addr);
 
 /// Adds an area whose address is not in the index. Returns false, with the index as it was, when memory is exhausted.
 /// O(log areas), and every split of a page moves the part of the list after it.

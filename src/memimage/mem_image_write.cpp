@@ -5,12 +5,6 @@ namespace {
 /// Up to here a walk is as fast as a search, and most files need no index at all.
 constexpr uint32_t LONGEST_WALK = 8;
 
-/// The neighbours of a range in the chain; each may be null.
-struct Neighbours {
-  DataArea* pBelow;  ///< The last area that begins at or below the range.
-  DataArea* pAbove;  ///< The area after it.
-};
-
 /// Returns whether areas and ranges of these lengths make an area of a legal length together.
 bool IsLegalLength(uint64_t NumBytesA, uint64_t NumBytesB, uint64_t NumBytesC = 0) {
   return NumBytesA <= MEMIMG_MAX_AREA_BYTES && NumBytesB <= MEMIMG_MAX_AREA_BYTES - NumBytesA &&
@@ -35,40 +29,34 @@ void NoteLostBytes(MemImage* pImage, const DataArea& Area, const WriteRange& Ran
   return true;
 }
 
-/// Walks the chain to the last area that begins at or below Addr.
-DataArea* WalkTo(const MemImage& Image, uint64_t Addr) {
-  DataArea* pBelow = nullptr;
-  for (DataArea* pArea = Image.pFirstArea; pArea != nullptr && pArea->Addr <= Addr; pArea = pArea->pNext) {
-    pBelow = pArea;
+/// Walks the chain to the areas around an address.
+AreaNeighbours WalkTo(const MemImage& Image, uint64_t Addr) {
+  AreaNeighbours Found{nullptr, Image.pFirstArea};
+  while (Found.pAbove != nullptr && Found.pAbove->Addr <= Addr) {
+    Found = {Found.pAbove, Found.pAbove->pNext};
   }
-  return pBelow;
+  return Found;
 }
 
-/// Returns the last area that begins at or below Addr, null for none.
-DataArea* FindAtOrBelow(const MemImage& Image, uint64_t Addr) {
+AreaNeighbours Find(const MemImage& Image, uint64_t Addr) {
   return INDEX_IsEmpty(Image.Index) ? WalkTo(Image, Addr) : INDEX_Find(Image.Index, Addr);
 }
 
 /// Returns the last area of the chain, null for an empty image.
 DataArea* LastArea(MemImage* pImage) {
   if (pImage->pLastArea == nullptr) {
-    pImage->pLastArea = FindAtOrBelow(*pImage, UINT64_MAX);
+    pImage->pLastArea = Find(*pImage, UINT64_MAX).pBelow;
   }
   return pImage->pLastArea;
 }
 
-/// Finds where a range belongs. A long chain gets its index here. Returns false when there is no memory for that.
-[[nodiscard]] bool FindNeighbours(MemImage* pImage, uint64_t Addr, Neighbours* pFound) {
-  if (INDEX_IsEmpty(pImage->Index) && pImage->NumAreas > LONGEST_WALK && !BuildIndex(pImage)) {
-    return false;
-  }
-  pFound->pBelow = FindAtOrBelow(*pImage, Addr);
-  pFound->pAbove = pFound->pBelow != nullptr ? pFound->pBelow->pNext : pImage->pFirstArea;
-  return true;
+/// Gives a long chain its index. Returns false when there is no memory for it.
+[[nodiscard]] bool IndexIfLong(MemImage* pImage) {
+  return !INDEX_IsEmpty(pImage->Index) || pImage->NumAreas <= LONGEST_WALK || BuildIndex(pImage);
 }
 
 /// Makes the range an area of its own between its neighbours.
-[[nodiscard]] int NewArea(MemImage* pImage, const Neighbours& Place, const WriteRange& Range) {
+[[nodiscard]] int NewArea(MemImage* pImage, const AreaNeighbours& Place, const WriteRange& Range) {
   DataArea* pArea = IsLegalLength(Range.NumBytes, 0) ? AREA_New(Range) : nullptr;
   if (pArea == nullptr) {
     return MEMIMG_ERR_NO_MEMORY;
@@ -139,10 +127,10 @@ void RemoveNext(MemImage* pImage, DataArea* pArea) {
 
 /// Stores a range anywhere in the chain.
 [[nodiscard]] int Insert(MemImage* pImage, const WriteRange& Range) {
-  Neighbours Place{};
-  if (!FindNeighbours(pImage, Range.Addr, &Place)) {
+  if (!IndexIfLong(pImage)) {
     return MEMIMG_ERR_NO_MEMORY;
   }
+  const AreaNeighbours Place = Find(*pImage, Range.Addr);
   const auto& [pBelow, pAbove] = Place;
   const uint64_t RangeLast = Range.Addr + (Range.NumBytes - 1);
   const bool IsInBelow = pBelow != nullptr && AREA_LastOf(*pBelow) >= Range.Addr;
