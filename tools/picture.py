@@ -146,7 +146,7 @@ def note(line):
         return "soft", "fill"
     if line.text[1] == "9":
         return "note-end", "end record"
-    what = f"{line.text[:2]}, {line.part}{line.num_bytes} bytes at {line.address:X}"
+    what = f"{line.text[:2]}, {line.part}{line.num_bytes} bytes at 0x{line.address:X}"
     return "note-cut" if line.part else "soft", what
 
 

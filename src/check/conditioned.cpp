@@ -94,7 +94,7 @@ void EnterBlock(Check* pCheck, bool IsRest) {
 }
 
 /// Tests that a record is in one block, before the fill there. One that goes on with a piece is the rest of a record
-/// that was cut: it is the first of its block, and the part before holds whole groups of bytes.
+/// that was cut: it is the first of its block, and the part before holds complete groups of bytes.
 [[nodiscard]] bool TestPlace(const Check& State) {
   if (State.Rules.BlockSize < MAX_LINE) {
     return true;

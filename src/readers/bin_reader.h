@@ -6,7 +6,7 @@
 #include "memimage/mem_image.h"
 #include "util/report.h"
 
-/// Stores the whole file at BaseAddr and up in the image, which is empty before.
+/// Stores the bytes of the file in the image, which is empty before, from BaseAddr on.
 /// Returns 0; or READER_ERR_OPEN, with one error reported, when the file cannot be opened or read or memory gives out.
 [[nodiscard]] int BIN_ReadEx(MemImage* pImage, const char* pPath, uint64_t BaseAddr, ReportFn pfReport,
                              void* pReportContext);

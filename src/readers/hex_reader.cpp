@@ -20,7 +20,7 @@ enum HexRecordType : uint8_t {
   HEX_TYPE_EXTENDED_LINEAR_ALIAS = 0xFF,
 };
 
-/// The bytes of a record as they stand in the file: byte count, address (two bytes), type, data, checksum.
+/// The bytes of a record as the file has them: byte count, address (two bytes), type, data, checksum.
 struct HexRecord {
   static constexpr uint32_t NUM_FRAME_BYTES = 5;
 
@@ -50,7 +50,7 @@ uint8_t Peek(const TextReadState& State) {
   return State.pWindow[State.Pos];
 }
 
-/// Decodes the whole record in one pass. Returns false if there is anything wrong with its text.
+/// Decodes the complete record in one pass. Returns false if there is anything wrong with its text.
 [[nodiscard]] bool DecodeWhole(TextReadState* pState, HexRecord* pRecord) {
   const uint8_t* pText = pState->pWindow + pState->Pos;
   const uint8_t High = UTIL_HEX_DIGIT_VALUE[pText[0]];

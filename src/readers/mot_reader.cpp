@@ -12,7 +12,7 @@ constinit ReportSink MotSink{};
 constexpr char RECORD_MARK = 'S';
 constexpr bool COUNTS_CR = false;
 
-/// The bytes of a record as they stand in the file behind 'S' and type: count, address, data, checksum.
+/// The bytes of a record as the file has them after 'S' and type: count, address, data, checksum.
 struct MotRecord {
   uint8_t Type;
   uint8_t Count;                   ///< Bytes that follow, checksum included.
@@ -27,8 +27,8 @@ struct MotRecord {
   }
 };
 
-/// Returns the address bytes of a data record, or 0 for a type that carries no data.
-uint32_t NumAddressBytesOf(uint8_t Type) {
+/// Returns the number of address bytes of a data record, or 0 for a type that carries no data.
+uint32_t NumDataAddressBytes(uint8_t Type) {
   return Type >= 1 && Type <= 3 ? uint32_t{Type} + 1 : 0;
 }
 
@@ -88,7 +88,7 @@ void NoteIfEnd(TextReadState* pState, const MotRecord& Record) {
 }
 
 [[nodiscard]] bool StoreRecord(TextReadState* pState, MemImage* pImage, const MotRecord& Record) {
-  const uint32_t NumAddressBytes = NumAddressBytesOf(Record.Type);
+  const uint32_t NumAddressBytes = NumDataAddressBytes(Record.Type);
   if (NumAddressBytes == 0) {
     NoteIfEnd(pState, Record);
     return true;

@@ -6,7 +6,7 @@
 #include "memimage/mem_image.h"
 #include "util/report.h"
 
-/// Results of a read; 0 means that the whole file was read. After a failure the image may hold part of the data.
+/// Results of a read; 0 means that the complete file was read. After a failure the image may hold part of the data.
 constexpr int READER_ERR_OPEN = -1;        ///< The file could not be opened or read.
 constexpr int READER_ERR_NO_MEMORY = -3;   ///< Text formats: no memory for the window or for the data.
 constexpr int READER_ERR_NOT_FORMAT = -4;  ///< Text formats: the file's first byte is not that of the format.

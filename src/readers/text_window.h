@@ -8,11 +8,11 @@
 #include "readers/read_frame.h"
 #include "readers/read_notes.h"
 
-/// File bytes that the window holds at most; one byte more is allocated, for the NUL behind them.
+/// File bytes that the window holds at most; one byte more is allocated, for the NUL after them.
 constexpr uint32_t READ_WINDOW_SIZE = 60000;
 
 /// The window is topped up before a record when at most this many unread bytes remain, so that every record (521
-/// characters and its line end at most) lies whole in it unless the file ends.
+/// characters and its line end at most) is completely in it unless the file ends.
 constexpr uint32_t READ_REFILL_THRESHOLD = 999;
 
 /// The state of one read.
@@ -24,7 +24,7 @@ struct TextReadState {
   uint32_t UpperAddr;             ///< Intel HEX: added to the addresses of data records.
   std::array<char, 128> acError;  ///< The pending error's text; empty: no error.
 
-  int32_t NumFilled;  ///< File bytes in the window; the byte behind them is NUL.
+  int32_t NumFilled;  ///< File bytes in the window; the byte after them is NUL.
   uint32_t hFile;
   bool IsAtEnd;  ///< The file has no more bytes to give.
   int Status;    ///< The result that goes with acError.
@@ -43,7 +43,7 @@ struct TextFormat {
   bool (*pfReadRecord)(TextReadState* pState, MemImage* pImage);
 };
 
-/// Reads a whole text file. acError of a failed read is reported as "Error in line ..."; open failures are reported as
+/// Reads a text file. acError of a failed read is reported as "Error in line ..."; open failures are reported as
 /// the frame makes them. pNotes, fresh or null, receives what there is to note. Returns a result of a read.
 [[nodiscard]] int TEXT_Read(const TextFormat& Format, MemImage* pImage, const char* pPath, const ReportSink& Sink,
                             ReportSink* pModuleSink, ReadNotes* pNotes);
@@ -57,13 +57,13 @@ inline bool TEXT_HasError(const TextReadState& State) {
   return State.acError[0] != '\0';
 }
 
-/// Whether a byte that stands where a record would begin ends the data: a NUL (the window's own behind the last byte of
+/// Whether a byte in the place where a record would begin ends the data: a NUL (the window's own after the last byte of
 /// the file, or one in it) or the end-of-text mark of the operating systems of old.
 inline bool TEXT_IsEndOfData(uint8_t Byte) {
   return Byte == 0 || Byte == 0x1A;
 }
 
-/// Counts a line end; so many that the number behind them could not be printed are counted as one less.
+/// Counts a line end, up to the largest count whose next number can still be printed.
 inline void TEXT_CountLineEnd(TextReadState* pState) {
   pState->NumLineEnds += pState->NumLineEnds < INT32_MAX - 1 ? 1 : 0;
 }

@@ -13,7 +13,7 @@ constexpr uint32_t MAX_RECORD_BYTES = 256;
 constexpr uint32_t MAX_LINE_CHARS = 2 + 2 * MAX_RECORD_BYTES + 2;
 
 /// Returns the number of address bytes, or 0 for a type this program does not write.
-uint32_t NumAddressBytesOf(uint32_t Type) {
+uint32_t AddressBytesOfType(uint32_t Type) {
   switch (Type) {
     case SREC_TYPE_DATA16:
     case SREC_TYPE_END16:
@@ -39,7 +39,7 @@ char* PutHead(char* pEnd, uint32_t Count, uint32_t Address, uint32_t NumAddressB
 }  // namespace
 
 int32_t SREC_EncodeRecord(OutStream* pStream, uint32_t Type, uint32_t Address, int32_t NumBytes, const uint8_t* pData) {
-  const uint32_t NumAddressBytes = NumAddressBytesOf(Type);
+  const uint32_t NumAddressBytes = AddressBytesOfType(Type);
   const uint32_t NumData = NumBytes > 0 ? static_cast<uint32_t>(NumBytes) : 0;
   if (NumAddressBytes == 0 || NumData > MAX_RECORD_BYTES - 2 - NumAddressBytes) {
     return 0;
