@@ -133,7 +133,7 @@ TEST(Check, TakesOptionsAndFiles) {
        "1 " + Beyond + Beyond + "a.bin: same bytes at the same addresses as a.bin\n"},
       {"e.mot", "0 e.mot: Motorola S-record, 0 bytes in 0 runs\n"},
       {"--against a.bin --base 010 -- -x.hex",
-       "1 -x.hex: differs from a.bin, first at 0x0000000A: 0 bytes differ, 3 missing, 3 surplus\n"},
+       "1 -x.hex: differs from a.bin, first at 0x0000000A: 0 differing, 3 missing, 3 surplus bytes\n"},
       {"--against a.bin --base 0x30 -- -x.hex", "0 " + Same},
       {"--against bad.hex a.bin", "1 " + Bad},
       {"missing.hex bad.hex",
@@ -173,11 +173,11 @@ TEST(Check, CountsWhatDiffers) {
   };
   const std::string Differs = "1 b.hex: differs from a.bin, first at 0x0000";
   WriteFile("b.hex", HexOf(1000, 6000, 1, 'a'));
-  EXPECT_EQ(Differs + "0000: 0 bytes differ, 1000 missing, 1000 surplus\n", Check("--against a.bin b.hex"));
+  EXPECT_EQ(Differs + "0000: 0 differing, 1000 missing, 1000 surplus bytes\n", Check("--against a.bin b.hex"));
   WriteFile("b.hex", HexOf(0, 6000, 2, 'b'));
-  EXPECT_EQ(Differs + "0000: 2500 bytes differ, 2500 missing, 500 surplus\n", Check("--against a.bin b.hex"));
+  EXPECT_EQ(Differs + "0000: 2500 differing, 2500 missing, 500 surplus bytes\n", Check("--against a.bin b.hex"));
   WriteFile("b.hex", HexOf(0, 5001, 1, 'a'));
-  EXPECT_EQ(Differs + "1388: 0 bytes differ, 0 missing, 1 surplus\n", Check("--against a.bin b.hex"));
+  EXPECT_EQ(Differs + "1388: 0 differing, 0 missing, 1 surplus bytes\n", Check("--against a.bin b.hex"));
 }
 
 /// Checks a text as a conditioned file. Returns the text of the finding, or "".
@@ -221,10 +221,10 @@ TEST(Conditioned, EveryPromiseIsTested) {
       {"", 120, 8, "offset 0: no end record"},
       {Line(0, 32), 120, 8, "offset 76: no end record"},
       {End + "\r\n", 120, 8, "offset 12: text after the end record"},
-      {End.substr(0, 11), 120, 8, "offset 1: type 1, 2 or 3, or end record S9030000FC expected"},
-      {"S9031234B6\r\n", 120, 8, "offset 1: type 1, 2 or 3, or end record S9030000FC expected"},
-      {"S0030000FC\r\n" + End, 120, 8, "offset 1: type 1, 2 or 3, or end record S9030000FC expected"},
-      {"S", 120, 8, "offset 1: type 1, 2 or 3, or end record S9030000FC expected"},
+      {End.substr(0, 11), 120, 8, "offset 1: type 1, 2 or 3, or S9030000FC with CR LF, expected"},
+      {"S9031234B6\r\n", 120, 8, "offset 1: type 1, 2 or 3, or S9030000FC with CR LF, expected"},
+      {"S0030000FC\r\n" + End, 120, 8, "offset 1: type 1, 2 or 3, or S9030000FC with CR LF, expected"},
+      {"S", 120, 8, "offset 1: type 1, 2 or 3, or S9030000FC with CR LF, expected"},
       {"\n" + End, 120, 8, "offset 0: record or CR LF expected"},
       {"\r\r\n" + End, 120, 8, "offset 1: LF expected"},
       {Line(0, 1).substr(0, 12) + "\n" + End, 120, 8, "offset 12: " + Digit},

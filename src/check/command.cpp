@@ -20,15 +20,15 @@ constexpr uint32_t NUM_RUNS_SHOWN = 20;
 
 constexpr const char* USAGE =
     "Usage: blockfit-check [OPTION]... FILE...\n"
-    "Says why Blockfit refuses a data file, and at which line; or what an accepted file holds, and what in it may\n"
+    "Says why Blockfit refuses a data file, and on which line; or what an accepted file holds, and what in it may\n"
     "surprise. Writes no file.\n\n"
     "      --base ADDR      load address of every .bin file (default 0)\n"
     "      --runs           list all runs of data, not only the first 20\n"
     "      --against OTHER  compare each FILE's bytes and addresses with those of OTHER\n"
     "      --conditioned    test what a conditioned file promises\n"
     "      --blocks         the same, with a table of the blocks\n"
-    "      --block N        its block size in characters, even, 34 or more (default 8192)\n"
-    "      --line N         its line alignment in bytes, even; 0: no record is cut (default 8)\n"
+    "      --block N        the same, for a block size of N characters, even, 34 or more (default 8192)\n"
+    "      --line N         the same, for a line alignment of N bytes, even; 0: no record is cut (default 8)\n"
     "      --strict         exit status 1 for a warning, too\n"
     "      --help           print this and exit\n"
     "      --version        print the version and exit\n\n"
@@ -76,8 +76,8 @@ void PrintRuns(const CheckInput& Input, bool ShowsAll) {
   }
   const uint32_t NumRuns = Input.pImage->NumAreas;
   const uint32_t NumShown = ShowsAll ? NumRuns : std::min(NumRuns, NUM_RUNS_SHOWN);
-  std::printf("%s: %s, %" PRIu64 " bytes in %" PRIu32 " run%s\n", Input.pFile->pPath,
-              Input.pFile->pHandler->pFormatName, NumBytes, NumRuns, NumRuns == 1 ? "" : "s");
+  std::printf("%s: %s, %" PRIu64 " byte%s in %" PRIu32 " run%s\n", Input.pFile->pPath,
+              Input.pFile->pHandler->pFormatName, NumBytes, NumBytes == 1 ? "" : "s", NumRuns, NumRuns == 1 ? "" : "s");
   if (NumRuns != 0) {
     std::printf("       first        last        size\n");
   }
@@ -100,7 +100,7 @@ void PrintRuns(const CheckInput& Input, bool ShowsAll) {
   }
   std::printf("%s: differs from %s, first at 0x%08" PRIX64 ": ", Input.pFile->pPath, Other.pFile->pPath,
               Difference.FirstAddr);
-  std::printf("%" PRIu64 " bytes differ, %" PRIu64 " missing, %" PRIu64 " surplus\n", Difference.NumDiffering,
+  std::printf("%" PRIu64 " differing, %" PRIu64 " missing, %" PRIu64 " surplus bytes\n", Difference.NumDiffering,
               Difference.NumMissing, Difference.NumSurplus);
   return CHECK_BAD;
 }
@@ -184,8 +184,10 @@ void PrintBlock(void*, const ConditionedBlock& Block) {
     case 'b':
       return ParseNumber("base", 0, 1, &pSet->BaseAddr);
     case 'k':
+      pSet->TestsConditioned = 1;
       return ParseNumber("block", 34, 2, &pSet->Rules.BlockSize);
     case 'l':
+      pSet->TestsConditioned = 1;
       return ParseNumber("line", 0, 2, &pSet->Rules.LineAlign);
     case 0:
       return true;  // a flag, which is set

@@ -53,7 +53,7 @@ bool Expect(const Check& State, bool IsKept, size_t Pos, const char* pText) {
   const char* pLine = State.acLine.data();
   const size_t Len = 1 + std::strspn(pLine + 1, UTIL_HEX_DIGITS);
   return Expect(State, pLine[0] == 'S', 0, "record or CR LF expected") &&
-         Expect(State, pLine[1] >= '1' && pLine[1] <= '3', 1, "type 1, 2 or 3, or end record S9030000FC expected") &&
+         Expect(State, pLine[1] >= '1' && pLine[1] <= '3', 1, "type 1, 2 or 3, or S9030000FC with CR LF, expected") &&
          Expect(State, std::strcmp(pLine + Len, "\r\n") == 0, Len, "upper-case hexadecimal digit or CR LF expected");
 }
 

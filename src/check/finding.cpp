@@ -46,11 +46,11 @@ void TakeText(SourceLine* pLine, std::FILE* pFile, uint64_t Offset) {
     pEnd = CHECK_PutVisible(pEnd, static_cast<uint8_t>(std::getc(pFile)));
   }
   pLine->Mark = static_cast<uint32_t>(pEnd - pLine->acText.data());
-  const char* pFull = pLine->acText.data() + MAX_WIDTH;
+  const char* pFull = pLine->acText.data() + MAX_WIDTH;  // an escape that begins before it is shown completely
   for (int Byte = std::getc(pFile); Byte != EOF && !IsLineEnd(Byte) && pEnd < pFull; Byte = std::getc(pFile)) {
     pEnd = CHECK_PutVisible(pEnd, static_cast<uint8_t>(Byte));
   }
-  pLine->acText[std::max(MAX_WIDTH, pLine->Mark)] = '\0';
+  *pEnd = '\0';
 }
 
 }  // namespace
