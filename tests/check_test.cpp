@@ -44,8 +44,8 @@ TEST(Check, ExplainsWhyAFileIsRefused) {
       {"f.hex", REC + "\n\n\n:03004000616263", At4},
       {"f.hex", "", "f.hex:1: error: Not a hex file\n"},
       {"f.hex", "\xEF\xBB\xBF" + REC, "f.hex:1: error: Not a hex file\n  \\xEF\\xBB\\xBF:03003000616263A7\n  ^\n"},
-      {"f.hex", REC + "\n:\x1B[31m\t" + std::string(1, '\0') + "\x7F\n",
-       "f.hex:2: " + DIGIT + "  :\\x1B[31m\\x09\\x00\\x7F\n   ^\n"},
+      {"f.hex", REC + "\n:\x1B[31m~\t" + std::string(1, '\0') + "\x7F\n",
+       "f.hex:2: " + DIGIT + "  :\\x1B[31m~\\x09\\x00\\x7F\n   ^\n"},
       {"f.hex", REC + "\n\x1B", "f.hex:2: error: Unexpected character (Expected: :, Found: \\x1B)\n  \\x1B\n  ^\n"},
       {"f.hex", REC.substr(0, 15) + "A8\n",
        "f.hex:1: error: Checksum error ! Expected: 0xA7, found: 0xA8\n  :03003000616263A8\n                 ^\n"},
@@ -153,6 +153,7 @@ TEST(Check, TakesOptionsAndFiles) {
   for (const char* pNumber : {"", "0x", "1k", "' 1'", "+1", "0x100000000", "99999999999999999999"}) {
     EXPECT_EQ('2', Check(std::string("--base ").append(*pNumber != '\0' ? pNumber : "''") + " a.bin")[0]) << pNumber;
   }
+  EXPECT_EQ('2', Check("--nonsense a.bin")[0]);
   EXPECT_TRUE(Check("many.hex").ends_with("0x00000126           1\n  and 3 more (--runs lists all)\n"));
   EXPECT_TRUE(Check("--runs many.hex").ends_with("0x0000012C           1\n"));
   EXPECT_TRUE(Check("--help").starts_with("0 Usage: blockfit-check "));
@@ -243,11 +244,16 @@ TEST(Conditioned, EveryPromiseIsTested) {
   for (const auto& [Text, BlockSize, LineAlign, Expected] : aCase) {
     EXPECT_EQ(Expected, Broken(Text, BlockSize, LineAlign)) << Text;
   }
-  WriteFile("c", Filled);
+  std::string Blocks = Filled;
+  for (int i = 0; i < 30; ++i) {
+    Blocks.insert(Blocks.size() - End.size(), "\r\n");
+  }
+  WriteFile("c", Blocks);
   EXPECT_EQ(
       "0       offset  records    bytes  cut  fill\n"
       "           0        2       40  yes    16\n"
-      "         120        1       24   no     0\n"
+      "         120        1       24   no    60\n"
+      "         240        0        0   no     0\n"
       "c: keeps every promise of a conditioned file, block size 120, line alignment 8\n",
       Check("--blocks --block 120 c"));
 }

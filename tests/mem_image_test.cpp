@@ -81,6 +81,7 @@ TEST_F(Image, IsReadInSpansThatAreBridgedAlignedAndLimited) {
   EXPECT_EQ(" 11=bc", Read(0x11, 0x12));
   EXPECT_EQ("", Read(0x18, 0x20));
   EXPECT_EQ("", Read(0x10, TOP, 0, 0));
+  EXPECT_EQ("", Read(0x12, 0x11));
   EXPECT_EQ(" 10=abcd", Read(0, TOP, 1));
   EXPECT_EQ(" 10=abcd__ef", Read(0, TOP, 2));
   EXPECT_EQ(" 10=abcd_", Read(0, TOP, 4, 5));
@@ -91,6 +92,7 @@ TEST_F(Image, IsReadInSpansThatAreBridgedAlignedAndLimited) {
   EXPECT_EQ(" 20=_g______", Read(0x21, TOP, 0, 32, 4, 3));
   EXPECT_EQ(" 11=b", Read(0x11, TOP, 0, 2, 0, 1));
   EXPECT_EQ(" 10=abcd", Read(0x10, TOP, 0, 32, 0, 32));
+  EXPECT_EQ(" 10=abcd", Read(0x10, TOP, 4, 5, 0, 2)) << "the end is pulled back";
 }
 
 TEST_F(Image, CommitsPendingBytes) {
@@ -120,7 +122,7 @@ TEST_F(ImageLock, GuardsPendingBytes) {
   std::thread([this] {
     EXPECT_EQ(1, MEMIMG_Unlock(m_pImage));
     FAULT_Arm(FAULT_CLOCK, {});  // without a clock, the wait ends at once instead of after ten seconds
-    EXPECT_EQ(MEMIMG_ERR_TIMEOUT, MEMIMG_Lock(m_pImage));
+    EXPECT_EQ(-1, MEMIMG_Lock(m_pImage));
   }).join();
   EXPECT_EQ(0, MEMIMG_Unlock(m_pImage));
   const auto QueueAndCommit = [this](uint64_t First) {

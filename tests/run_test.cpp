@@ -108,6 +108,7 @@ TEST_F(Run, SaysWhyItFails) {
   Fails("-o fw.hex/x fw.hex", Writing + "x.srec.\n" + Failed);
   Fails("-a", "Failed to open source file -a.\nUnsupported file extension.\n");
   Fails("fw.txt", "Failed to open source file fw.txt.\nUnsupported file extension.\n");
+  Fails("x", "Failed to open source file x.\nUnsupported file extension.\n");
   Fails("''", "Failed to open source file .\n");
   Fails("-lalign 8 -a 0", "Set line alignment to 8.\nFailed to open source file (null).\n");
   Fails("-Out '' fw.hex", "Failed to open destination file .\n");
