@@ -7,6 +7,8 @@
 
 namespace {
 
+constexpr int32_t POINTER_WIDTH = 8;  ///< Whatever width the format gives.
+
 struct PlainConversion {
   int32_t Width;
   int32_t Precision;
@@ -51,12 +53,6 @@ void PutSigned(FormatBuffer* pBuffer, const PlainConversion& Conv, int64_t Value
   PutNumber(pBuffer, Conv, Magnitude, 10, false);
 }
 
-void PutPointer(FormatBuffer* pBuffer, const PlainConversion& Conv, const void* pPointer) {
-  PlainConversion PointerConv = Conv;
-  PointerConv.Width = 8;
-  PutNumber(pBuffer, PointerConv, reinterpret_cast<uintptr_t>(pPointer), 16, false);
-}
-
 void PutString(FormatBuffer* pBuffer, const char* pString) {
   const char* p = pString != nullptr ? pString : "(null)";
   UTIL_PutText(pBuffer, p, UTIL_StrLenMax(p, INT32_MAX));
@@ -79,7 +75,8 @@ void PutConversion(FormatBuffer* pBuffer, const PlainConversion& Conv, FormatArg
       PutNumber(pBuffer, Conv, NextUnsigned(), 16, Conv.Letter == 'X');
       break;
     case 'p':
-      PutPointer(pBuffer, Conv, va_arg(pArgs->Args, const void*));
+      PutNumber(pBuffer, {POINTER_WIDTH, Conv.Precision, false, 'p'},
+                reinterpret_cast<uintptr_t>(va_arg(pArgs->Args, void*)), 16, false);
       break;
     case 'c':
       UTIL_PutChar(pBuffer, static_cast<char>(va_arg(pArgs->Args, int)));
