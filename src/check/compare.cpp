@@ -25,7 +25,7 @@ void ComparePiece(CheckDifference* pDifference, MemImage* pImage, MemImage* pOth
   const uint64_t Last = Piece.Addr + (Piece.NumBytes - 1);
   MEMIMG_ReadData(pImage, Piece.Addr, Last, 0, 0, aMine.data(), nullptr, nullptr, PIECE_SIZE, 0, 0);
   MEMIMG_ReadData(pOther, Piece.Addr, Last, 0, 0, aOther.data(), nullptr, nullptr, PIECE_SIZE, 0, 0);
-  for (uint64_t i = 0; i < Piece.NumBytes; ++i) {
+  for (uint32_t i = 0; i < Piece.NumBytes; ++i) {
     if (aMine[i] != aOther[i]) {
       Add(pDifference, &pDifference->NumDiffering, Piece.Addr + i, 1);
     }

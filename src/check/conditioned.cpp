@@ -34,7 +34,7 @@ struct Check {
 };
 
 /// Reports that a promise is broken at a position in the line, unless it is kept. Returns whether it is.
-bool Expect(const Check& State, bool IsKept, size_t Pos, const char* pText) {
+bool Expect(const Check& State, bool IsKept, uint64_t Pos, const char* pText) {
   if (!IsKept) {
     std::array<char, 160> acText;
     std::snprintf(acText.data(), acText.size(), "offset %" PRIu64 ": %s", State.Offset + Pos, pText);
