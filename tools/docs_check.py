@@ -141,7 +141,9 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("folders", nargs="*", help="folders of the programs that the examples run")
     path = os.pathsep.join([*map(os.path.abspath, parser.parse_args().folders), os.environ["PATH"]])
-    files = [p for p in ROOT.rglob("*.md") if not any(part.startswith(("build", "node_modules")) for part in p.relative_to(ROOT).parts)]
+    others = ("build", "node_modules")  # beginnings of names of folders with the pages of others
+    files = [file for file in ROOT.rglob("*.md")
+             if not any(part.startswith(others) for part in file.relative_to(ROOT).parts)]
     pages = {file: read_page(file) for file in sorted(files)}
     source_files = [*ROOT.glob("src/**/*.[ch]*"), *ROOT.glob("examples/consumer/*.[ch]")]
     sources = "\n".join(file.read_text(encoding="utf-8") for file in source_files)
