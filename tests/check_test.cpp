@@ -51,8 +51,8 @@ TEST(Check, ExplainsWhyAFileIsRefused) {
        "f.hex:1: error: Checksum error ! Expected: 0xA7, found: 0xA8\n  :03003000616263A8\n                 ^\n"},
       {"f.hex", REC + " \n", "f.hex:1: error: Expected CR or LF\n  :03003000616263A7 \n                   ^\n"},
       {"f.hex", REC + "\n\n" + REC, "f.hex:3: error: Areas overlap\n  " + REC + "\n  ^\n"},
-      {"f.hex", Wide, "f.hex:2: " + DIGIT + "  " + std::string(39, '0') + "\n  " + std::string(39, ' ') + "^\n"},
-      {"f.hex", ":0G" + Long, "f.hex:1: " + DIGIT + "  :0G" + std::string(75, '0') + "\n    ^\n"},
+      {"f.hex", Wide, "f.hex:2: " + DIGIT + "  " + std::string(37, '0') + "\n  " + std::string(37, ' ') + "^\n"},
+      {"f.hex", ":0G" + Long, "f.hex:1: " + DIGIT + "  :0G" + std::string(72, '0') + "\n    ^\n"},
       {"f.mot", Mot + "\r\rS106004061X263A3", "f.mot:4: " + DIGIT + "  S106004061X263A3\n            ^\n"},
       {"f.mot", Mot + "S1060040616263A3",
        "f.mot:2: error: Checksum error! Checksum in file: 0xA3, checksum calculated 0x93\n  S1060040616263A3\n"
@@ -62,7 +62,7 @@ TEST(Check, ExplainsWhyAFileIsRefused) {
       // The window moves between the S and the type of a refused record.
       {"f.mot", Mot + "S" + std::string(70000, '\n') + Mot.substr(1), "f.mot:2: error: Areas overlap\n  S\n  ^\n"},
       {"f.mot", Mot + std::string(90000, ' ') + "X",
-       "f.mot:2: error: Unexpected character\n  " + std::string(39, ' ') + "X\n  " + std::string(39, ' ') + "^\n"},
+       "f.mot:2: error: Unexpected character\n  " + std::string(37, ' ') + "X\n  " + std::string(37, ' ') + "^\n"},
   };
   for (const auto& [Name, Text, Expected] : aCase) {
     WriteFile(Name, Text);

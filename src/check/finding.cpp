@@ -8,8 +8,8 @@
 
 namespace {
 
-/// What fits on a screen of 80 characters after an indent.
-constexpr uint32_t MAX_WIDTH = 78;
+/// What fits on a screen of 80 characters after an indent, even if an escape begins with the last character.
+constexpr uint32_t MAX_WIDTH = 75;
 
 /// A line of a file, as far as it is shown.
 struct SourceLine {
@@ -46,7 +46,7 @@ void TakeText(SourceLine* pLine, std::FILE* pFile, uint64_t Offset) {
     pEnd = CHECK_PutVisible(pEnd, static_cast<uint8_t>(std::getc(pFile)));
   }
   pLine->Mark = static_cast<uint32_t>(pEnd - pLine->acText.data());
-  const char* pFull = pLine->acText.data() + MAX_WIDTH;  // an escape that begins before it is shown completely
+  const char* pFull = pLine->acText.data() + MAX_WIDTH;
   for (int Byte = std::getc(pFile); Byte != EOF && !IsLineEnd(Byte) && pEnd < pFull; Byte = std::getc(pFile)) {
     pEnd = CHECK_PutVisible(pEnd, static_cast<uint8_t>(Byte));
   }
