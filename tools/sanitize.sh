@@ -9,7 +9,8 @@ source tools/lib/build.sh
 
 # Which tests: a regular expression for ctest's names, and a GoogleTest filter.
 THREAD_TESTS='MutexTable|ImageLock'
-RUN_TESTS='Run*'
+# valgrind uses descriptor 2 itself, even if it is closed, so the test that closes it is left out.
+RUN_TESTS='Run*-Run.KeepsMessagesOutOfItsOutput'
 
 need g++ g++
 need make make
