@@ -17,29 +17,52 @@ constexpr uint32_t NAME_PART_SIZE = 256;
 constexpr uint32_t DRIVE_SIZE = 3;
 constexpr uint32_t ERROR_TEXT_SIZE = 256;
 
-int DATAFILE_ReadMot(const DataFile* pFile, MemImage* pImage, const ReportSink& Sink, ReadNotes* pNotes) {
+int DATAFILE_ReadMot(const DataFile* pFile, MemImage* pImage, char* pErrText, uint32_t ErrTextSize) {
+  return MOT_Read(pImage, pFile->pPath, pErrText, ErrTextSize);
+}
+
+int DATAFILE_ReadHex(const DataFile* pFile, MemImage* pImage, char* pErrText, uint32_t ErrTextSize) {
+  return HEX_Read(pImage, pFile->pPath, pErrText, ErrTextSize);
+}
+
+int DATAFILE_ReadBin(const DataFile* pFile, MemImage* pImage, char* pErrText, uint32_t ErrTextSize) {
+  return BIN_Read(pImage, pFile->pPath, pErrText, ErrTextSize, pFile->BaseAddr);
+}
+
+int DATAFILE_ReadMotNoted(const DataFile* pFile, MemImage* pImage, const ReportSink& Sink, ReadNotes* pNotes) {
   return MOT_ReadEx(pImage, pFile->pPath, Sink.pfReport, Sink.pContext, pNotes);
 }
 
-int DATAFILE_ReadHex(const DataFile* pFile, MemImage* pImage, const ReportSink& Sink, ReadNotes* pNotes) {
+int DATAFILE_ReadHexNoted(const DataFile* pFile, MemImage* pImage, const ReportSink& Sink, ReadNotes* pNotes) {
   return HEX_ReadEx(pImage, pFile->pPath, Sink.pfReport, Sink.pContext, pNotes);
 }
 
-int DATAFILE_ReadBin(const DataFile* pFile, MemImage* pImage, const ReportSink& Sink, ReadNotes*) {
+int DATAFILE_ReadBinNoted(const DataFile* pFile, MemImage* pImage, const ReportSink& Sink, ReadNotes*) {
   return BIN_ReadEx(pImage, pFile->pPath, pFile->BaseAddr, Sink.pfReport, Sink.pContext);
 }
 
 constexpr const char* S_RECORD = "Motorola S-record";
 
 constexpr std::array<FormatHandler, 7> EXTENSION_TABLE = {{
-    {".mot", DATAFILE_ReadMot, S_RECORD},
-    {".srec", DATAFILE_ReadMot, S_RECORD},
-    {".s19", DATAFILE_ReadMot, S_RECORD},
-    {".s37", DATAFILE_ReadMot, S_RECORD},
-    {".s", DATAFILE_ReadMot, S_RECORD},
-    {".hex", DATAFILE_ReadHex, "Intel HEX"},
-    {".bin", DATAFILE_ReadBin, "raw binary"},
+    {".mot", DATAFILE_ReadMot, DATAFILE_ReadMotNoted, S_RECORD},
+    {".srec", DATAFILE_ReadMot, DATAFILE_ReadMotNoted, S_RECORD},
+    {".s19", DATAFILE_ReadMot, DATAFILE_ReadMotNoted, S_RECORD},
+    {".s37", DATAFILE_ReadMot, DATAFILE_ReadMotNoted, S_RECORD},
+    {".s", DATAFILE_ReadMot, DATAFILE_ReadMotNoted, S_RECORD},
+    {".hex", DATAFILE_ReadHex, DATAFILE_ReadHexNoted, "Intel HEX"},
+    {".bin", DATAFILE_ReadBin, DATAFILE_ReadBinNoted, "raw binary"},
 }};
+
+/// Gives the DataFile an image that its reader has filled, or releases the image if Status is a failure. Returns the
+/// DataFile's image.
+MemImage* KeepIfRead(DataFile* pFile, MemImage* pImage, int Status) {
+  if (Status < 0) {
+    MEMIMG_Free(pImage);
+    return nullptr;
+  }
+  pFile->pImage = pImage;
+  return pImage;
+}
 
 const FormatHandler* FindHandler(const char* pExt) {
   for (const FormatHandler& Row : EXTENSION_TABLE) {
@@ -149,25 +172,28 @@ void DATAFILE_Free(DataFile* pFile) {
   SYS_Free(pFile);
 }
 
+MemImage* DATAFILE_GetImage(DataFile* pFile) {
+  if (pFile == nullptr) {
+    return nullptr;
+  }
+  if (pFile->pImage != nullptr) {
+    return pFile->pImage;
+  }
+  MemImage* pImage = MEMIMG_Create();
+  if (pImage == nullptr) {
+    return nullptr;
+  }
+  std::array<char, ERROR_TEXT_SIZE> acError{};
+  return KeepIfRead(pFile, pImage, pFile->pHandler->pfRead(pFile, pImage, acError.data(), acError.size()));
+}
+
 MemImage* DATAFILE_ReadImage(DataFile* pFile, const ReportSink& Sink, ReadNotes* pNotes) {
   MemImage* pImage = MEMIMG_Create();
   if (pImage == nullptr) {
     UTIL_ReportError(Sink, "Out of memory");
     return nullptr;
   }
-  if (pFile->pHandler->pfRead(pFile, pImage, Sink, pNotes) < 0) {
-    MEMIMG_Free(pImage);
-    return nullptr;
-  }
-  pFile->pImage = pImage;
-  return pImage;
-}
-
-MemImage* DATAFILE_GetImage(DataFile* pFile) {
-  if (pFile == nullptr || pFile->pImage != nullptr) {
-    return pFile != nullptr ? pFile->pImage : nullptr;
-  }
-  return DATAFILE_ReadImage(pFile, {}, nullptr);
+  return KeepIfRead(pFile, pImage, pFile->pHandler->pfReadNoted(pFile, pImage, Sink, pNotes));
 }
 
 const char* DATAFILE_GetBaseName(DataFile* pFile) {

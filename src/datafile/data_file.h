@@ -12,9 +12,10 @@ struct DataFile;
 /// One row of the extension table.
 struct FormatHandler {
   const char* pExt;  ///< With its leading '.', compared without regard to letter case.
-  /// Reads the file into the image, with what there is to note in pNotes (may be null).
-  /// Returns 0; or a READER_ERR_ value with one error reported.
-  int (*pfRead)(const DataFile* pFile, MemImage* pImage, const ReportSink& Sink, ReadNotes* pNotes);
+  /// Reads the file into the image. Returns 0 or above; negative on failure, with a text in pErrText.
+  int (*pfRead)(const DataFile* pFile, MemImage* pImage, char* pErrText, uint32_t ErrTextSize);
+  /// The same for those who explain a file: the error goes to Sink, and what there is to note to pNotes (may be null).
+  int (*pfReadNoted)(const DataFile* pFile, MemImage* pImage, const ReportSink& Sink, ReadNotes* pNotes);
   const char* pFormatName;
 };
 
