@@ -12,19 +12,24 @@ constexpr uint32_t MIN_LIST_CAPACITY = 16;
 
 }  // namespace
 
-/// Entries in ascending order of address. The addresses are together, so that a search reads few cache lines.
+struct IndexEntry {
+  uint64_t Addr;
+  DataArea* pArea;
+};
+
+/// Entries in ascending order of address.
 struct IndexPage {
   uint32_t NumEntries;
-  std::array<uint64_t, PAGE_CAPACITY> aAddr;
-  std::array<DataArea*, PAGE_CAPACITY> apArea;
+  std::array<IndexEntry, PAGE_CAPACITY> aEntry;
 };
 
 namespace {
 
 /// Returns the number of entries of a page at or below Addr.
 uint32_t NumAtOrBelow(const IndexPage& Page, uint64_t Addr) {
-  const uint64_t* pFirst = Page.aAddr.data();
-  return static_cast<uint32_t>(std::upper_bound(pFirst, pFirst + Page.NumEntries, Addr) - pFirst);
+  const auto IsBelow = [](uint64_t A, const IndexEntry& B) { return A < B.Addr; };
+  const IndexEntry* pFirst = Page.aEntry.data();
+  return static_cast<uint32_t>(std::upper_bound(pFirst, pFirst + Page.NumEntries, Addr, IsBelow) - pFirst);
 }
 
 /// Returns the position in the list of the page that Addr belongs to: the last that begins at or below it, or the
@@ -40,16 +45,13 @@ void InsertEntry(IndexPageRef* pRef, DataArea* pArea) {
   IndexPage* pPage = pRef->pPage;
   const uint32_t At = NumAtOrBelow(*pPage, pArea->Addr);
   const uint32_t Num = pPage->NumEntries++;
-  std::copy_backward(pPage->aAddr.begin() + At, pPage->aAddr.begin() + Num, pPage->aAddr.begin() + Num + 1);
-  std::copy_backward(pPage->apArea.begin() + At, pPage->apArea.begin() + Num, pPage->apArea.begin() + Num + 1);
-  pPage->aAddr[At] = pArea->Addr;
-  pPage->apArea[At] = pArea;
-  pRef->FirstAddr = pPage->aAddr[0];
+  std::copy_backward(pPage->aEntry.begin() + At, pPage->aEntry.begin() + Num, pPage->aEntry.begin() + Num + 1);
+  pPage->aEntry[At] = {pArea->Addr, pArea};
+  pRef->FirstAddr = pPage->aEntry[0].Addr;
 }
 
 void RemoveEntry(IndexPage* pPage, uint32_t At) {
-  std::copy(pPage->aAddr.begin() + At + 1, pPage->aAddr.begin() + pPage->NumEntries, pPage->aAddr.begin() + At);
-  std::copy(pPage->apArea.begin() + At + 1, pPage->apArea.begin() + pPage->NumEntries, pPage->apArea.begin() + At);
+  std::copy(pPage->aEntry.begin() + At + 1, pPage->aEntry.begin() + pPage->NumEntries, pPage->aEntry.begin() + At);
   --pPage->NumEntries;
 }
 
@@ -91,13 +93,12 @@ void RemoveEntry(IndexPage* pPage, uint32_t At) {
     return false;
   }
   IndexPage* pFull = pIndex->paPage[At].pPage;
-  const bool IsAtEnd = At + 2 == pIndex->NumPages && pFull->aAddr.back() < Addr;
+  const bool IsAtEnd = At + 2 == pIndex->NumPages && pFull->aEntry.back().Addr < Addr;
   const uint32_t NumKept = IsAtEnd ? PAGE_CAPACITY - 1 : PAGE_CAPACITY / 2;
-  std::copy(pFull->aAddr.begin() + NumKept, pFull->aAddr.end(), pNew->aAddr.begin());
-  std::copy(pFull->apArea.begin() + NumKept, pFull->apArea.end(), pNew->apArea.begin());
+  std::copy(pFull->aEntry.begin() + NumKept, pFull->aEntry.end(), pNew->aEntry.begin());
   pNew->NumEntries = PAGE_CAPACITY - NumKept;
   pFull->NumEntries = NumKept;
-  pIndex->paPage[At + 1].FirstAddr = pNew->aAddr[0];
+  pIndex->paPage[At + 1].FirstAddr = pNew->aEntry[0].Addr;
   return true;
 }
 
@@ -113,12 +114,12 @@ AreaNeighbours INDEX_Find(const AreaIndex& Index, uint64_t Addr) {
   const uint32_t At = PageFor(Index, Addr);
   const IndexPage& Page = *Index.paPage[At].pPage;
   const uint32_t Num = NumAtOrBelow(Page, Addr);
-  AreaNeighbours Found{Num != 0 ? Page.apArea[Num - 1] : nullptr, nullptr};
+  AreaNeighbours Found{Num != 0 ? Page.aEntry[Num - 1].pArea : nullptr, nullptr};
   // Taken from the index, the area above need not be waited for until the one below has been read.
   if (Num < Page.NumEntries) {
-    Found.pAbove = Page.apArea[Num];
+    Found.pAbove = Page.aEntry[Num].pArea;
   } else if (At + 1 < Index.NumPages) {
-    Found.pAbove = Index.paPage[At + 1].pPage->apArea[0];
+    Found.pAbove = Index.paPage[At + 1].pPage->aEntry[0].pArea;
   }
   return Found;
 }
@@ -148,7 +149,7 @@ void INDEX_Remove(AreaIndex* pIndex, uint64_t Addr) {
   if (pRef->pPage->NumEntries == 0) {
     RemovePage(pIndex, At);
   } else {
-    pRef->FirstAddr = pRef->pPage->aAddr[0];
+    pRef->FirstAddr = pRef->pPage->aEntry[0].Addr;
   }
 }
 
@@ -157,8 +158,8 @@ void INDEX_Lower(AreaIndex* pIndex, uint64_t OldAddr, uint64_t NewAddr) {
     return;
   }
   IndexPageRef* pRef = &pIndex->paPage[PageFor(*pIndex, OldAddr)];
-  pRef->pPage->aAddr[NumAtOrBelow(*pRef->pPage, OldAddr) - 1] = NewAddr;
-  pRef->FirstAddr = pRef->pPage->aAddr[0];
+  pRef->pPage->aEntry[NumAtOrBelow(*pRef->pPage, OldAddr) - 1].Addr = NewAddr;
+  pRef->FirstAddr = pRef->pPage->aEntry[0].Addr;
 }
 
 void INDEX_Clear(AreaIndex* pIndex) {

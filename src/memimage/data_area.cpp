@@ -11,8 +11,13 @@ uint8_t* BufferOf(const DataArea& Area) {
   return Area.pData - Area.NumBytesFront;
 }
 
+/// Whether the contents have outgrown the first buffer, which is released with the record.
+bool HasOwnBuffer(const DataArea& Area) {
+  return AREA_HasStorage(Area) && BufferOf(Area) != Area.aFirstBuffer.data();
+}
+
 void FreeBuffer(DataArea* pArea) {
-  if (AREA_HasStorage(*pArea)) {
+  if (HasOwnBuffer(*pArea)) {
     SYS_Free(BufferOf(*pArea));
   }
 }
@@ -41,18 +46,32 @@ void PutBytes(uint8_t* pDest, const WriteRange& Range) {
   const uint64_t Wanted = pArea->NumBytesAlloc + NumBytes + pArea->NumBytesAlloc / 8 + 128;
   const uint64_t NewAlloc = std::min(Wanted, UINT32_MAX - pArea->NumBytesFront);
   const uint32_t Size = static_cast<uint32_t>(pArea->NumBytesFront + NewAlloc);
-  void* pBlock = NewAlloc >= NumNeeded ? SYS_Realloc(BufferOf(*pArea), Size) : nullptr;
+  const bool IsOwn = HasOwnBuffer(*pArea);
+  void* pBlock = NewAlloc >= NumNeeded ? SYS_Realloc(IsOwn ? BufferOf(*pArea) : nullptr, Size) : nullptr;
   if (pBlock == nullptr) {
     return false;
+  }
+  if (!IsOwn) {
+    std::memcpy(pBlock, pArea->pData, static_cast<size_t>(pArea->NumBytes));
   }
   pArea->pData = static_cast<uint8_t*>(pBlock) + pArea->NumBytesFront;
   pArea->NumBytesAlloc = NewAlloc;
   return true;
 }
 
-/// Makes room for NumBytes more bytes before the contents, and as much again as there are contents: an area that grows
-/// downwards is then moved as rarely as its length doubles. The sum with the new bytes is a legal length, so the size
-/// of the buffer fits.
+/// Puts the range before the contents if the first buffer has room for both, by moving the contents up.
+[[nodiscard]] bool AddInFirstBuffer(DataArea* pArea, const WriteRange& Range) {
+  if (HasOwnBuffer(*pArea) || pArea->NumBytesAlloc - pArea->NumBytes < Range.NumBytes) {
+    return false;
+  }
+  std::memmove(pArea->pData + Range.NumBytes, pArea->pData, static_cast<size_t>(pArea->NumBytes));
+  PutBytes(pArea->pData, Range);
+  return true;
+}
+
+/// Makes room for NumBytes more bytes before the contents, in a buffer of their own, and as much again as there are
+/// contents: an area that grows downwards is then moved as rarely as its length doubles. The sum with the new bytes is
+/// a legal length, so the size of the buffer fits.
 [[nodiscard]] bool ReserveInFront(DataArea* pArea, uint64_t NumBytes) {
   if (pArea->NumBytesFront >= NumBytes) {
     return true;
@@ -105,14 +124,20 @@ DataArea* AREA_New(const WriteRange& Range) {
   if (pArea == nullptr) {
     return nullptr;
   }
-  *pArea = {nullptr, nullptr, Range.Addr, Range.NumBytes, 0, 0};
-  const uint64_t Size = std::max(Range.NumBytes, MEMIMG_MIN_BUFFER_BYTES);
+  pArea->pNext = nullptr;
+  pArea->pData = nullptr;
+  pArea->Addr = Range.Addr;
+  pArea->NumBytes = Range.NumBytes;
+  pArea->NumBytesAlloc = 0;
+  pArea->NumBytesFront = 0;
   if (AREA_HasContents(Range)) {
-    pArea->pData = static_cast<uint8_t*>(SYS_Alloc(static_cast<uint32_t>(Size)));
-  }
-  if (AREA_HasStorage(*pArea)) {
-    pArea->NumBytesAlloc = Size;
-    PutBytes(pArea->pData, Range);
+    const bool IsShort = Range.NumBytes <= MEMIMG_MIN_BUFFER_BYTES;
+    const uint32_t Size = static_cast<uint32_t>(IsShort ? MEMIMG_MIN_BUFFER_BYTES : Range.NumBytes);
+    pArea->pData = IsShort ? pArea->aFirstBuffer.data() : static_cast<uint8_t*>(SYS_Alloc(Size));
+    if (AREA_HasStorage(*pArea)) {
+      pArea->NumBytesAlloc = Size;
+      PutBytes(pArea->pData, Range);
+    }
   }
   return pArea;
 }
@@ -134,7 +159,7 @@ bool AREA_AddAtEnd(DataArea* pArea, const WriteRange& Range) {
 }
 
 bool AREA_AddInFront(DataArea* pArea, const WriteRange& Range) {
-  if (AREA_HasStorage(*pArea)) {
+  if (AREA_HasStorage(*pArea) && !AddInFirstBuffer(pArea, Range)) {
     if (!ReserveInFront(pArea, Range.NumBytes)) {
       return false;
     }
@@ -151,8 +176,9 @@ bool AREA_AddInFront(DataArea* pArea, const WriteRange& Range) {
 bool AREA_Join(DataArea* pArea, const WriteRange& Gap, DataArea* pNext) {
   const uint64_t Sum = pArea->NumBytes + Gap.NumBytes + pNext->NumBytes;
   if (AREA_HasStorage(*pArea) || AREA_HasStorage(*pNext)) {
-    const bool IsNextLonger = pNext->NumBytes > pArea->NumBytes;
-    const bool IsNextKept = AREA_HasStorage(*pNext) && (IsNextLonger || !AREA_HasStorage(*pArea));
+    // A first buffer cannot be handed over, and is short.
+    const bool IsNextLonger = HasOwnBuffer(*pNext) && pNext->NumBytes > pArea->NumBytes;
+    const bool IsNextKept = IsNextLonger || !AREA_HasStorage(*pArea);
     if (!(IsNextKept ? JoinInFront(pArea, Gap, pNext) : JoinAtEnd(pArea, Gap, *pNext))) {
       return false;
     }

@@ -1,11 +1,16 @@
 /// One run of the memory image: its record and its bytes. Nothing here knows the chain that the run belongs to.
 #pragma once
 
+#include <array>
 #include <cstdint>
 
-/// A contiguous run of bytes, owned by its image.
+/// The smallest buffer of an area.
+constexpr uint64_t MEMIMG_MIN_BUFFER_BYTES = 128;
+
+/// A contiguous run of bytes, owned by its image: one heap record with its first buffer.
 ///
-/// The buffer has room on both sides of the contents, so that a run grows upwards and downwards at the same small cost:
+/// Contents that outgrow the first buffer move to one of their own. That has room on both sides of the contents, so
+/// that a run grows upwards and downwards at the same small cost:
 ///
 ///     [ NumBytesFront | NumBytes | room at the end ]
 ///                     ^ pData
@@ -16,11 +21,9 @@ struct DataArea {
   uint64_t Addr;           ///< Address of the first byte.
   uint64_t NumBytes;       ///< Length, 1 to MEMIMG_MAX_AREA_BYTES.
   uint64_t NumBytesAlloc;  ///< Bytes allocated from pData on, at least NumBytes; 0 without storage.
-  uint64_t NumBytesFront;  ///< Bytes allocated before pData.
+  uint64_t NumBytesFront;  ///< Bytes allocated before pData; 0 in the first buffer.
+  std::array<uint8_t, MEMIMG_MIN_BUFFER_BYTES> aFirstBuffer;
 };
-
-/// The smallest buffer of an area.
-constexpr uint64_t MEMIMG_MIN_BUFFER_BYTES = 128;
 
 /// The longest area.
 constexpr uint64_t MEMIMG_MAX_AREA_BYTES = 0x7FFFFFFF;
