@@ -45,7 +45,9 @@ TEST_F(Image, TracksAreasWithoutStorage) {
   EXPECT_EQ(0, Write(0x14, 12, "abcdefghijkl"));
   EXPECT_EQ(0, Write(0x40, 3));
   EXPECT_EQ(0, Write(0x44, 1));
-  EXPECT_EQ(0, Write(0x43, 1));
+  m_pImage->HasLostBytes = 0;
+  EXPECT_EQ(0, Write(0x43, 1, "x"));
+  EXPECT_EQ(1U, m_pImage->HasLostBytes) << "joined to areas that cannot keep it";
   EXPECT_EQ(" f=\xFF\xFF\xFF\xFF\xFF" + std::string("abcdefghijklff\xFF 40=?????"), RunsOf(BytesOf(m_pImage)));
   EXPECT_EQ(" 40=.....", Read(0x40));
   MEMIMG_QueueByte(m_pImage, 0x41, 'x');

@@ -22,7 +22,7 @@ struct DataArea {
   uint64_t NumBytes;       ///< Length, 1 to MEMIMG_MAX_AREA_BYTES.
   uint64_t NumBytesAlloc;  ///< Bytes allocated from pData on, at least NumBytes; 0 without storage.
   uint64_t NumBytesFront;  ///< Bytes allocated before pData; 0 in the first buffer.
-  std::array<uint8_t, MEMIMG_MIN_BUFFER_BYTES> aFirstBuffer;
+  std::array<uint8_t, MEMIMG_MIN_BUFFER_BYTES> aFirstBuffer;  ///< The buffer until the contents outgrow it.
 };
 
 /// The longest area.
@@ -71,8 +71,8 @@ void AREA_Free(DataArea* pArea);
 [[nodiscard]] bool AREA_AddInFront(DataArea* pArea, const WriteRange& Range);
 
 /// Joins an area, the range that fills the gap after it (0 bytes: they touch) and the next area into *pArea; *pNext is
-/// only good for AREA_Free afterwards. The shorter of two buffers is copied into the longer one, so that joining costs
-/// O(log areas) a byte in all, whatever the order of writes. The joined area has storage if one of the two has.
-/// Returns false, with the bytes of both as before, when memory is exhausted. The caller has checked that the sum is a
-/// legal length.
+/// only good for AREA_Free afterwards. The shorter of two contents is copied, or what is in a first buffer, so that
+/// joining costs O(log areas) a byte in all, whatever the order of writes. The joined area has storage if one of the
+/// two has. Returns false, with the bytes of both as before, when memory is exhausted. The caller has checked that the
+/// sum is a legal length.
 [[nodiscard]] bool AREA_Join(DataArea* pArea, const WriteRange& Gap, DataArea* pNext);
