@@ -67,7 +67,7 @@ TEST(Readers, ReadIntelHexToTheLetter) {
       {MakeRecord(true, 0, std::string(30, 'a')).replace(12, 1, "g"), DIGIT},
       {":0100000408F3", AT1 + "Record too short"}};
   for (const auto& [Text, Result] : aCase) {
-    EXPECT_EQ(Result, ReadText(HEX_Read, Text));
+    EXPECT_EQ(Result, ReadText(HEX_Read, Text)) << Text.substr(0, 99);
   }
 }
 
@@ -93,7 +93,7 @@ TEST(Readers, ReadSRecordsToTheLetter) {
       {"S10200FD", AT1 + "Record too short"},
       {"S304000000FB", AT1 + "Record too short"}};
   for (const auto& [Text, Result] : aCase) {
-    EXPECT_EQ(Result, ReadText(MOT_Read, Text));
+    EXPECT_EQ(Result, ReadText(MOT_Read, Text)) << Text.substr(0, 99);
   }
 }
 

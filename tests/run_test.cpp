@@ -64,14 +64,14 @@ class Run : public testing::Test {
     const std::string End = Bytes.empty() ? "Failed with error code -1\n" : "Conditioning done.\n";
     const std::string Text = Confirmed + Reading.substr(0, 2047) + Writing + End;
     EXPECT_EQ((Bytes.empty() ? "1 " : "0 ") + Text, Finish(Start(Args)));
-    EXPECT_EQ(Bytes, ReadFile(Output));
+    EXPECT_EQ(Bytes, ReadFile(Output)) << Args;
     std::filesystem::remove(Output);
   }
 
   /// Expects a run that fails before it creates the output file.
   static void Fails(const std::string& Args, const std::string& Messages) {
-    EXPECT_EQ("1 " + Messages, Finish(Start(Args)));
-    EXPECT_FALSE(std::filesystem::exists("fw.srec"));
+    EXPECT_EQ("1 " + Messages, Finish(Start(Args))) << Args;
+    EXPECT_FALSE(std::filesystem::exists("fw.srec")) << Args;
   }
 };
 

@@ -35,7 +35,7 @@ def pieces():
     elif order == "interleaved":
         made = made[::2] + made[1::2]
     elif order == "overlap" and made:
-        made.insert(random.randrange(len(made)), (made[-1][0] + random.choice([0, size - 1]), b"\x5A"))
+        made.insert(random.randrange(len(made)), (made[-1][0] + random.choice([0, size - 1]) & 0xFFFFFFFF, b"\x5A"))
     return made
 
 

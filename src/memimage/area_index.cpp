@@ -115,7 +115,7 @@ AreaNeighbours INDEX_Find(const AreaIndex& Index, uint64_t Addr) {
   const IndexPage& Page = *Index.paPage[At].pPage;
   const uint32_t Num = NumAtOrBelow(Page, Addr);
   AreaNeighbours Found{Num != 0 ? Page.aEntry[Num - 1].pArea : nullptr, nullptr};
-  // Taken from the index, the area above need not be waited for until the one below has been read.
+  // The processor can fetch both areas at once. pBelow->pNext would make it wait for the first.
   if (Num < Page.NumEntries) {
     Found.pAbove = Page.aEntry[Num].pArea;
   } else if (At + 1 < Index.NumPages) {

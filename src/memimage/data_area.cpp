@@ -11,7 +11,7 @@ uint8_t* BufferOf(const DataArea& Area) {
   return Area.pData - Area.NumBytesFront;
 }
 
-/// Whether the contents have outgrown the first buffer, which is released with the record.
+/// Whether the contents have outgrown the first buffer. Theirs must then be released by itself.
 bool HasOwnBuffer(const DataArea& Area) {
   return AREA_HasStorage(Area) && BufferOf(Area) != Area.aFirstBuffer.data();
 }
@@ -37,17 +37,16 @@ void PutBytes(uint8_t* pDest, const WriteRange& Range) {
 }
 
 /// Makes room for NumBytes more bytes after the contents. What is allocated beyond them grows with the buffer, so that
-/// reallocations become rarer as an area grows.
+/// reallocations become rarer as an area grows. The sum is a legal length, so there is always room for it in a block.
 [[nodiscard]] bool ReserveAtEnd(DataArea* pArea, uint64_t NumBytes) {
-  const uint64_t NumNeeded = pArea->NumBytes + NumBytes;
-  if (pArea->NumBytesAlloc >= NumNeeded) {
+  if (pArea->NumBytesAlloc - pArea->NumBytes >= NumBytes) {
     return true;
   }
   const uint64_t Wanted = pArea->NumBytesAlloc + NumBytes + pArea->NumBytesAlloc / 8 + 128;
   const uint64_t NewAlloc = std::min(Wanted, UINT32_MAX - pArea->NumBytesFront);
   const uint32_t Size = static_cast<uint32_t>(pArea->NumBytesFront + NewAlloc);
   const bool IsOwn = HasOwnBuffer(*pArea);
-  void* pBlock = NewAlloc >= NumNeeded ? SYS_Realloc(IsOwn ? BufferOf(*pArea) : nullptr, Size) : nullptr;
+  void* pBlock = SYS_Realloc(IsOwn ? BufferOf(*pArea) : nullptr, Size);
   if (pBlock == nullptr) {
     return false;
   }
@@ -60,7 +59,7 @@ void PutBytes(uint8_t* pDest, const WriteRange& Range) {
 }
 
 /// Puts the range before the contents if the first buffer has room for both, by moving the contents up.
-[[nodiscard]] bool AddInFirstBuffer(DataArea* pArea, const WriteRange& Range) {
+[[nodiscard]] bool PrependInFirstBuffer(DataArea* pArea, const WriteRange& Range) {
   if (HasOwnBuffer(*pArea) || pArea->NumBytesAlloc - pArea->NumBytes < Range.NumBytes) {
     return false;
   }
@@ -70,7 +69,7 @@ void PutBytes(uint8_t* pDest, const WriteRange& Range) {
 }
 
 /// Makes room for NumBytes more bytes before the contents, in a buffer of their own, and as much again as there are
-/// contents: an area that grows downwards is then moved as rarely as its length doubles. The sum with the new bytes is
+/// contents: an area that grows downwards is then moved only when its length has doubled. The sum with the new bytes is
 /// a legal length, so the size of the buffer fits.
 [[nodiscard]] bool ReserveInFront(DataArea* pArea, uint64_t NumBytes) {
   if (pArea->NumBytesFront >= NumBytes) {
@@ -159,7 +158,7 @@ bool AREA_AddAtEnd(DataArea* pArea, const WriteRange& Range) {
 }
 
 bool AREA_AddInFront(DataArea* pArea, const WriteRange& Range) {
-  if (AREA_HasStorage(*pArea) && !AddInFirstBuffer(pArea, Range)) {
+  if (AREA_HasStorage(*pArea) && !PrependInFirstBuffer(pArea, Range)) {
     if (!ReserveInFront(pArea, Range.NumBytes)) {
       return false;
     }

@@ -1,4 +1,4 @@
-/// One run of the memory image: its record and its bytes. Nothing here knows the chain that the run belongs to.
+/// One run of the memory image: its record and its bytes. How runs are chained is the image's business.
 #pragma once
 
 #include <array>
@@ -70,9 +70,9 @@ void AREA_Free(DataArea* pArea);
 /// The same before the contents: the area begins at the range's address afterwards.
 [[nodiscard]] bool AREA_AddInFront(DataArea* pArea, const WriteRange& Range);
 
-/// Joins an area, the range that fills the gap after it (0 bytes: they touch) and the next area into *pArea; *pNext is
-/// only good for AREA_Free afterwards. The shorter of two contents is copied, or what is in a first buffer, so that
-/// joining costs O(log areas) a byte in all, whatever the order of writes. The joined area has storage if one of the
-/// two has. Returns false, with the bytes of both as before, when memory is exhausted. The caller has checked that the
-/// sum is a legal length.
+/// Joins an area, the range that fills the gap after it and the next area into *pArea. *pNext loses its contents, and
+/// the caller takes it out of the chain and frees it. The shorter of two contents is copied, or what is in a first
+/// buffer, so that joining costs O(log areas) a byte in all, whatever the order of writes. The joined area has storage
+/// if one of the two has. Returns false, with the bytes of both as before, when memory is exhausted. The caller has
+/// checked that the sum is a legal length.
 [[nodiscard]] bool AREA_Join(DataArea* pArea, const WriteRange& Gap, DataArea* pNext);

@@ -62,10 +62,10 @@ int MEMIMG_Unlock(MemImage* pImage);
 /// Returns 0; MEMIMG_ERR_OVERLAP when the range meets stored bytes or runs past the top of the address space;
 /// MEMIMG_ERR_NO_MEMORY when memory gives out or an area would exceed MEMIMG_MAX_AREA_BYTES. After a failure areas
 /// and bytes are as before.
-/// A new area whose buffer cannot be had is kept without storage: it reads as the fill value, as does what is later
-/// added to it, the write succeeds, and HasLostBytes is set. Where a range without contents or an area without storage
-/// is joined to an area with storage, its bytes are MEMIMG_ERASED_BYTE from then on.
-/// Appending after the last area is O(1) amortised; any other write is O(log areas).
+/// If there is no memory for the buffer of a new area of more than MEMIMG_MIN_BUFFER_BYTES bytes, the write succeeds,
+/// but the area has no storage and HasLostBytes is set. The area and what is later added to it read as the fill value.
+/// Where a range without contents or an area without storage is joined to an area with storage, its bytes are
+/// MEMIMG_ERASED_BYTE from then on. Appending after the last area is O(1) amortised; any other write is O(log areas).
 [[nodiscard]] int MEMIMG_WriteData(MemImage* pImage, uint64_t Addr, uint64_t NumBytes, const uint8_t* pData,
                                    int32_t FillByte);
 

@@ -8,7 +8,7 @@ namespace {
 /// A span of addresses that is read out.
 struct Span {
   uint64_t Addr;
-  uint64_t NumBytes;  ///< Far from 2 to the power 64 in all steps, so that no sum wraps.
+  uint64_t NumBytes;  ///< Stays far below 2 to the power 64, so no sum wraps.
 };
 
 /// Where the bytes of a span go, and what takes the place of those that hold no data.

@@ -2,7 +2,7 @@
 
 namespace {
 
-/// Up to here a walk is as fast as a search, and most files need no index at all.
+/// Up to this many areas a walk is as fast as a search. Most files have no more and need no index.
 constexpr uint32_t LONGEST_WALK = 8;
 
 /// Returns whether areas and ranges of these lengths make an area of a legal length together.
