@@ -5,24 +5,6 @@
 
 #include "util/hex_digits.h"
 
-namespace {
-
-/// The part of a buffer that characters go to.
-struct Slot {
-  char* pText;
-  size_t NumChars;
-};
-
-/// Counts Num more characters. Returns where those of them go that fit before the place of the terminator.
-Slot Take(FormatBuffer* pBuffer, int64_t Num) {
-  const int64_t Room = std::max<int64_t>(int64_t{pBuffer->BufSize} - 1 - pBuffer->NumChars, 0);
-  char* pText = Room != 0 ? pBuffer->pBuf + pBuffer->NumChars : pBuffer->pBuf;
-  pBuffer->NumChars = static_cast<int32_t>(std::min<int64_t>(pBuffer->NumChars + Num, INT32_MAX));
-  return {pText, static_cast<size_t>(std::min(Num, Room))};
-}
-
-}  // namespace
-
 DigitRun UTIL_StartDigits(uint64_t Value, uint32_t Base) {
   DigitRun Run{Value, 1, Base, 1};
   while (Value / Run.Power >= Base) {
@@ -46,13 +28,18 @@ void UTIL_PutChar(FormatBuffer* pBuffer, char c) {
 }
 
 void UTIL_PutRepeated(FormatBuffer* pBuffer, char c, int64_t Num) {
-  const Slot Target = Take(pBuffer, std::max<int64_t>(Num, 0));
-  std::memset(Target.pText, c, Target.NumChars);
+  const int64_t NumPut = std::max<int64_t>(Num, 0);
+  const int64_t Room = int64_t{pBuffer->BufSize} - 1 - pBuffer->NumChars;
+  if (Room > 0) {
+    std::memset(pBuffer->pBuf + pBuffer->NumChars, c, static_cast<size_t>(std::min(NumPut, Room)));
+  }
+  pBuffer->NumChars = static_cast<int32_t>(std::min<int64_t>(pBuffer->NumChars + NumPut, INT32_MAX));
 }
 
 void UTIL_PutText(FormatBuffer* pBuffer, const char* pText, uint32_t Num) {
-  const Slot Target = Take(pBuffer, Num);
-  std::memcpy(Target.pText, pText, Target.NumChars);
+  for (uint32_t i = 0; i < Num; ++i) {
+    UTIL_PutChar(pBuffer, pText[i]);
+  }
 }
 
 char* UTIL_Terminate(FormatBuffer* pBuffer) {
