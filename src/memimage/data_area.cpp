@@ -11,7 +11,7 @@ uint8_t* BufferOf(const DataArea& Area) {
   return Area.pData - Area.NumBytesFront;
 }
 
-/// Whether the contents have outgrown the first buffer. Theirs must then be released by itself.
+/// Whether the contents have outgrown the first buffer and are in a heap block of their own.
 bool HasOwnBuffer(const DataArea& Area) {
   return AREA_HasStorage(Area) && BufferOf(Area) != Area.aFirstBuffer.data();
 }
@@ -37,7 +37,7 @@ void PutBytes(uint8_t* pDest, const WriteRange& Range) {
 }
 
 /// Makes room for NumBytes more bytes after the contents. What is allocated beyond them grows with the buffer, so that
-/// reallocations become rarer as an area grows. The sum is a legal length, so there is always room for it in a block.
+/// reallocations become rarer as an area grows. The sum is a legal length, so it fits into the largest block.
 [[nodiscard]] bool ReserveAtEnd(DataArea* pArea, uint64_t NumBytes) {
   if (pArea->NumBytesAlloc - pArea->NumBytes >= NumBytes) {
     return true;
