@@ -7,6 +7,9 @@
 
 namespace {
 
+/// Takes the place of bytes that have an address but no contents, where they need storage: erased flash.
+constexpr uint8_t ERASED_BYTE = 0xFF;
+
 uint8_t* BufferOf(const DataArea& Area) {
   return Area.pData - Area.NumBytesFront;
 }
@@ -32,12 +35,13 @@ void PutBytes(uint8_t* pDest, const WriteRange& Range) {
   if (Range.pData != nullptr) {
     std::memcpy(pDest, Range.pData, NumBytes);
   } else {
-    std::memset(pDest, Range.FillByte >= 0 ? Range.FillByte : MEMIMG_ERASED_BYTE, NumBytes);
+    std::memset(pDest, Range.FillByte >= 0 ? Range.FillByte : ERASED_BYTE, NumBytes);
   }
 }
 
-/// Makes room for NumBytes more bytes after the contents. What is allocated beyond them grows with the buffer, so that
-/// reallocations become rarer as an area grows. The sum is a legal length, so it fits into the largest block.
+/// Makes room for NumBytes more bytes after the contents. The room that is left over grows with the buffer, so that
+/// reallocations become rarer as an area grows. On each side of long contents it stays below half of them, and contents
+/// and new bytes are a legal length together, so they fit into the largest block with the room in front.
 [[nodiscard]] bool ReserveAtEnd(DataArea* pArea, uint64_t NumBytes) {
   if (pArea->NumBytesAlloc - pArea->NumBytes >= NumBytes) {
     return true;
@@ -50,42 +54,53 @@ void PutBytes(uint8_t* pDest, const WriteRange& Range) {
   if (pBlock == nullptr) {
     return false;
   }
+  uint8_t* pContents = static_cast<uint8_t*>(pBlock) + pArea->NumBytesFront;
   if (!IsOwn) {
-    std::memcpy(pBlock, pArea->pData, static_cast<size_t>(pArea->NumBytes));
+    std::memcpy(pContents, pArea->pData, static_cast<size_t>(pArea->NumBytes));
   }
-  pArea->pData = static_cast<uint8_t*>(pBlock) + pArea->NumBytesFront;
+  pArea->pData = pContents;
   pArea->NumBytesAlloc = NewAlloc;
   return true;
 }
 
-/// Puts the range before the contents if the first buffer has room for both, by moving the contents up.
-[[nodiscard]] bool PrependInFirstBuffer(DataArea* pArea, const WriteRange& Range) {
-  if (HasOwnBuffer(*pArea) || pArea->NumBytesAlloc - pArea->NumBytes < Range.NumBytes) {
-    return false;
-  }
-  std::memmove(pArea->pData + Range.NumBytes, pArea->pData, static_cast<size_t>(pArea->NumBytes));
-  PutBytes(pArea->pData, Range);
-  return true;
-}
-
-/// Makes room for NumBytes more bytes before the contents, in a buffer of their own, and as much again as there are
-/// contents: an area that grows downwards is then moved only when its length has doubled. The sum with the new bytes is
-/// a legal length, so the size of the buffer fits.
+/// Makes room for NumBytes more bytes before the contents: makes it after them and moves them up, to the end of a
+/// buffer of their own, so that they rarely move. In a first buffer they move as little as they must: what is left of
+/// the room may be needed after them.
 [[nodiscard]] bool ReserveInFront(DataArea* pArea, uint64_t NumBytes) {
   if (pArea->NumBytesFront >= NumBytes) {
     return true;
   }
-  const uint64_t NewFront = NumBytes + pArea->NumBytes;
-  uint8_t* pBlock = static_cast<uint8_t*>(SYS_Alloc(static_cast<uint32_t>(NewFront + pArea->NumBytes)));
-  if (pBlock == nullptr) {
+  if (!ReserveAtEnd(pArea, NumBytes)) {
     return false;
   }
-  PutBytes(pBlock + NewFront, RangeOf(*pArea));
-  FreeBuffer(pArea);
-  pArea->pData = pBlock + NewFront;
-  pArea->NumBytesAlloc = pArea->NumBytes;
-  pArea->NumBytesFront = NewFront;
+  const uint64_t Shift = HasOwnBuffer(*pArea) ? pArea->NumBytesAlloc - pArea->NumBytes : NumBytes;
+  std::memmove(pArea->pData + Shift, pArea->pData, static_cast<size_t>(pArea->NumBytes));
+  pArea->pData += Shift;
+  pArea->NumBytesAlloc -= Shift;
+  pArea->NumBytesFront += Shift;
   return true;
+}
+
+/// Takes NumBytes bytes of the room before the contents into the buffer's part for contents. Returns the first of them.
+uint8_t* TakeFront(DataArea* pArea, uint64_t NumBytes) {
+  pArea->pData -= NumBytes;
+  pArea->NumBytesAlloc += NumBytes;
+  pArea->NumBytesFront -= NumBytes;
+  return pArea->pData;
+}
+
+/// Releases the buffer of *pArea and gives it that of *pFrom, which is left without. A first buffer is part of its
+/// record, so it is copied; it is short.
+void TakeBuffer(DataArea* pArea, DataArea* pFrom) {
+  const bool IsOwn = HasOwnBuffer(*pFrom);
+  FreeBuffer(pArea);
+  if (!IsOwn) {
+    pArea->aFirstBuffer = pFrom->aFirstBuffer;
+  }
+  pArea->pData = IsOwn ? pFrom->pData : pArea->aFirstBuffer.data();
+  pArea->NumBytesAlloc = pFrom->NumBytesAlloc;
+  pArea->NumBytesFront = pFrom->NumBytesFront;
+  pFrom->pData = nullptr;
 }
 
 /// Copies the gap and the next area to the end of an area.
@@ -99,20 +114,16 @@ void PutBytes(uint8_t* pDest, const WriteRange& Range) {
   return true;
 }
 
-/// Copies an area and the gap to the front of the next area, whose buffer then is the first area's.
+/// Copies an area and the gap to the front of the next area, and gives that buffer to *pArea.
 [[nodiscard]] bool JoinInFront(DataArea* pArea, const WriteRange& Gap, DataArea* pNext) {
   const uint64_t NumAdded = pArea->NumBytes + Gap.NumBytes;
   if (!ReserveInFront(pNext, NumAdded)) {
     return false;
   }
-  uint8_t* pStart = pNext->pData - NumAdded;
+  uint8_t* pStart = TakeFront(pNext, NumAdded);
   PutBytes(pStart, RangeOf(*pArea));
   PutBytes(pStart + pArea->NumBytes, Gap);
-  FreeBuffer(pArea);
-  pArea->pData = pStart;
-  pArea->NumBytesAlloc = pNext->NumBytesAlloc + NumAdded;
-  pArea->NumBytesFront = pNext->NumBytesFront - NumAdded;
-  pNext->pData = nullptr;
+  TakeBuffer(pArea, pNext);
   return true;
 }
 
@@ -129,10 +140,10 @@ DataArea* AREA_New(const WriteRange& Range) {
   pArea->NumBytes = Range.NumBytes;
   pArea->NumBytesAlloc = 0;
   pArea->NumBytesFront = 0;
-  if (AREA_HasContents(Range)) {
-    const bool IsShort = Range.NumBytes <= MEMIMG_MIN_BUFFER_BYTES;
-    const uint32_t Size = static_cast<uint32_t>(IsShort ? MEMIMG_MIN_BUFFER_BYTES : Range.NumBytes);
-    pArea->pData = IsShort ? pArea->aFirstBuffer.data() : static_cast<uint8_t*>(SYS_Alloc(Size));
+  if (RANGE_HasContents(Range)) {
+    const uint64_t Size = std::max(Range.NumBytes, MEMIMG_MIN_BUFFER_BYTES);
+    const bool IsShort = Size == MEMIMG_MIN_BUFFER_BYTES;
+    pArea->pData = IsShort ? pArea->aFirstBuffer.data() : static_cast<uint8_t*>(SYS_Alloc(static_cast<uint32_t>(Size)));
     if (AREA_HasStorage(*pArea)) {
       pArea->NumBytesAlloc = Size;
       PutBytes(pArea->pData, Range);
@@ -158,14 +169,11 @@ bool AREA_AddAtEnd(DataArea* pArea, const WriteRange& Range) {
 }
 
 bool AREA_AddInFront(DataArea* pArea, const WriteRange& Range) {
-  if (AREA_HasStorage(*pArea) && !PrependInFirstBuffer(pArea, Range)) {
+  if (AREA_HasStorage(*pArea)) {
     if (!ReserveInFront(pArea, Range.NumBytes)) {
       return false;
     }
-    pArea->pData -= Range.NumBytes;
-    pArea->NumBytesFront -= Range.NumBytes;
-    pArea->NumBytesAlloc += Range.NumBytes;
-    PutBytes(pArea->pData, Range);
+    PutBytes(TakeFront(pArea, Range.NumBytes), Range);
   }
   pArea->Addr = Range.Addr;
   pArea->NumBytes += Range.NumBytes;
@@ -173,15 +181,13 @@ bool AREA_AddInFront(DataArea* pArea, const WriteRange& Range) {
 }
 
 bool AREA_Join(DataArea* pArea, const WriteRange& Gap, DataArea* pNext) {
-  const uint64_t Sum = pArea->NumBytes + Gap.NumBytes + pNext->NumBytes;
   if (AREA_HasStorage(*pArea) || AREA_HasStorage(*pNext)) {
-    // A first buffer cannot be handed over, and is short.
     const bool IsNextLonger = HasOwnBuffer(*pNext) && pNext->NumBytes > pArea->NumBytes;
     const bool IsNextKept = IsNextLonger || !AREA_HasStorage(*pArea);
     if (!(IsNextKept ? JoinInFront(pArea, Gap, pNext) : JoinAtEnd(pArea, Gap, *pNext))) {
       return false;
     }
   }
-  pArea->NumBytes = Sum;
+  pArea->NumBytes += Gap.NumBytes + pNext->NumBytes;
   return true;
 }

@@ -9,8 +9,8 @@ constexpr uint64_t MEMIMG_MIN_BUFFER_BYTES = 128;
 
 /// A contiguous run of bytes, owned by its image: one heap record with its first buffer.
 ///
-/// Contents that outgrow the first buffer move to one of their own. That has room on both sides of the contents, so
-/// that a run grows upwards and downwards at the same small cost:
+/// Contents that outgrow the first buffer move to one of their own, which can have room on both sides of them, so that a
+/// run grows upwards and downwards at a small cost:
 ///
 ///     [ NumBytesFront | NumBytes | room at the end ]
 ///                     ^ pData
@@ -27,9 +27,6 @@ struct DataArea {
 
 /// The longest area.
 constexpr uint64_t MEMIMG_MAX_AREA_BYTES = 0x7FFFFFFF;
-
-/// Takes the place of bytes that have an address but no contents, where they need storage: erased flash.
-constexpr uint8_t MEMIMG_ERASED_BYTE = 0xFF;
 
 /// The bytes of one write: NumBytes copies of FillByte if pData is null. Without contents (pData null, FillByte
 /// negative) the write only marks the range as occupied.
@@ -50,8 +47,8 @@ inline bool AREA_HasStorage(const DataArea& Area) {
   return Area.pData != nullptr;
 }
 
-/// Whether the write has contents.
-inline bool AREA_HasContents(const WriteRange& Range) {
+/// Whether the range has contents.
+inline bool RANGE_HasContents(const WriteRange& Range) {
   return Range.pData != nullptr || Range.FillByte >= 0;
 }
 
@@ -62,17 +59,17 @@ inline bool AREA_HasContents(const WriteRange& Range) {
 /// Releases the area with its buffer.
 void AREA_Free(DataArea* pArea);
 
-/// Adds the range after the contents; O(1) amortised over a growing area. In an area with storage MEMIMG_ERASED_BYTE
-/// takes the place of a range without contents.
-/// Returns false, with nothing changed, when memory is exhausted.
+/// Adds the range after the contents. In an area with storage, the bytes of a range without contents become 0xFF.
+/// Amortised over a growing area, this costs O(1) a byte. Returns false, with the bytes as before, when memory is
+/// exhausted.
 [[nodiscard]] bool AREA_AddAtEnd(DataArea* pArea, const WriteRange& Range);
 
 /// The same before the contents: the area begins at the range's address afterwards.
 [[nodiscard]] bool AREA_AddInFront(DataArea* pArea, const WriteRange& Range);
 
-/// Joins an area, the range that fills the gap after it and the next area into *pArea. *pNext loses its contents, and
-/// the caller takes it out of the chain and frees it. The shorter of two contents is copied, or what is in a first
-/// buffer, so that joining costs O(log areas) a byte in all, whatever the order of writes. The joined area has storage
-/// if one of the two has. Returns false, with the bytes of both as before, when memory is exhausted. The caller has
-/// checked that the sum is a legal length.
+/// Joins an area, the range that fills the gap after it and the next area into *pArea. *pNext may lose its contents; the
+/// caller takes it out of the chain and frees it. The joined area has storage if one of the two has. The caller has
+/// checked that the sum is a legal length. The shorter contents are copied to the longer ones, which move only when
+/// their buffer grows: amortised over all joins, that is O(log areas) a byte, whatever the order of writes. Returns
+/// false, with the bytes of both as before, when memory is exhausted.
 [[nodiscard]] bool AREA_Join(DataArea* pArea, const WriteRange& Gap, DataArea* pNext);

@@ -31,7 +31,7 @@ struct MemImage {
   DataArea* pCursorArea;     ///< Where the last run search stopped.
 
   AreaIndex Index;        ///< All areas or, until a write needs it, none.
-  uint32_t HasLostBytes;  ///< 1 when contents given to a successful write could not be kept: an area has no storage.
+  uint32_t HasLostBytes;  ///< 1 once a successful write has lost contents because its area had no storage; stays 1.
 };
 
 /// Results of MEMIMG_WriteData.
@@ -60,12 +60,15 @@ int MEMIMG_Unlock(MemImage* pImage);
 /// pData: NumBytes bytes, or null: FillByte 0 to 255 is stored instead; a negative one only marks the range as
 /// occupied. A write of 0 bytes stores nothing and succeeds.
 /// Returns 0; MEMIMG_ERR_OVERLAP when the range meets stored bytes or runs past the top of the address space;
-/// MEMIMG_ERR_NO_MEMORY when memory gives out or an area would exceed MEMIMG_MAX_AREA_BYTES. After a failure areas
-/// and bytes are as before.
+/// MEMIMG_ERR_NO_MEMORY when memory gives out (also for an overlapping write that needs the index first) or an area
+/// would exceed MEMIMG_MAX_AREA_BYTES. After a failure areas and bytes are as before.
 /// If there is no memory for the buffer of a new area of more than MEMIMG_MIN_BUFFER_BYTES bytes, the write succeeds,
 /// but the area has no storage and HasLostBytes is set. The area and what is later added to it read as the fill value.
-/// Where a range without contents or an area without storage is joined to an area with storage, its bytes are
-/// MEMIMG_ERASED_BYTE from then on. Appending after the last area is O(1) amortised; any other write is O(log areas).
+/// Where a range without contents or an area without storage is joined to an area with storage, its bytes are 0xFF from
+/// then on.
+/// Cost: extending the last area at its end is O(1) a byte, amortised. A new area after all others is O(1) as long as
+/// there is no index, then O(log areas). Any other write is O(log areas), and joins copy O(log areas) times a byte in
+/// all; the first of them in a long chain also builds the index, O(areas).
 [[nodiscard]] int MEMIMG_WriteData(MemImage* pImage, uint64_t Addr, uint64_t NumBytes, const uint8_t* pData,
                                    int32_t FillByte);
 
@@ -84,7 +87,7 @@ int64_t MEMIMG_FindRun(MemImage* pImage, uint64_t Addr, uint64_t EndAddr, uint64
 /// AlignStartBits, AlignEndBits: not 0: the start moves down to a multiple of 2 to this power, the end up to just
 /// before one; only the low five bits count. Returns the number of bytes and the first address in *pFoundAddr (may be
 /// null); 0 with nothing touched when no stored byte lies in the range. Pending bytes are seen. Reading front to back
-/// costs one walk of the chain in all.
+/// with MaxGap 0 costs one walk of the chain in all.
 int64_t MEMIMG_ReadData(MemImage* pImage, uint64_t StartAddr, uint64_t EndAddr, uint64_t MaxGap, uint32_t FillByte,
                         uint8_t* pData, uint8_t* pValid, uint64_t* pFoundAddr, int64_t MaxNumBytes,
                         uint32_t AlignStartBits, uint32_t AlignEndBits);

@@ -11,6 +11,11 @@ struct Span {
   uint64_t NumBytes;  ///< Stays far below 2 to the power 64, so no sum wraps.
 };
 
+/// Returns the last address of a span that is not empty.
+uint64_t LastOf(const Span& Range) {
+  return Range.Addr + (Range.NumBytes - 1);
+}
+
 /// Where the bytes of a span go, and what takes the place of those that hold no data.
 struct SpanOutput {
   uint8_t* pData;   ///< May be null.
@@ -70,9 +75,8 @@ const DataArea* FirstAreaFor(const MemImage& Image, const Span& Range) {
 
 /// Puts the bytes that an area holds of the span.
 void CopyOverlap(const DataArea& Area, const Span& Range, const SpanOutput& Out) {
-  const uint64_t RangeLast = Range.Addr + (Range.NumBytes - 1);
   const uint64_t First = std::max(Area.Addr, Range.Addr);
-  const uint64_t Last = std::min(AREA_LastOf(Area), RangeLast);
+  const uint64_t Last = std::min(AREA_LastOf(Area), LastOf(Range));
   if (First > Last) {
     return;
   }
@@ -86,7 +90,7 @@ void CopyOverlap(const DataArea& Area, const Span& Range, const SpanOutput& Out)
 }
 
 bool IsWithin(const Span& Range, const DataArea& Area) {
-  return Area.Addr <= Range.Addr && Range.Addr + (Range.NumBytes - 1) <= AREA_LastOf(Area);
+  return Area.Addr <= Range.Addr && LastOf(Range) <= AREA_LastOf(Area);
 }
 
 /// Fills the span from the areas: one fill, and one copy an area. Where one area has it all, only the copy.
@@ -101,8 +105,7 @@ void FillFromAreas(const DataArea* pArea, const Span& Range, const SpanOutput& O
   if (Out.pValid != nullptr) {
     std::memset(Out.pValid, 0, static_cast<size_t>(Range.NumBytes));
   }
-  const uint64_t RangeLast = Range.Addr + (Range.NumBytes - 1);
-  for (; pArea != nullptr && pArea->Addr <= RangeLast; pArea = pArea->pNext) {
+  for (; pArea != nullptr && pArea->Addr <= LastOf(Range); pArea = pArea->pNext) {
     CopyOverlap(*pArea, Range, Out);
   }
 }
@@ -118,12 +121,13 @@ const PendingByte* FindPending(const MemImage& Image, uint64_t Addr) {
 }
 
 /// Returns the value of an address as a read sees it, or -1: pending bytes come before stored ones.
+/// pArea: the first area that does not end below the address, or null.
 int ValueAt(const MemImage& Image, const DataArea* pArea, uint64_t Addr) {
   const PendingByte* pPending = FindPending(Image, Addr);
   if (pPending != nullptr) {
     return pPending->Value;
   }
-  const bool IsHeld = pArea != nullptr && pArea->Addr <= Addr && AREA_LastOf(*pArea) >= Addr;
+  const bool IsHeld = pArea != nullptr && pArea->Addr <= Addr;
   return IsHeld && AREA_HasStorage(*pArea) ? pArea->pData[Addr - pArea->Addr] : -1;
 }
 

@@ -5,15 +5,14 @@ namespace {
 /// Up to this many areas a walk is as fast as a search. Most files have no more and need no index.
 constexpr uint32_t LONGEST_WALK = 8;
 
-/// Returns whether areas and ranges of these lengths make an area of a legal length together.
-bool IsLegalLength(uint64_t NumBytesA, uint64_t NumBytesB, uint64_t NumBytesC = 0) {
-  return NumBytesA <= MEMIMG_MAX_AREA_BYTES && NumBytesB <= MEMIMG_MAX_AREA_BYTES - NumBytesA &&
-         NumBytesC <= MEMIMG_MAX_AREA_BYTES - NumBytesA - NumBytesB;
+/// Returns whether areas of NumStored bytes, which may be two, and a range of NumNew make an area of a legal length.
+bool IsLegalLength(uint64_t NumStored, uint64_t NumNew) {
+  return NumStored <= MEMIMG_MAX_AREA_BYTES && NumNew <= MEMIMG_MAX_AREA_BYTES - NumStored;
 }
 
 /// Contents that go into an area without storage are lost.
 void NoteLostBytes(MemImage* pImage, const DataArea& Area, const WriteRange& Range) {
-  if (AREA_HasContents(Range) && !AREA_HasStorage(Area)) {
+  if (RANGE_HasContents(Range) && !AREA_HasStorage(Area)) {
     pImage->HasLostBytes = 1;
   }
 }
@@ -57,7 +56,7 @@ DataArea* LastArea(MemImage* pImage) {
 
 /// Makes the range an area of its own between its neighbours.
 [[nodiscard]] int NewArea(MemImage* pImage, const AreaNeighbours& Place, const WriteRange& Range) {
-  DataArea* pArea = IsLegalLength(Range.NumBytes, 0) ? AREA_New(Range) : nullptr;
+  DataArea* pArea = IsLegalLength(0, Range.NumBytes) ? AREA_New(Range) : nullptr;
   if (pArea == nullptr) {
     return MEMIMG_ERR_NO_MEMORY;
   }
@@ -85,12 +84,11 @@ void RemoveNext(MemImage* pImage, DataArea* pArea) {
   INDEX_Remove(&pImage->Index, pNext->Addr);
   AREA_Free(pNext);
   --pImage->NumAreas;
-  pImage->CursorIndex = -1;
 }
 
 /// Joins pArea, the range after it and the next area, which the range touches.
 [[nodiscard]] int MEMIMG_MergeWithNext(MemImage* pImage, DataArea* pArea, const WriteRange& Range) {
-  if (!IsLegalLength(pArea->NumBytes, Range.NumBytes, pArea->pNext->NumBytes) ||
+  if (!IsLegalLength(pArea->NumBytes + pArea->pNext->NumBytes, Range.NumBytes) ||
       !AREA_Join(pArea, Range, pArea->pNext)) {
     return MEMIMG_ERR_NO_MEMORY;
   }
@@ -117,20 +115,8 @@ void RemoveNext(MemImage* pImage, DataArea* pArea) {
   return 0;
 }
 
-/// Stores a range that begins above all stored bytes. pLast: the last area, null for an empty image.
-[[nodiscard]] int Append(MemImage* pImage, DataArea* pLast, const WriteRange& Range) {
-  if (pLast != nullptr && AREA_LastOf(*pLast) + 1 == Range.Addr) {
-    return ExtendAtEnd(pImage, pLast, Range);
-  }
-  return NewArea(pImage, {pLast, nullptr}, Range);
-}
-
-/// Stores a range anywhere in the chain.
-[[nodiscard]] int Insert(MemImage* pImage, const WriteRange& Range) {
-  if (!IndexIfLong(pImage)) {
-    return MEMIMG_ERR_NO_MEMORY;
-  }
-  const AreaNeighbours Place = Find(*pImage, Range.Addr);
+/// Stores a range between its neighbours.
+[[nodiscard]] int Store(MemImage* pImage, const AreaNeighbours& Place, const WriteRange& Range) {
   const auto& [pBelow, pAbove] = Place;
   const uint64_t RangeLast = Range.Addr + (Range.NumBytes - 1);
   const bool IsInBelow = pBelow != nullptr && AREA_LastOf(*pBelow) >= Range.Addr;
@@ -159,6 +145,8 @@ int MEMIMG_WriteData(MemImage* pImage, uint64_t Addr, uint64_t NumBytes, const u
   }
   const WriteRange Range{Addr, NumBytes, pData, FillByte};
   DataArea* pLast = LastArea(pImage);
-  const bool IsAboveAll = pLast == nullptr || AREA_LastOf(*pLast) < Addr;
-  return IsAboveAll ? Append(pImage, pLast, Range) : Insert(pImage, Range);
+  if (pLast == nullptr || AREA_LastOf(*pLast) < Addr) {
+    return Store(pImage, {pLast, nullptr}, Range);
+  }
+  return IndexIfLong(pImage) ? Store(pImage, Find(*pImage, Addr), Range) : MEMIMG_ERR_NO_MEMORY;
 }

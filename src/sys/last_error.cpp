@@ -1,7 +1,0 @@
-#include "sys/last_error.h"
-
-#include <cerrno>
-
-int SYS_GetLastError() {
-  return errno;
-}
