@@ -4,7 +4,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "readers/text_window.h"
+#include "readers/text_reader.h"
 #include "support/reference_decoder.h"
 
 /// Aborts unless the property holds; the fuzzer then saves the input as a finding.

@@ -4,26 +4,22 @@
 
 #include "check/command.h"
 #include "check/conditioned.h"
+#include "check/input.h"
 #include "support/harness.h"
 
 namespace {
 
-/// Runs the program through a shell, after Before, which can pipe input into it. Returns the exit status and everything
-/// printed.
+/// Runs the program through a shell, after Before, which can pipe input into it.
 std::string Check(const std::string& Args, const std::string& Before = "") {
-  FILE* pOutput = popen(("exec 2>&1; " + Before + CHECK_PROGRAM " " + Args).c_str(), "r");  // NOLINT(cert-env33-c)
-  std::string Printed;
-  for (int c = 0; (c = std::getc(pOutput)) != EOF;) {
-    Printed += static_cast<char>(c);
-  }
-  const int Status = pclose(pOutput);
-  return std::to_string(WIFEXITED(Status) ? WEXITSTATUS(Status) : -Status) + " " + Printed;
+  return RunShell("exec 2>&1; " + Before + CHECK_PROGRAM " " + Args);
 }
 
 const std::string REC = ":03003000616263A7";
 const std::string END = ":00000001FF\n";
+const std::string MOT = "S1060030616263A3\n";
+const std::string MOT_END = "S9030000FC\n";
 const std::string TABLE = "       first        last        size\n";
-const std::string DIGIT = "error: Expected Hex character : 0..9, A..F\n";
+const std::string DIGIT = "error: Expected Hex character : 0..9, A..F";
 
 /// The report on an accepted file, with its runs.
 std::string Accepts(const std::string& What, const std::string& Runs) {
@@ -31,164 +27,265 @@ std::string Accepts(const std::string& What, const std::string& Runs) {
 }
 
 TEST(Check, ExplainsWhyAFileIsRefused) {
-  const std::string Lines = REC + "\r\n\r\n\r\n" + ":03004000616263\r\n";
-  const std::string At4 = "f.hex:4: " + DIGIT + "  :03004000616263\n                 ^\n";
-  std::string CrOnly = Lines;
-  std::erase(CrOnly, '\n');
-  const std::string Long(500, '0');
-  const std::string Wide = REC + "\n:FF000000" + Long + "\n";
-  const std::string Mot = "S1060030616263A3\n";
+  const std::string At4 = "f.hex:4: " + DIGIT + ": the count asks for 16 digits, the line has 14\n" +
+                          "  :03004000616263\n                 ^\n";
+  const std::string Zeros(500, '0');
   const std::tuple<std::string, std::string, std::string> aCase[] = {
-      {"f.hex", Lines, At4},
-      {"f.hex", CrOnly, At4},
+      {"f.hex", REC + "\r\n\r\n\r\n:03004000616263\r\n", At4},
+      {"f.hex", REC + "\r\r\r:03004000616263\r", At4},
       {"f.hex", REC + "\n\n\n:03004000616263", At4},
-      {"f.hex", "", "f.hex:1: error: Not a hex file\n"},
-      {"f.hex", "\xEF\xBB\xBF" + REC, "f.hex:1: error: Not a hex file\n  \\xEF\\xBB\\xBF:03003000616263A7\n  ^\n"},
       {"f.hex", REC + "\n:\x1B[31m~\t" + std::string(1, '\0') + "\x7F\n",
-       "f.hex:2: " + DIGIT + "  :\\x1B[31m~\\x09\\x00\\x7F\n   ^\n"},
+       "f.hex:2: " + DIGIT + "\n  :\\x1B[31m~\\x09\\x00\\x7F\n   ^\n"},
       {"f.hex", REC + "\n\x1B", "f.hex:2: error: Unexpected character (Expected: :, Found: \\x1B)\n  \\x1B\n  ^\n"},
-      {"f.hex", REC.substr(0, 15) + "A8\n",
+      {"f.hex", ":03003000616263A8\n",
        "f.hex:1: error: Checksum error ! Expected: 0xA7, found: 0xA8\n  :03003000616263A8\n                 ^\n"},
+      {"f.hex", ":0300300061626361A7\n",
+       "f.hex:1: error: Checksum error ! Expected: 0xA7, found: 0x61: the count asks for 16 digits, the line has 18\n"
+       "  :0300300061626361A7\n                 ^\n"},
       {"f.hex", REC + " \n", "f.hex:1: error: Expected CR or LF\n  :03003000616263A7 \n                   ^\n"},
-      {"f.hex", REC + "\n\n" + REC, "f.hex:3: error: Areas overlap\n  " + REC + "\n  ^\n"},
-      {"f.hex", Wide, "f.hex:2: " + DIGIT + "  " + std::string(37, '0') + "\n  " + std::string(37, ' ') + "^\n"},
-      {"f.hex", ":0G" + Long, "f.hex:1: " + DIGIT + "  :0G" + std::string(72, '0') + "\n    ^\n"},
-      {"f.mot", Mot + "\r\rS106004061X263A3", "f.mot:4: " + DIGIT + "  S106004061X263A3\n            ^\n"},
-      {"f.mot", Mot + "S1060040616263A3",
-       "f.mot:2: error: Checksum error! Checksum in file: 0xA3, checksum calculated 0x93\n  S1060040616263A3\n"
-       "                ^\n"},
-      {"f.mot", Mot + "S9030000FC S10200FD",
-       "f.mot:2: error: Record too short\n  S9030000FC S10200FD\n             ^\n"},
-      // The window moves between the S and the type of a refused record.
-      {"f.mot", Mot + "S" + std::string(70000, '\n') + Mot.substr(1), "f.mot:2: error: Areas overlap\n  S\n  ^\n"},
-      {"f.mot", Mot + std::string(90000, ' ') + "X",
-       "f.mot:2: error: Unexpected character\n  " + std::string(37, ' ') + "X\n  " + std::string(37, ' ') + "^\n"},
+      // Lines that are too long: with the place at the end, and at the start; and one that just fits.
+      {"f.hex", REC + "\n:FF000000" + Zeros + "\n",
+       "f.hex:2: " + DIGIT + ": the count asks for 520 digits, the line has 508\n  ..." + Zeros.substr(0, 70) + "\n" +
+           std::string(75, ' ') + "^\n"},
+      {"f.hex", ":0G" + Zeros, "f.hex:1: " + DIGIT + "\n  :0G" + Zeros.substr(0, 91) + "...\n    ^\n"},
+      {"f.hex", ":0G" + Zeros.substr(0, 97), "f.hex:1: " + DIGIT + "\n  :0G" + Zeros.substr(0, 97) + "\n    ^\n"},
+      {"f.mot", MOT + "\r\rS106004061X263A3", "f.mot:4: " + DIGIT + "\n  S106004061X263A3\n            ^\n"},
+      {"f.mot", "S1060030616263A300\n",
+       "f.mot:1: error: Unexpected character: the count asks for 14 digits, the line has 16\n"
+       "  S1060030616263A300\n                  ^\n"},
+      {"f.mot", MOT + std::string(90000, ' ') + "X",
+       "f.mot:2: error: Unexpected character\n  ..." + std::string(70, ' ') + "X\n" + std::string(75, ' ') + "^\n"},
+      {"f.mot", "S5030001FB\nS10200FD",  // what was suspicious before the error is shown, too
+       "f.mot:1: warning: 1 data records announced, 0 read since the last header or count\n  S5030001FB\n  ^\n"
+       "f.mot:2: error: Record too short\n  S10200FD\n  ^\n"},
   };
   for (const auto& [Name, Text, Expected] : aCase) {
     WriteFile(Name, Text);
     EXPECT_EQ("1 " + Expected, Check(Name)) << Text.substr(0, 200);
   }
-  // A pipe cannot be read again, so only the reader's line number is shown, not the line.
+}
+
+TEST(Check, ExplainsAnOverlap) {
+  const std::string First = "f.hex:1: note: first defined here\n  " + REC + "\n";
+  const std::string Error = "1 f.hex:2: error: Areas overlap: 0x000000";
+  const auto At = [](size_t Column) { return std::string(2 + Column, ' ') + "^\n"; };
+  const std::pair<std::string, std::string> aCase[] = {
+      {REC, Error + "30, first defined on line 1, the same bytes\n  " + REC + "\n" + At(9) + First + At(9)},
+      {":020031006278F3", Error + "31, first defined on line 1, at 0x00000032 there 0x63, here 0x78\n" +
+                              "  :020031006278F3\n" + At(9) + First + At(11)},
+      {":03002F007A7A7A60",
+       Error + "30, first defined on line 1, there 0x61, here 0x7A\n  :03002F007A7A7A60\n" + At(11) + First + At(9)},
+  };
+  for (const auto& [Second, Expected] : aCase) {
+    WriteFile("f.hex", REC + "\n" + Second + "\n" + END);
+    EXPECT_EQ(Expected, Check("f.hex")) << Second;
+  }
+  // The window moves between the S and the type of the refused record.
+  WriteFile("f.mot", MOT + "S" + std::string(70000, '\n') + MOT.substr(1));
+  EXPECT_EQ("1 f.mot:70002: error: Areas overlap: 0x00000030, first defined on line 1, the same bytes\n  " +
+                MOT.substr(1) + At(7) + "f.mot:1: note: first defined here\n  " + MOT + At(8),
+            Check("f.mot"));
+  // A pipe cannot be read again, so there are only the reader's text and its line number.
   WriteFile("f.hex", REC + "\n" + REC);
   std::filesystem::create_symlink("/dev/stdin", "p.hex");
   EXPECT_EQ("1 p.hex: error: Error in line 2: Areas overlap\n", Check("p.hex", "cat f.hex | "));
 }
 
-TEST(Check, WarnsAboutWhatMaySurprise) {
-  const std::string Run = Accepts("f.hex: Intel HEX, 3 bytes in 1 run", "  0x00000030  0x00000032           3");
-  const std::string MotRun =
-      Accepts("f.mot: Motorola S-record, 3 bytes in 1 run", "  0x00000030  0x00000032           3");
-  const std::string Mot = "S1060030616263A3\n";
-  const std::string StartText = "the output will not have the start address 0x";
-  const std::tuple<std::string, std::string, std::string, std::string> aCase[] = {
-      {"f.hex", REC + "\n" + END, "", Run},
-      {"f.hex", REC + "\n\n", "1: no end record follows this last record: the file may have been cut off", Run},
-      {"f.hex", END + REC + "\n", "2: data after the end record", Run},
-      {"f.hex", REC + "\n" + END + "\x1A" + std::string("\0", 1),
-       "3: a byte 0x00 or 0x1A ends the data here: what follows is not read", Run},
-      {"f.hex", REC + "\n" + END + "\x1A", "", Run},
-      {"f.hex", REC + "\n:0400000312345678E5\n" + END, "2: " + StartText + "000179B8", Run},
-      {"f.hex", REC + "\n:0400000500000000F7\n" + END, "2: " + StartText + "00000000", Run},
-      {"f.mot", Mot + "S70508000000F2", "2: " + StartText + "08000000", MotRun},
-      {"f.mot", Mot + "S9031234B6", "2: " + StartText + "00001234", MotRun},
-      {"f.mot", Mot + "S901FE S804000000FB", "", MotRun},
+TEST(Check, NamesWhatAFileIsInstead) {
+  const std::string Page = "it is a web page: did a download end in an error message?";
+  const std::string Blank = "it begins with an empty line or a blank: remove that";
+  const std::string Utf16 = "it is UTF-16 text: save it as ASCII";
+  const std::tuple<std::string, std::string, std::string> aCase[] = {
+      {"", "it is empty", "warning: the file has no data"},
+      {"\n" + REC, Blank, ""},
+      {"\t" + REC, Blank, ""},
+      {" " + REC, Blank, ""},
+      {"\r" + REC, Blank, ""},
+      {"\xEF\xBB\xBF" + REC, "it begins with a byte order mark: save it without one", ""},
+      {"\xFF\xFE:", Utf16, ""},
+      {"\xFE\xFF", Utf16, ""},
+      {"\x1F\x8B\x08", "it is compressed with gzip: unpack it first", "note"},
+      {"PK\x03\x04", "it is a zip archive: unpack it first", "note"},
+      {"\x7F\x45LF", "it is an ELF program: objcopy makes a data file of it", "warning"},
+      {"<!DOCTYPE html>", Page, "warning"},
+      {"<html>", Page, "warning"},
+      {"version https://git-lfs.github.com/spec/v1", "it is a Git LFS pointer: 'git lfs pull' fetches the file",
+       "warning"},
+      {"UF2\nWQ]\x9E", "it is a UF2 file, which Blockfit does not read", "warning"},
+      {"@0000", "it looks like TI-TXT, which Blockfit does not read", ""},
+      {"%1A", "it looks like Tektronix hex, which Blockfit does not read", ""},
+      {"s1", "the S of an S-record is upper-case", ""},
+      {MOT, "it is an S-record file: name it .srec", "warning"},
+      {"S1060030616263A4\n", "", ""},
   };
-  for (const auto& [Name, Text, Warning, Expected] : aCase) {
+  for (const auto& [Bytes, Text, InBinary] : aCase) {
+    WriteFile("f.hex", Bytes);
+    EXPECT_TRUE(
+        Check("f.hex").starts_with("1 f.hex:1: error: Not a hex file" + (Text.empty() ? "" : ": " + Text) + "\n"))
+        << Bytes;
+    WriteFile("f.bin", Bytes);
+    const std::string Level = InBinary + (Bytes.empty() ? "" : ": " + Text);
+    EXPECT_TRUE(Check("f.bin").starts_with("0 f.bin: " + (InBinary.empty() ? "raw binary" : Level))) << Bytes;
+  }
+  WriteFile("f.mot", REC);
+  EXPECT_TRUE(Check("f.mot").starts_with("1 f.mot:1: error: Not a mot file: it is an Intel HEX file: name it .hex\n"));
+  WriteFile("f.bin", REC);
+  EXPECT_TRUE(Check("f.bin").starts_with("0 f.bin: warning: it is an Intel HEX file: name it .hex\n"));
+  EXPECT_EQ("2 x.ihex: error: Unsupported file extension. Blockfit reads .mot .srec .s19 .s37 .s .hex .bin\n",
+            Check("x.ihex"));
+}
+
+/// Every warning ends a strict run with status 1; a note never does.
+TEST(Check, WarnsOfDataThatMayBeMissing) {
+  const std::string CutOff = "warning: no end record follows this last record: the file may have been cut off";
+  const std::string After =
+      "warning: a record after the end record: were two files joined? In Intel HEX, the second "
+      "needs its own upper address";
+  const std::string EndMark = "warning: a byte 0x00 or 0x1A ends the data here: what follows is not read";
+  const std::string Unused = "warning: not all of this record is used: is its type or length damaged?";
+  const std::string Start = "note: the output will not have the start address 0x";
+  const std::string Header = "note: another header: the file is made of several";
+  const std::string Counted = " read since the last header or count";
+  const std::string Empty = "warning: the file has no data";
+  const std::string Beyond =
+      "warning: data beyond address 0xFFFFFFFF: the output has its address modulo 2 to the power 32";
+  const std::tuple<std::string, std::string, std::string> aCase[] = {
+      {"f.hex", REC + "\n" + END, ""},
+      {"f.hex", REC + "\n\n", "1: " + CutOff},
+      {"f.hex", END + REC + "\n", "2: " + After},
+      {"f.hex", REC + "\n" + END + END, "3: " + After},
+      {"f.hex", REC + "\n" + END + "\x1A x", "3: " + EndMark},
+      {"f.hex", REC + "\n" + END + std::string(5000, '\0') + "x", "3: " + EndMark},
+      {"f.hex", REC + "\n" + END + "\x1A" + std::string("\0\x1A \t\r\n", 6), ""},
+      {"f.hex", REC + "\n:0400000312345678E5\n" + END, "2: " + Start + "000179B8"},
+      {"f.hex", REC + "\n:0400000500000000F7\n" + END, "2: " + Start + "00000000"},
+      {"f.hex", REC + "\n:00000006FA\n" + END, "2: " + Unused},
+      {"f.hex", REC + "\n:03000004080000F1\n" + END, "2: " + Unused},
+      {"f.hex", ":02000004FFFFFC\n:02FFFE000102FE\n" + END, ""},
+      {"f.hex", ":02000004FFFFFC\n:03FFFE00010203FA\n" + END, "2: " + Beyond},
+      {"f.hex", END, " " + Empty},
+      {"f.mot", MOT + MOT_END, ""},
+      {"f.mot", MOT + "S901FE", ""},
+      {"f.mot", MOT + "S70508000000F2", "2: " + Start + "08000000"},
+      {"f.mot", MOT + "S904000041BA\n" + MOT_END, "2: " + Unused},
+      {"f.mot", MOT + "S404000041BA\n" + MOT_END, "2: " + Unused},
+      {"f.mot", MOT + "S5060030616263A3\n" + MOT_END, "2: " + Unused},
+      {"f.mot", MOT + "S00400001BE0\n" + MOT_END, "2: " + Unused},
+      {"f.mot", MOT + "S0030001FB\n" + MOT_END, "2: " + Unused},
+      {"f.mot", "S0030001FB\n" + MOT + MOT_END, ""},
+      {"f.mot", MOT + "S004000041BA\n" + MOT_END, "2: " + Header},
+      {"f.mot", MOT + "S5030001FB\n", ""},  // a right count is as good as an end record
+      {"f.mot", MOT + "S604000001FA\n", ""},
+      {"f.mot", MOT + "S5030001FB\nS1030040BC\n", "3: " + CutOff},
+      {"f.mot", MOT + "S5030002FA\n" + MOT_END, "2: warning: 2 data records announced, 1" + Counted},
+      {"f.mot", MOT + "S50201FC\n" + MOT_END, "2: " + Unused},
+      {"f.mot", MOT + "S5030001FB\nS1040040615A\nS5030001FB\nS1040050614A\nS5030003F9\n" + MOT_END, ""},
+      {"f.mot", MOT + "S0030000FC\nS1040040615A\nS5030001FB\n" + MOT_END, "2: " + Header},
+      {"f.mot", "S308FFFFFFFE616263D6\n" + MOT_END, "1: " + Beyond},
+  };
+  for (const auto& [Name, Text, Finding] : aCase) {
     WriteFile(Name, Text);
     const std::string Printed = Check(Name);
-    const size_t Len = Printed.find('\n');
-    EXPECT_EQ("0 ", Printed.substr(0, 2));
-    EXPECT_TRUE(Printed.ends_with(Expected)) << Printed;
-    EXPECT_EQ(Warning.empty() ? Expected.substr(0, Expected.find('\n'))
-                              : std::string(Name).append(":").append(Warning).insert(
-                                    Name.size() + 1 + Warning.find(':') + 1, " warning:"),
-              Printed.substr(2, Len - 2));
-    EXPECT_EQ(Warning.empty() ? "0" : "1", Check("--strict " + Name).substr(0, 1));
+    EXPECT_TRUE(Printed.starts_with("0 " + Name + ":" + (Finding.empty() ? " " : Finding + "\n"))) << Text << Printed;
+    EXPECT_EQ(Finding.empty(),
+              Printed.find("warning") == std::string::npos && Printed.find("note") == std::string::npos)
+        << Printed;
+    EXPECT_EQ(Finding.find("warning") == std::string::npos ? '0' : '1', Check("--strict " + Name)[0]) << Text;
   }
+}
+
+TEST(Check, ShowsNoLineOfAnotherFile) {
+  WriteFile("f.mot", MOT + "S0030000FC\n" + MOT_END + MOT_END);
+  std::vector<uint64_t> Lines;
+  const auto Change = [](void* pContext, const CheckFinding& Finding) {
+    static_cast<std::vector<uint64_t>*>(pContext)->push_back(Finding.Place.Line);
+    WriteFile("f.mot", "S0");
+  };
+  CheckInput Input;
+  EXPECT_EQ(CHECK_GOOD, CHECK_OpenInput(&Input, "f.mot", 0, {Change, &Lines}));
+  CHECK_CloseInput(&Input);
+  EXPECT_EQ((std::vector<uint64_t>{2, 0}), Lines);
 }
 
 TEST(Check, TakesOptionsAndFiles) {
   WriteFile("a.bin", "abc");
   WriteFile("-x.hex", REC + "\n" + END);
+  WriteFile("\x1B\xC3\xA9\xC2\x9B\x7F.hex", REC + "\n" + END);
   WriteFile("bad.hex", ":");
-  WriteFile("e.mot", "S9030000FC");
+  WriteFile("big.bin", "");
+  std::filesystem::resize_file("big.bin", 0x80000000);
   std::string Many = END;
   for (unsigned i = 0; i < 23; ++i) {
     Many = MakeRecord(true, 0x100 + 2 * i, "x") + "\n" + Many;
   }
   WriteFile("many.hex", Many);
   std::filesystem::create_directories("d.hex");
-  const std::string Minus = Accepts("-x.hex: Intel HEX, 3 bytes in 1 run", "  0x00000030  0x00000032           3");
-  const std::string Bad = "bad.hex:1: " + DIGIT + "  :\n   ^\n";
+  const std::string Run = "  0x00000030  0x00000032           3";
+  const std::string Minus = Accepts("-x.hex: Intel HEX, 3 bytes in 1 run", Run);
+  const std::string Bad = "bad.hex:1: " + DIGIT + "\n  :\n   ^\n";
   const std::string Beyond =
       "a.bin: warning: data beyond address 0xFFFFFFFF: the output has its address modulo 2 to the power 32\n";
   const std::string Try = "Try 'blockfit-check --help' for more information.\n";
   const std::string Same = "-x.hex: same bytes at the same addresses as a.bin\n";
+  const std::string Size = ", which takes an even number, 34 or more, decimal or with 0x\n";
   const std::pair<std::string, std::string> aCase[] = {
       {"-- -x.hex bad.hex a.bin",
        "1 " + Minus + Bad + Accepts("a.bin: raw binary, 3 bytes in 1 run", "  0x00000000  0x00000002           3")},
-      {"--base 4294967294 a.bin",
-       "0 " + Beyond + Accepts("a.bin: raw binary, 3 bytes in 1 run", "  0xFFFFFFFE  0x100000000           3")},
-      {"--strict --base=0xFFFFFFFE --against a.bin a.bin",
+      {"./*.hex", "2 ./" + Accepts("\\x1B\xC3\xA9\xC2\\x9B\\x7F.hex: Intel HEX, 3 bytes in 1 run", Run)},
+      {"--base 4294967293 a.bin",
+       "0 " + Accepts("a.bin: raw binary, 3 bytes in 1 run", "  0xFFFFFFFD  0xFFFFFFFF           3")},
+      {"--strict --base=0XFFFFFFFE --against a.bin a.bin",
        "1 " + Beyond + Beyond + "a.bin: same bytes at the same addresses as a.bin\n"},
-      {"e.mot", "0 e.mot: Motorola S-record, 0 bytes in 0 runs\n"},
       {"--against a.bin --base 010 -- -x.hex",
        "1 -x.hex: differs from a.bin, first at 0x0000000A: 0 differing, 3 missing, 3 surplus bytes\n"},
       {"--against a.bin --base 0x30 -- -x.hex", "0 " + Same},
       {"--against bad.hex a.bin", "1 " + Bad},
-      {"missing.hex bad.hex",
-       "2 missing.hex: error: Could not open file [missing.hex] File not found! (No such file or directory)\n" + Bad},
-      {"d.hex", "2 d.hex: error: Could not read file. (Is a directory)\n"},
+      {"missing.hex bad.hex", "2 missing.hex: error: No such file or directory\n" + Bad},
+      {"bad.hex missing.hex", "2 " + Bad + "missing.hex: error: No such file or directory\n"},
+      {"d.hex", "2 d.hex: error: Is a directory\n"},
+      {"big.bin", "2 big.bin: error: the file is larger than 2147483647 bytes, the most that a .bin can have\n"},
       {"--conditioned d.hex", "2 d.hex: error: Is a directory\n"},
-      {"--conditioned missing", "2 missing: error: No such file or directory\n"},
-      {"x.txt ''", "2 x.txt: error: Unsupported file extension.\n: error: Unsupported file extension.\n"},
+      {"--conditioned --runs missing", "2 missing: error: No such file or directory\n"},
       {"--version", "0 blockfit-check " BLOCKFIT_VERSION "\n"},
-      {"", "2 blockfit-check: no file is named\n" + Try},
-      {"--base -1 x", "2 blockfit-check: '-1' is not a valid value for --base\n" + Try},
-      {"--block 35 x", "2 blockfit-check: '35' is not a valid value for --block\n" + Try},
+      {"", "2 blockfit-check: no input file\n" + Try},
+      {"--block 35 x", "2 blockfit-check: '35' is not a valid value for --block" + Size + Try},
+      {"--block 32 x", "2 blockfit-check: '32' is not a valid value for --block" + Size + Try},
+      {"--line 3 x",
+       "2 blockfit-check: '3' is not a valid value for --line, which takes an even number, decimal or with 0x\n" + Try},
   };
   for (const auto& [Args, Expected] : aCase) {
-    EXPECT_EQ(Expected, Check(Args)) << Args;
+    EXPECT_EQ(Expected, Check(Args).substr(0, Args[0] == '.' ? Expected.size() : std::string::npos)) << Args;
   }
-  for (const char* pNumber : {"", "0x", "1k", "' 1'", "+1", "0x100000000", "99999999999999999999"}) {
-    EXPECT_EQ('2', Check(std::string("--base ").append(*pNumber != '\0' ? pNumber : "''") + " a.bin")[0]) << pNumber;
+  for (const char* pNumber : {"''", "-1", "0x", "1k", "' 1'", "+1", "0x100000000", "99999999999999999999"}) {
+    EXPECT_EQ('2', Check(std::string("--base ") + pNumber + " a.bin")[0]) << pNumber;
   }
   EXPECT_EQ('2', Check("--nonsense a.bin")[0]);
   EXPECT_TRUE(Check("many.hex").ends_with("0x00000126           1\n  and 3 more (--runs lists all)\n"));
   EXPECT_TRUE(Check("--runs many.hex").ends_with("0x0000012C           1\n"));
   EXPECT_TRUE(Check("--help").starts_with("0 Usage: blockfit-check "));
-  for (const char* pArgs : {"a.bin", "--help", "--version", "--runs many.hex"}) {
+  for (const char* pArgs : {"a.bin", "--help", "a.bin bad.hex"}) {
     EXPECT_EQ('2', Check(std::string(pArgs) + " >/dev/full")[0]) << pArgs;
   }
+  EXPECT_EQ('0', Check("a.bin a.bin a.bin a.bin a.bin a.bin a.bin a.bin", "ulimit -n 8; ")[0]) << "files are closed";
 }
 
 TEST(Check, CountsWhatDiffers) {
-  std::string Bytes(5000, 'a');
-  WriteFile("a.bin", Bytes);
-  const auto HexOf = [](unsigned First, unsigned Last, unsigned Step, char Byte) {
-    std::string Text;
-    for (unsigned Addr = First; Addr < Last; Addr += Step) {
-      Text += MakeRecord(true, Addr, std::string(1, Byte)) + "\n";
-    }
-    return Text + END;
-  };
-  const std::string Differs = "1 b.hex: differs from a.bin, first at 0x0000";
-  WriteFile("b.hex", HexOf(1000, 6000, 1, 'a'));
-  EXPECT_EQ(Differs + "0000: 0 differing, 1000 missing, 1000 surplus bytes\n", Check("--against a.bin b.hex"));
-  WriteFile("b.hex", HexOf(0, 6000, 2, 'b'));
-  EXPECT_EQ(Differs + "0000: 2500 differing, 2500 missing, 500 surplus bytes\n", Check("--against a.bin b.hex"));
-  WriteFile("b.hex", HexOf(0, 5001, 1, 'a'));
-  EXPECT_EQ(Differs + "1388: 0 differing, 0 missing, 1 surplus bytes\n", Check("--against a.bin b.hex"));
+  WriteFile("a.bin", std::string(5000, 'a'));
+  const std::string Differs = "1 b.bin: differs from a.bin, first at 0x0000";
+  WriteFile("b.bin", std::string(2500, 'a') + std::string(2000, 'b'));
+  EXPECT_EQ(Differs + "09C4: 2000 differing, 500 missing, 0 surplus bytes\n", Check("--against a.bin b.bin"));
+  WriteFile("b.bin", std::string(5001, 'a'));
+  EXPECT_EQ(Differs + "1388: 0 differing, 0 missing, 1 surplus bytes\n", Check("--against a.bin b.bin"));
 }
 
 /// Checks a text as a conditioned file. Returns the text of the finding, or "".
-std::string Broken(const std::string& Text, uint32_t BlockSize, uint32_t LineAlign) {
+std::string Broken(const std::string& Text, const ConditionedRules& Rules) {
   WriteFile("c", Text);
   std::string Found;
   const auto Keep = [](void* pContext, const CheckFinding& Finding) {
     *static_cast<std::string*>(pContext) = Finding.pText;
   };
-  const CheckStatus Status = CHECK_Conditioned("c", {BlockSize, LineAlign}, {Keep, &Found}, {nullptr, nullptr});
+  const CheckStatus Status = CHECK_Conditioned("c", Rules, {Keep, &Found}, {nullptr, nullptr});
   EXPECT_EQ(Status == CHECK_GOOD, Found.empty());
   return Found;
 }
@@ -204,45 +301,52 @@ TEST(Conditioned, EveryPromiseIsTested) {
   const std::string End = "S9030000FC\r\n";
   const std::string Cut = Line(0, 32) + Line(32, 16) + Line(48, 16) + End;  // at 76 + 44 = 120
   const std::string Filled = Line(0, 32) + Line(32, 8) + "\r\n\r\n\r\n\r\n\r\n\r\n\r\n\r\n" + Line(40, 24) + End;
-  const std::string CutAway = "the record before is not cut at a block's end";
+  const std::string Late = Line(0, 32) + Line(32, 16) + "\r\n" + Line(48, 16) + End;
+  const std::string Another = ": was it made with another block size?";
+  const std::string CutAway = "the record before is cut within a block" + Another;
   const std::string CutOdd = "the record before is not cut at a multiple of the line alignment";
+  const std::string Crosses = "the line crosses the end of its block" + Another;
   const std::string Digit = "upper-case hexadecimal digit or CR LF expected";
-  const std::tuple<std::string, uint32_t, uint32_t, std::string> aCase[] = {
-      {Cut, 120, 8, ""},
-      {Cut, 120, 16, ""},
-      {Cut, 120, 0, "offset 120: " + CutOdd},
-      {Cut, 120, 12, "offset 120: " + CutOdd},
-      {Cut, 164, 8, "offset 120: " + CutAway},
-      {Cut, 80, 8, "offset 80: the line crosses the end of its block"},
-      {Cut, 78, 8, ""},  // blocks too small for the longest line promise less
-      {Filled, 120, 8, ""},
-      {Filled, 240, 8, "offset 120: a record follows fill in the same block"},
-      {Line(0, 32) + Line(32, 16) + Line(48, 32) + End, 120, 8,
+  const std::string Lf = "LF without CR ends the line: has an editor or git changed the line ends?";
+  const std::tuple<std::string, ConditionedRules, std::string> aCase[] = {
+      {Cut, {120, 8}, ""},
+      {Cut, {120, 16}, ""},
+      {Cut, {120, 0}, "offset 120: " + CutOdd},
+      {Cut, {120, 12}, "offset 120: " + CutOdd},
+      {Cut, {164, 8}, "offset 120: " + CutAway},
+      {Cut, {80, 8}, "offset 80: " + Crosses},
+      {Cut, {80, 8, true}, "offset 80: " + Crosses + " -BlockAlign 80 is --block 0x80 here"},
+      {Cut, {78, 8}, ""},  // blocks too small for the longest line promise less
+      {Filled, {120, 8}, ""},
+      {Filled, {240, 8}, "offset 120: a record follows fill in the same block" + Another},
+      {Late, {120, 8}, "offset 122: a record follows fill in the same block" + Another},
+      {Line(0, 32) + Line(32, 16) + Line(48, 32) + End,
+       {120, 8},
        "offset 120: this is more than the rest of the record before"},
-      {"", 120, 8, "offset 0: no end record"},
-      {Line(0, 32), 120, 8, "offset 76: no end record"},
-      {End + "\r\n", 120, 8, "offset 12: text after the end record"},
-      {End.substr(0, 11), 120, 8, "offset 1: type 1, 2 or 3, or S9030000FC with CR LF, expected"},
-      {"S9031234B6\r\n", 120, 8, "offset 1: type 1, 2 or 3, or S9030000FC with CR LF, expected"},
-      {"S0030000FC\r\n" + End, 120, 8, "offset 1: type 1, 2 or 3, or S9030000FC with CR LF, expected"},
-      {"S", 120, 8, "offset 1: type 1, 2 or 3, or S9030000FC with CR LF, expected"},
-      {"\n" + End, 120, 8, "offset 0: record or CR LF expected"},
-      {"\r\r\n" + End, 120, 8, "offset 1: LF expected"},
-      {Line(0, 1).substr(0, 12) + "\n" + End, 120, 8, "offset 12: " + Digit},
-      {Line(0, 1).substr(0, 6) + std::string(1, '\0') + "\r\n" + End, 120, 8, "offset 6: " + Digit},
-      {"S10400000afb\r\n" + End, 120, 8, "offset 9: " + Digit},
-      {"S1040000A\r\n" + End, 120, 8, "offset 2: the count does not fit the line"},
-      {"S1050000F8\r\n" + End, 120, 8, "offset 2: the count does not fit the line"},
-      {"S1030000FC\r\n" + End, 120, 8, "offset 2: the count does not give 1 to 32 data bytes"},
-      {Line(0, 33) + End, 120, 8, "offset 2: the count does not give 1 to 32 data bytes"},
-      {"S104000000FC\r\n" + End, 120, 8, "offset 10: wrong checksum"},
-      {Line(0xFFFF, 1) + End, 120, 8, ""},
-      {Line(0xFFFF, 2) + End, 120, 8, "offset 4: the data goes beyond the type's last address"},
-      {"S307FFFFFFFF000000\r\n" + End, 120, 8, "offset 4: the data goes beyond the type's last address"},
-      {Line(16, 16) + Line(0, 16) + End, 120, 8, "offset 48: the address is not above those of the record before"},
-      {Line(16, 16) + Line(31, 1) + End, 120, 8, "offset 48: the address is not above those of the record before"}};
-  for (const auto& [Text, BlockSize, LineAlign, Expected] : aCase) {
-    EXPECT_EQ(Expected, Broken(Text, BlockSize, LineAlign)) << Text;
+      {"", {120, 8}, "offset 0: no end record"},
+      {Line(0, 32), {120, 8}, "offset 76: no end record"},
+      {End + "\r\n", {120, 8}, "offset 12: text after the end record"},
+      {End.substr(0, 11), {120, 8}, "offset 1: type 1, 2 or 3, or S9030000FC with CR LF, expected"},
+      {"S0030000FC\r\n" + End, {120, 8}, "offset 1: type 1, 2 or 3, or S9030000FC with CR LF, expected"},
+      {"S4030000FC\r\n" + End, {120, 8}, "offset 1: type 1, 2 or 3, or S9030000FC with CR LF, expected"},
+      {"x\r\n" + End, {120, 8}, "offset 0: record or CR LF expected"},
+      {"\n" + End, {120, 8}, "offset 0: " + Lf},
+      {"\r\r\n" + End, {120, 8}, "offset 1: LF expected"},
+      {Line(0, 1).substr(0, 12) + "\n" + End, {120, 8}, "offset 12: " + Lf},
+      {Line(0, 1).substr(0, 6) + std::string(1, '\0') + "\r\n" + End, {120, 8}, "offset 6: " + Digit},
+      {"S10400000afb\r\n" + End, {120, 8}, "offset 9: " + Digit},
+      {"S1040000A\r\n" + End, {120, 8}, "offset 2: the count does not fit the line"},
+      {"S1050000F8\r\n" + End, {120, 8}, "offset 2: the count does not fit the line"},
+      {"S1030000FC\r\n" + End, {120, 8}, "offset 2: the count does not give 1 to 32 data bytes"},
+      {Line(0, 33) + End, {120, 8}, "offset 2: the count does not give 1 to 32 data bytes"},
+      {"S104000000FC\r\n" + End, {120, 8}, "offset 10: wrong checksum"},
+      {Line(0xFFFF, 1) + End, {120, 8}, ""},
+      {Line(0xFFFF, 2) + End, {120, 8}, "offset 4: the data goes beyond the type's last address"},
+      {"S307FFFFFFFF000000\r\n" + End, {120, 8}, "offset 4: the data goes beyond the type's last address"},
+      {Line(16, 16) + Line(0, 16) + End, {120, 8}, "offset 48: the address is not above those of the record before"},
+      {Line(16, 16) + Line(31, 1) + End, {120, 8}, "offset 48: the address is not above those of the record before"}};
+  for (const auto& [Text, Rules, Expected] : aCase) {
+    EXPECT_EQ(Expected, Broken(Text, Rules)) << Text;
   }
   std::string Blocks = Filled;
   for (int i = 0; i < 30; ++i) {
@@ -256,6 +360,12 @@ TEST(Conditioned, EveryPromiseIsTested) {
       "         240        0        0   no     0\n"
       "c: keeps every promise of a conditioned file, block size 120, line alignment 8\n",
       Check("--blocks --block 120 c"));
+  EXPECT_EQ('1', Check("--conditioned c /dev/null")[0]) << "the worse of two results";
+  EXPECT_EQ('1', Check("--conditioned /dev/null c")[0]);
+  EXPECT_TRUE(Check("--block 80 c").find("-BlockAlign 80 is --block 0x80 here\n") != std::string::npos);
+  ASSERT_EQ(0, mkfifo("p.srec", 0600));
+  EXPECT_TRUE(Check("--block 120 --against a.bin p.srec", "cat c >p.srec & ")
+                  .ends_with("p.srec: error: a pipe cannot be read twice: ask for one thing at a time\n"));
 }
 
 /// If an allocation, open or read fails, the report is either unchanged or says that something failed.

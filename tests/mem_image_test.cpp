@@ -34,8 +34,8 @@ TEST_F(Image, TracksAreasWithoutStorage) {
   EXPECT_EQ(0, Write(0x10, 2));
   EXPECT_EQ(0, Write(0x12, 1));
   EXPECT_EQ(0, Write(0x0F, 1));
-  EXPECT_EQ(0, MEMIMG_WriteData(m_pImage, 0x20, 2, nullptr, 'f'));
-  EXPECT_EQ(0, Write(0x22, 1)) << "an area next to storage gets storage";
+  EXPECT_EQ(0, MEMIMG_WriteData(m_pImage, 0x20, 120, nullptr, 'f'));
+  EXPECT_EQ(0, Write(0x98, 1)) << "an area next to storage gets storage";
   EXPECT_EQ(0U, m_pImage->HasLostBytes);
   EXPECT_EQ(0, Write(0x13, 1, "x"));
   EXPECT_EQ(1U, m_pImage->HasLostBytes);
@@ -43,17 +43,18 @@ TEST_F(Image, TracksAreasWithoutStorage) {
   EXPECT_EQ(MEMIMG_ERR_NO_MEMORY, Write(0x14, 12, "abcdefghijkl"));
   FAULT_Disarm();
   EXPECT_EQ(0, Write(0x14, 12, "abcdefghijkl"));
-  EXPECT_EQ(0, Write(0x40, 3));
-  EXPECT_EQ(0, Write(0x44, 1));
+  EXPECT_EQ(0, Write(0x140, 3));
+  EXPECT_EQ(0, Write(0x144, 1));
   m_pImage->HasLostBytes = 0;
-  EXPECT_EQ(0, Write(0x43, 1, "x"));
+  EXPECT_EQ(0, Write(0x143, 1, "x"));
   EXPECT_EQ(1U, m_pImage->HasLostBytes) << "joined to areas that cannot keep it";
-  EXPECT_EQ(" f=\xFF\xFF\xFF\xFF\xFF" + std::string("abcdefghijklff\xFF 40=?????"), RunsOf(BytesOf(m_pImage)));
-  EXPECT_EQ(" 40=.....", Read(0x40));
-  MEMIMG_QueueByte(m_pImage, 0x41, 'x');
-  EXPECT_EQ(" 40=_x___", Read(0x40));
+  EXPECT_EQ(" f=" + std::string(5, '\xFF') + "abcdefghijkl" + std::string(120, 'f') + "\xFF 140=?????",
+            RunsOf(BytesOf(m_pImage)));
+  EXPECT_EQ(" 140=.....", Read(0x140));
+  MEMIMG_QueueByte(m_pImage, 0x141, 'x');
+  EXPECT_EQ(" 140=_x___", Read(0x140));
   EXPECT_EQ(1, MEMIMG_FlushByteCache(m_pImage));
-  MEMIMG_QueueByte(m_pImage, 0x45, 'x');
+  MEMIMG_QueueByte(m_pImage, 0x145, 'x');
   EXPECT_EQ(1, MEMIMG_FlushByteCache(m_pImage));
 }
 

@@ -15,26 +15,25 @@ const std::string USAGE =
     "and creates a conditioned *.srec in the directory of <InputFile>.\n"
     "<Addr> is only required for *.bin input files to specify the start address.\n\n";
 
-const std::string END = "S9030000FC\r\n";
-const std::string HEX_OUT = "S106003002337A1A\r\n" + END;
-const std::string MOT_OUT = "S1060000010203F3\r\n" + END;
+const std::string END_RECORD = "S9030000FC\r\n";
+const std::string HEX_OUT = "S106003002337A1A\r\n" + END_RECORD;
+const std::string MOT_OUT = "S1060000010203F3\r\n" + END_RECORD;
 
 /// Starts the program through a shell. Returns a pipe from its output.
 FILE* Start(const std::string& Args) {
   return popen(("exec " BLOCKFIT_PROGRAM " " + Args).c_str(), "r");  // NOLINT(cert-env33-c): a shell is wanted
 }
 
-/// Expects the banner. Returns the exit status and what is printed after the banner.
-std::string Finish(FILE* pOutput, std::string Printed = "") {
-  for (int c = 0; (c = std::getc(pOutput)) != EOF;) {
-    Printed += static_cast<char>(c);
-  }
-  const int Status = pclose(pOutput);
-  const std::string Built = Printed.substr(TITLE.size(), 20);
+/// Waits for a run and expects its banner. Returns the exit status and what is printed after the banner.
+std::string End(FILE* pOutput, const std::string& Printed = "") {
+  std::string Result = Finish(pOutput, Printed);
+  const size_t Start = Result.find(' ') + 1;
+  const std::string Built = Result.substr(std::min(Start + TITLE.size(), Result.size()), 20);
   const std::string Banner = TITLE + Built + USAGE;
   tm BuildTime{};
-  EXPECT_TRUE(Printed.starts_with(Banner) && strptime(Built.c_str(), "%b %d %Y %T", &BuildTime) != nullptr) << Printed;
-  return std::to_string(WIFEXITED(Status) ? WEXITSTATUS(Status) : -Status) + " " + Printed.substr(Banner.size());
+  EXPECT_EQ(Banner, Result.substr(Start, Banner.size()));
+  EXPECT_NE(nullptr, strptime(Built.c_str(), "%b %d %Y %T", &BuildTime)) << Built;
+  return Result.erase(Start, Banner.size());
 }
 
 /// Runs in a folder of inputs.
@@ -56,21 +55,31 @@ class Run : public testing::Test {
     std::filesystem::create_symlink("/dev/full", "full.srec");
   }
 
-  /// Expects a run that writes these bytes; if there are none, it must fail after it has created the file.
+  /// Expects a run that prints these confirmations and writes these bytes.
   static void Writes(const std::string& Args, const std::string& Confirmed, const std::string& Output,
                      const std::string& Bytes) {
-    const std::string Reading = "Reading source file from " + Args.substr(Args.rfind(' ') + 1) + ".\n";
-    const std::string Writing = "Writing destination file to " + Output.substr(Output.rfind('/') + 1) + ".\n";
-    const std::string End = Bytes.empty() ? "Failed with error code -1\n" : "Conditioning done.\n";
-    const std::string Text = Confirmed + Reading.substr(0, 2047) + Writing + End;
-    EXPECT_EQ((Bytes.empty() ? "1 " : "0 ") + Text, Finish(Start(Args)));
+    Ends(Args, "0 " + Confirmed, Output, "Conditioning done.\n");
     EXPECT_EQ(Bytes, ReadFile(Output)) << Args;
     std::filesystem::remove(Output);
   }
 
+  /// Expects a run that fails when it has created fw.srec.
+  static void FailsLate(const std::string& Args, const std::string& Confirmed) {
+    Ends(Args, "1 " + Confirmed, "fw.srec", "Failed with error code -1\n");
+    EXPECT_EQ("", ReadFile("fw.srec")) << Args;
+    std::filesystem::remove("fw.srec");
+  }
+
+  static void Ends(const std::string& Args, const std::string& Begin, const std::string& Output,
+                   const std::string& Last) {
+    const std::string Reading = "Reading source file from " + Args.substr(Args.rfind(' ') + 1) + ".\n";
+    const std::string Writing = "Writing destination file to " + Output.substr(Output.rfind('/') + 1) + ".\n";
+    EXPECT_EQ(Begin + Reading.substr(0, 2047) + Writing + Last, End(Start(Args)));
+  }
+
   /// Expects a run that fails before it creates the output file.
   static void Fails(const std::string& Args, const std::string& Messages) {
-    EXPECT_EQ("1 " + Messages, Finish(Start(Args))) << Args;
+    EXPECT_EQ("1 " + Messages, End(Start(Args))) << Args;
     EXPECT_FALSE(std::filesystem::exists("fw.srec")) << Args;
   }
 };
@@ -82,24 +91,24 @@ TEST_F(Run, WritesTheOutput) {
     Writes(pInput, "", "x.srec", MOT_OUT);  // the first of them is replaced
   }
   Writes("./x.2.S", "", "x.2.srec", MOT_OUT);
-  Writes("in/.bin", "", ".bin.srec", "S10500001122C7\r\n" + END);
-  const std::string BinOut = "S307080000001122BD\r\n" + END;
+  Writes("in/.bin", "", ".bin.srec", "S10500001122C7\r\n" + END_RECORD);
+  const std::string BinOut = "S307080000001122BD\r\n" + END_RECORD;
   Writes("-lalign 10 -BASEADDR ' 0x8000000k' in/.bin", "Set line alignment to 16.\n", ".bin.srec", BinOut);
-  Writes("empty.bin", "", "empty.srec", END);
+  Writes("empty.bin", "", "empty.srec", END_RECORD);
   Writes("-BlockAlign 8192 fw.hex", "Set block alignment to 33170.\n", "fw.srec", HEX_OUT);
   const std::string Huge = "Set line alignment to 2147483648.\nSet block alignment to 4294967294.\n";
   Writes("-lalign 80000000 -balign fffffffe fw.hex", Huge, "fw.srec", HEX_OUT);
   Writes("-LineAlign 8 -OUT new/sub/x.srec fw.hex", "Set line alignment to 8.\n", "new/sub/x.srec.srec", HEX_OUT);
   Writes("-o '~/fw' fw.hex", "", "home/fw.srec", HEX_OUT);
   Writes("-o a/b/c/d/e/fw fw.hex", "", "a/b/c/d/e/fw.srec", HEX_OUT);
-  Writes("-a -10 high.bin", "", "high.srec", "S316FFFFFFF00101010101010101010101010101010101EB\r\n" + END);
+  Writes("-a -10 high.bin", "", "high.srec", "S316FFFFFFF00101010101010101010101010101010101EB\r\n" + END_RECORD);
   Writes(std::string(3000, '/').replace(0, 1, ".") + "fw.hex", "", "fw.srec", HEX_OUT);  // the message is cut
 }
 
 TEST_F(Run, SaysWhyItFails) {
-  Writes("-lalign 7 fw.hex", "Set line alignment to 7.\n", "fw.srec", "");
-  Writes("-balign 20 fw.hex", "Set block alignment to 32.\n", "fw.srec", "");
-  Writes("-balign 2001 fw.hex", "Set block alignment to 8193.\n", "fw.srec", "");
+  FailsLate("-lalign 7 fw.hex", "Set line alignment to 7.\n");
+  FailsLate("-balign 20 fw.hex", "Set block alignment to 32.\n");
+  FailsLate("-balign 2001 fw.hex", "Set block alignment to 8193.\n");
   const std::string Failed = "Failed with error code -1\n";
   Fails("missing.hex", "Reading source file from missing.hex.\n" + Failed);
   Fails("in/fw.hex", "Reading source file from in/fw.hex.\n" + Failed);
@@ -119,28 +128,23 @@ TEST_F(Run, SaysWhyItFails) {
   Fails("-a 0 -a 0 -a fw.hex", "Too many arguments.\n");
 }
 
-/// Runs a shell script. Returns its exit status.
-int Shell(const std::string& Script) {
-  return WEXITSTATUS(std::system(Script.c_str()));  // NOLINT(cert-env33-c): redirections and limits need a shell
-}
-
 TEST_F(Run, KeepsMessagesOutOfItsOutput) {
   WriteFile("fw.srec", "old\n");
   std::filesystem::create_symlink("../fw.srec", "in/fw.srec");
-  EXPECT_EQ(1, Shell("exec " BLOCKFIT_PROGRAM " -o in/fw fw.hex >>fw.srec"));
+  EXPECT_EQ("1 ", RunShell("exec " BLOCKFIT_PROGRAM " -o in/fw fw.hex >>fw.srec"));
   EXPECT_TRUE(ReadFile("fw.srec").starts_with("old\nVORNEX")) << "the old contents are kept";
-  EXPECT_EQ(0, Shell("exec " BLOCKFIT_PROGRAM " fw.hex >messages"));
+  EXPECT_EQ("0 ", RunShell("exec " BLOCKFIT_PROGRAM " fw.hex >messages"));
   for (const std::string Closed : {">&-", "<&- >&-", ">&- 2>&-", "<&- >&- 2>&-"}) {
     WriteFile("fw.srec", "");
-    EXPECT_EQ(0, Shell("exec " BLOCKFIT_PROGRAM " fw.hex " + Closed)) << Closed;
+    EXPECT_EQ("0 ", RunShell("exec " BLOCKFIT_PROGRAM " fw.hex " + Closed)) << Closed;
     EXPECT_EQ(HEX_OUT, ReadFile("fw.srec")) << Closed;
   }
 }
 
 TEST_F(Run, ContinuesWithoutAReaderAndReportsTheFileSizeLimit) {
   WriteFile("big.bin", std::string(100000, 'x'));
-  EXPECT_EQ(1, Shell("ulimit -f 8; exec " BLOCKFIT_PROGRAM " big.bin >/dev/null"));
-  EXPECT_EQ(0, Shell("{ sleep 0.1; " BLOCKFIT_PROGRAM " fw.hex; echo $? >status; } | :"));
+  EXPECT_EQ("1 ", RunShell("ulimit -f 8; exec " BLOCKFIT_PROGRAM " big.bin >/dev/null"));
+  EXPECT_EQ("0 ", RunShell("{ sleep 0.1; " BLOCKFIT_PROGRAM " fw.hex; echo $? >status; } | :"));
   EXPECT_EQ("0\n", ReadFile("status")) << "nobody reads the messages";
   EXPECT_EQ(HEX_OUT, ReadFile("fw.srec"));
 }
@@ -150,7 +154,7 @@ TEST_F(Run, WithoutArgumentsWaitsForAKey) {
   const int hKeys = open("keys", O_RDWR | O_NONBLOCK);
   char Key = 'x';
   EXPECT_EQ(1, write(hKeys, &Key, 1));
-  EXPECT_EQ("1 No source file specified.\n\n\nPress any key to exit", Finish(Start("< keys")));
+  EXPECT_EQ("1 No source file specified.\n\n\nPress any key to exit", End(Start("< keys")));
   EXPECT_EQ(-1, read(hKeys, &Key, 1)) << "the key has been taken";
   close(hKeys);
 }
@@ -167,7 +171,7 @@ TEST_F(Run, ShowsProgressBeforeASlowInputHasBeenRead) {
   usleep(10000);  // so that the rest arrives in a separate read, unless the machine is too busy
   Pipe << "37A1E" << std::flush;
   Pipe.close();
-  EXPECT_EQ('0', Finish(pOutput, Printed)[0]);
+  EXPECT_EQ('0', End(pOutput, Printed)[0]);
   EXPECT_EQ(HEX_OUT, ReadFile("slow.srec"));
 }
 

@@ -1,6 +1,5 @@
 #include "app/run.h"
-#include "sys/signals.h"
-#include "sys/standard_streams.h"
+#include "sys/process.h"
 
 int main(int argc, char** argv) {
   if (!SYS_OpenMissingStandardStreams()) {

@@ -20,8 +20,8 @@ constexpr uint32_t NUM_RUNS_SHOWN = 20;
 
 constexpr const char* USAGE =
     "Usage: blockfit-check [OPTION]... FILE...\n"
-    "Says why Blockfit refuses a data file, and on which line; or what an accepted file holds, and what in it may\n"
-    "surprise. Writes no file.\n\n"
+    "Says why Blockfit refuses a data file, and on which line; or what an accepted file holds. Warns of data that may\n"
+    "be missing or wrong. Writes no file.\n\n"
     "      --base ADDR      load address of every .bin file (default 0)\n"
     "      --runs           list all runs of data, not only the first 20\n"
     "      --against OTHER  compare each FILE's bytes and addresses with those of OTHER\n"
@@ -29,7 +29,7 @@ constexpr const char* USAGE =
     "      --blocks         the same, with a table of the blocks\n"
     "      --block N        the same, for a block size of N characters, even, 34 or more (default 8192)\n"
     "      --line N         the same, for a line alignment of N bytes, even; 0: no record is cut (default 8)\n"
-    "      --strict         exit status 1 for a warning, too\n"
+    "      --strict         also exit with 1 if there are warnings\n"
     "      --help           print this and exit\n"
     "      --version        print the version and exit\n\n"
     "ADDR and N are decimal, or hexadecimal with 0x. Blockfit itself takes all numbers as hexadecimal: what is\n"
@@ -54,18 +54,46 @@ struct Printer {
   bool HasWarned;
 };
 
-/// Prints a finding as compilers do, so that editors and build logs link it.
+/// A file name as it is printed.
+struct ShownName {
+  std::array<char, 8192> acText;
+};
+
+/// Makes control characters visible. UTF-8 stays as it is, so that editors find the file.
+ShownName Show(const char* pPath) {
+  ShownName Name;
+  char* pEnd = Name.acText.data();
+  uint8_t Previous = 0;
+  for (const char* p = pPath; *p != '\0' && pEnd < &Name.acText.back() - 4; ++p) {
+    const uint8_t Byte = static_cast<uint8_t>(*p);
+    const bool IsText = Byte > '~' && Byte != 0x7F && (Previous != 0xC2 || Byte >= 0xA0);  // C2 80 to C2 9F: control
+    pEnd = IsText ? std::copy_n(p, 1, pEnd) : CHECK_PutVisible(pEnd, Byte);
+    Previous = Byte;
+  }
+  *pEnd = '\0';
+  return Name;
+}
+
+/// Prints a text about a place in a file as compilers do, so that editors and build logs link it.
+void PrintAt(const char* pPath, const CheckPlace& Place, const char* pLevel, const char* pText) {
+  std::fprintf(stderr, "%s:", Show(pPath).acText.data());
+  if (Place.Line != 0) {
+    std::fprintf(stderr, "%" PRIu64 ":", Place.Line);
+  }
+  std::fprintf(stderr, " %s: %s\n", pLevel, pText);
+  if (Place.acExcerpt[0] != '\0') {
+    std::fprintf(stderr, "  %s\n  %*s\n", Place.acExcerpt.data(), static_cast<int>(Place.MarkColumn) + 1, "^");
+  }
+}
+
 void PrintFinding(void* pContext, const CheckFinding& Finding) {
+  constexpr std::array<const char*, 3> LEVELS = {"note", "warning", "error"};
   Printer* pPrinter = static_cast<Printer*>(pContext);
   pPrinter->HasWarned |= Finding.Level == CHECK_WARNING;
   std::fflush(stdout);  // in a log of both, what was found first comes first
-  std::fprintf(stderr, "%s:", pPrinter->pPath);
-  if (Finding.Line != 0) {
-    std::fprintf(stderr, "%" PRIu64 ":", Finding.Line);
-  }
-  std::fprintf(stderr, " %s: %s\n", Finding.Level == CHECK_ERROR ? "error" : "warning", Finding.pText);
-  if (Finding.pExcerpt[0] != '\0') {
-    std::fprintf(stderr, "  %s\n  %*s\n", Finding.pExcerpt, static_cast<int>(Finding.MarkColumn) + 1, "^");
+  PrintAt(pPrinter->pPath, Finding.Place, LEVELS[Finding.Level], Finding.pText);
+  if (Finding.FirstPlace.Line != 0) {
+    PrintAt(pPrinter->pPath, Finding.FirstPlace, "note", "first defined here");
   }
 }
 
@@ -76,8 +104,8 @@ void PrintRuns(const CheckInput& Input, bool ShowsAll) {
   }
   const uint32_t NumRuns = Input.pImage->NumAreas;
   const uint32_t NumShown = ShowsAll ? NumRuns : std::min(NumRuns, NUM_RUNS_SHOWN);
-  std::printf("%s: %s, %" PRIu64 " byte%s in %" PRIu32 " run%s\n", Input.pFile->pPath,
-              Input.pFile->pHandler->pFormatName, NumBytes, NumBytes == 1 ? "" : "s", NumRuns, NumRuns == 1 ? "" : "s");
+  std::printf("%s: %s, %" PRIu64 " byte%s in %" PRIu32 " run%s\n", Show(Input.pFile->pPath).acText.data(),
+              Input.pFormat, NumBytes, NumBytes == 1 ? "" : "s", NumRuns, NumRuns == 1 ? "" : "s");
   if (NumRuns != 0) {
     std::printf("       first        last        size\n");
   }
@@ -94,11 +122,13 @@ void PrintRuns(const CheckInput& Input, bool ShowsAll) {
 
 [[nodiscard]] CheckStatus Compare(const CheckInput& Input, const CheckInput& Other) {
   const CheckDifference Difference = CHECK_Compare(Input.pImage, Other.pImage);
+  const ShownName Name = Show(Input.pFile->pPath);
+  const ShownName OtherName = Show(Other.pFile->pPath);
   if (CHECK_IsSame(Difference)) {
-    std::printf("%s: same bytes at the same addresses as %s\n", Input.pFile->pPath, Other.pFile->pPath);
+    std::printf("%s: same bytes at the same addresses as %s\n", Name.acText.data(), OtherName.acText.data());
     return CHECK_GOOD;
   }
-  std::printf("%s: differs from %s, first at 0x%08" PRIX64 ": ", Input.pFile->pPath, Other.pFile->pPath,
+  std::printf("%s: differs from %s, first at 0x%08" PRIX64 ": ", Name.acText.data(), OtherName.acText.data(),
               Difference.FirstAddr);
   std::printf("%" PRIu64 " differing, %" PRIu64 " missing, %" PRIu64 " surplus bytes\n", Difference.NumDiffering,
               Difference.NumMissing, Difference.NumSurplus);
@@ -133,14 +163,28 @@ void PrintBlock(void*, const ConditionedBlock& Block) {
   const CheckStatus Status = CHECK_Conditioned(pPath, Set.Rules, Sink, Blocks);
   if (Status == CHECK_GOOD) {
     std::printf("%s: keeps every promise of a conditioned file, block size %" PRIu32 ", line alignment %" PRIu32 "\n",
-                pPath, Set.Rules.BlockSize, Set.Rules.LineAlign);
+                Show(pPath).acText.data(), Set.Rules.BlockSize, Set.Rules.LineAlign);
   }
   return Status;
 }
 
-/// Checks the files in all ways that are asked for.
-[[nodiscard]] CheckStatus CheckFiles(const Settings& Set, char* const* paPath) {
+/// Checks a file in all ways that are asked for.
+[[nodiscard]] CheckStatus CheckFile(const Settings& Set, const char* pPath, const CheckInput& Other,
+                                    const CheckSink& Sink) {
   const bool TestsPromises = Set.TestsConditioned != 0 || Set.ShowsBlocks != 0;
+  const bool ShowsInput = !TestsPromises || Set.ShowsRuns != 0 || Set.pAgainst != nullptr;
+  const CheckStatus Status = TestsPromises ? TestConditioned(Set, pPath, Sink) : CHECK_GOOD;
+  if (!ShowsInput || Status == CHECK_UNREADABLE) {
+    return Status;
+  }
+  if (TestsPromises && !CHECK_IsRegular(CHECK_SourceOf(pPath))) {
+    CHECK_Report(Sink, CHECK_ERROR, "a pipe cannot be read twice: ask for one thing at a time", {}, READ_NOWHERE);
+    return CHECK_UNREADABLE;
+  }
+  return std::max(Status, ExplainInput(Set, pPath, Other, Sink));
+}
+
+[[nodiscard]] CheckStatus CheckFiles(const Settings& Set, char* const* paPath) {
   CheckInput Other{};
   CheckStatus Status = CHECK_GOOD;
   Printer Print{Set.pAgainst, false};
@@ -150,27 +194,28 @@ void PrintBlock(void*, const ConditionedBlock& Block) {
   }
   for (; *paPath != nullptr; ++paPath) {
     Print.pPath = *paPath;
-    if (TestsPromises) {
-      Status = std::max(Status, TestConditioned(Set, *paPath, Sink));
-    }
-    if (!TestsPromises || Set.ShowsRuns != 0 || Set.pAgainst != nullptr) {
-      Status = std::max(Status, ExplainInput(Set, *paPath, Other, Sink));
-    }
+    Status = std::max(Status, CheckFile(Set, *paPath, Other, Sink));
   }
   CHECK_CloseInput(&Other);
   return Set.IsStrict != 0 && Print.HasWarned ? std::max(Status, CHECK_BAD) : Status;
 }
 
-/// Reads the value of an option: a number, decimal or with 0x, at least Min and a multiple of Step.
-/// Returns whether it is one.
-[[nodiscard]] bool ParseNumber(const char* pOption, uint32_t Min, uint32_t Step, uint32_t* pValue) {
+bool HasHexPrefix(std::string_view Text) {
+  return Text.starts_with("0x") || Text.starts_with("0X");
+}
+
+/// Reads the value of an option: a number, decimal or with 0x, at least Min and a multiple of Step. pWanted: what is
+/// right. Returns whether it is.
+[[nodiscard]] bool ParseNumber(const char* pOption, const char* pWanted, uint32_t Min, uint32_t Step,
+                               uint32_t* pValue) {
   const std::string_view Text = optarg;
-  const bool IsHex = Text.starts_with("0x") || Text.starts_with("0X");
+  const bool IsHex = HasHexPrefix(Text);
   const char* pEnd = Text.data() + Text.size();
   const std::from_chars_result Result = std::from_chars(Text.data() + (IsHex ? 2 : 0), pEnd, *pValue, IsHex ? 16 : 10);
   const bool IsRight = Result.ec == std::errc() && Result.ptr == pEnd && *pValue >= Min && *pValue % Step == 0;
   if (!IsRight) {
-    std::fprintf(stderr, "blockfit-check: '%s' is not a valid value for --%s\n", optarg, pOption);
+    std::fprintf(stderr, "blockfit-check: '%s' is not a valid value for --%s, which takes %s, decimal or with 0x\n",
+                 optarg, pOption, pWanted);
   }
   return IsRight;
 }
@@ -182,13 +227,14 @@ void PrintBlock(void*, const ConditionedBlock& Block) {
       pSet->pAgainst = optarg;
       return true;
     case 'b':
-      return ParseNumber("base", 0, 1, &pSet->BaseAddr);
+      return ParseNumber("base", "an address of 32 bits", 0, 1, &pSet->BaseAddr);
     case 'k':
       pSet->TestsConditioned = 1;
-      return ParseNumber("block", 34, 2, &pSet->Rules.BlockSize);
+      pSet->Rules.IsDecimal = !HasHexPrefix(optarg);
+      return ParseNumber("block", "an even number, 34 or more", 34, 2, &pSet->Rules.BlockSize);
     case 'l':
       pSet->TestsConditioned = 1;
-      return ParseNumber("line", 0, 2, &pSet->Rules.LineAlign);
+      return ParseNumber("line", "an even number", 0, 2, &pSet->Rules.LineAlign);
     case 0:
       return true;  // a flag, which is set
     default:
@@ -226,7 +272,7 @@ void PrintBlock(void*, const ConditionedBlock& Block) {
     }
   }
   if (optind >= NumArgs) {
-    std::fputs("blockfit-check: no file is named\n", stderr);
+    std::fputs("blockfit-check: no input file\n", stderr);
     return FailUsage();
   }
   return CheckFiles(Set, paArg + optind);

@@ -19,7 +19,7 @@ constexpr uint32_t MAX_LINE = 80;
 
 /// A check on its way through the file.
 struct Check {
-  const char* pPath;
+  CheckSource Source;
   ConditionedRules Rules;
   CheckSink Sink;
   BlockSink Blocks;
@@ -36,60 +36,74 @@ struct Check {
 /// Reports that a promise is broken at a position in the line, unless it is kept. Returns whether it is.
 bool Expect(const Check& State, bool IsKept, uint64_t Pos, const char* pText) {
   if (!IsKept) {
-    std::array<char, 160> acText;
+    std::array<char, 200> acText;
     std::snprintf(acText.data(), acText.size(), "offset %" PRIu64 ": %s", State.Offset + Pos, pText);
-    CHECK_Report(State.Sink, CHECK_ERROR, acText.data(), State.pPath, State.Offset + Pos);
+    CHECK_Report(State.Sink, CHECK_ERROR, acText.data(), State.Source, State.Offset + Pos);
   }
   return IsKept;
 }
 
 [[nodiscard]] CheckStatus FailRead(const Check& State) {
-  CHECK_Report(State.Sink, CHECK_ERROR, std::strerror(errno), State.pPath, READ_NOWHERE);
+  CHECK_Report(State.Sink, CHECK_ERROR, std::strerror(errno), State.Source, READ_NOWHERE);
   return CHECK_UNREADABLE;
+}
+
+/// Expect for the place of a record in its block, which looks wrong when the block size is not that of the file.
+bool ExpectPlace(const Check& State, bool IsKept, uint64_t Pos, const char* pText) {
+  std::array<char, 160> acText;
+  const int Len = std::snprintf(acText.data(), acText.size(), "%s: was it made with another block size?", pText);
+  if (State.Rules.IsDecimal) {
+    std::snprintf(acText.data() + Len, acText.size() - static_cast<size_t>(Len), " -BlockAlign %u is --block 0x%u here",
+                  State.Rules.BlockSize, State.Rules.BlockSize);
+  }
+  return Expect(State, IsKept, Pos, acText.data());
 }
 
 /// Tests that the line is a data record of digits, with CR LF.
 [[nodiscard]] bool TestText(const Check& State) {
   const char* pLine = State.acLine.data();
   const size_t Len = 1 + std::strspn(pLine + 1, UTIL_HEX_DIGITS);
-  return Expect(State, pLine[0] == 'S', 0, "record or CR LF expected") &&
+  const size_t LineEnd = pLine[0] == '\n' ? 0 : Len;
+  return Expect(State, pLine[LineEnd] != '\n', LineEnd,
+                "LF without CR ends the line: has an editor or git changed the line ends?") &&
+         Expect(State, pLine[0] == 'S', 0, "record or CR LF expected") &&
          Expect(State, pLine[1] >= '1' && pLine[1] <= '3', 1, "type 1, 2 or 3, or S9030000FC with CR LF, expected") &&
          Expect(State, std::strcmp(pLine + Len, "\r\n") == 0, Len, "upper-case hexadecimal digit or CR LF expected");
 }
 
 /// Decodes a data record: S, type, then count, address, data and checksum, each byte as two digits.
-[[nodiscard]] bool Decode(Check* pCheck) {
-  const char* pDigits = pCheck->acLine.data() + 2;
+[[nodiscard]] bool Decode(Check* pState) {
+  const char* pDigits = pState->acLine.data() + 2;
   const uint32_t NumDigits = static_cast<uint32_t>(std::strlen(pDigits)) - 2;
   const uint32_t NumAddressBytes = static_cast<uint32_t>(pDigits[-1] - '0') + 1;
   std::array<uint8_t, MAX_LINE / 2> aByte{};
   uint8_t Sum = 0;
   const bool IsHex = UTIL_DecodeHex(reinterpret_cast<const uint8_t*>(pDigits), NumDigits / 2, aByte.data(), &Sum);
-  pCheck->Addr = 0;
+  pState->Addr = 0;
   for (uint32_t i = 1; i <= NumAddressBytes; ++i) {
-    pCheck->Addr = pCheck->Addr << 8 | aByte[i];
+    pState->Addr = pState->Addr << 8 | aByte[i];
   }
-  pCheck->NumBytes = aByte[0] - NumAddressBytes - 1;  // wraps where the count is too small
+  pState->NumBytes = aByte[0] - NumAddressBytes - 1;  // wraps where the count is too small
   const uint64_t End = uint64_t{1} << (8 * NumAddressBytes);
-  return Expect(*pCheck, IsHex && NumDigits == 2 * (aByte[0] + 1U), 2, "the count does not fit the line") &&
-         Expect(*pCheck, pCheck->NumBytes - 1 < PIECE_SIZE, 2, "the count does not give 1 to 32 data bytes") &&
-         Expect(*pCheck, pCheck->Addr + pCheck->NumBytes <= End, 4, "the data goes beyond the type's last address") &&
-         Expect(*pCheck, Sum == 0xFF, NumDigits, "wrong checksum");
+  return Expect(*pState, IsHex && NumDigits == 2 * (aByte[0] + 1U), 2, "the count does not fit the line") &&
+         Expect(*pState, pState->NumBytes - 1 < PIECE_SIZE, 2, "the count does not give 1 to 32 data bytes") &&
+         Expect(*pState, pState->Addr + pState->NumBytes <= End, 4, "the data goes beyond the type's last address") &&
+         Expect(*pState, Sum == 0xFF, NumDigits, "wrong checksum");
 }
 
 /// Hands out the latest block and begins the next one.
-void EndBlock(Check* pCheck) {
-  if (pCheck->Blocks.pfBlock != nullptr) {
-    pCheck->Blocks.pfBlock(pCheck->Blocks.pContext, pCheck->Block);
+void EndBlock(Check* pState) {
+  if (pState->Blocks.pfBlock != nullptr) {
+    pState->Blocks.pfBlock(pState->Blocks.pContext, pState->Block);
   }
-  pCheck->Block = {pCheck->Block.Offset + pCheck->Rules.BlockSize, 0, 0, 0, false};
+  pState->Block = {pState->Block.Offset + pState->Rules.BlockSize, 0, 0, 0, false};
 }
 
 /// Steps to the block that the line begins in. IsRest: the line is the rest of a record that was cut.
-void EnterBlock(Check* pCheck, bool IsRest) {
-  while (pCheck->Offset - pCheck->Block.Offset >= pCheck->Rules.BlockSize) {
-    pCheck->Block.IsCut = IsRest && pCheck->Block.NumRecords != 0;
-    EndBlock(pCheck);
+void EnterBlock(Check* pState, bool IsRest) {
+  while (pState->Offset - pState->Block.Offset >= pState->Rules.BlockSize) {
+    pState->Block.IsCut = IsRest && pState->Block.NumRecords != 0;
+    EndBlock(pState);
   }
 }
 
@@ -103,71 +117,71 @@ void EnterBlock(Check* pCheck, bool IsRest) {
   const uint32_t NumBefore = State.NumInPiece;
   const bool IsPiece = NumBefore == 0;
   const bool IsGroups = State.Rules.LineAlign != 0 && NumBefore % State.Rules.LineAlign == 0;
-  return Expect(State, std::strlen(State.acLine.data()) <= Room, Room, "the line crosses the end of its block") &&
-         Expect(State, State.Block.NumFill == 0, 0, "a record follows fill in the same block") &&
-         Expect(State, IsPiece || State.Block.NumRecords == 0, 0, "the record before is not cut at a block's end") &&
+  return ExpectPlace(State, std::strlen(State.acLine.data()) <= Room, Room, "the line crosses the end of its block") &&
+         ExpectPlace(State, State.Block.NumFill == 0, 0, "a record follows fill in the same block") &&
+         ExpectPlace(State, IsPiece || State.Block.NumRecords == 0, 0, "the record before is cut within a block") &&
          Expect(State, IsPiece || IsGroups, 0, "the record before is not cut at a multiple of the line alignment") &&
          Expect(State, NumBefore + State.NumBytes <= PIECE_SIZE, 0, "this is more than the rest of the record before");
 }
 
-[[nodiscard]] bool TestData(Check* pCheck) {
-  if (!TestText(*pCheck) || !Decode(pCheck) ||
-      !Expect(*pCheck, pCheck->Addr >= pCheck->NextAddr, 4, "the address is not above those of the record before")) {
+[[nodiscard]] bool TestData(Check* pState) {
+  if (!TestText(*pState) || !Decode(pState) ||
+      !Expect(*pState, pState->Addr >= pState->NextAddr, 4, "the address is not above those of the record before")) {
     return false;
   }
-  if (pCheck->Addr != pCheck->NextAddr) {
-    pCheck->NumInPiece = 0;
+  if (pState->Addr != pState->NextAddr) {
+    pState->NumInPiece = 0;
   }
-  EnterBlock(pCheck, pCheck->NumInPiece != 0);
-  if (!TestPlace(*pCheck)) {
+  EnterBlock(pState, pState->NumInPiece != 0);
+  if (!TestPlace(*pState)) {
     return false;
   }
-  ++pCheck->Block.NumRecords;
-  pCheck->Block.NumBytes += pCheck->NumBytes;
-  pCheck->NextAddr = pCheck->Addr + pCheck->NumBytes;
-  pCheck->NumInPiece = (pCheck->NumInPiece + pCheck->NumBytes) % PIECE_SIZE;
+  ++pState->Block.NumRecords;
+  pState->Block.NumBytes += pState->NumBytes;
+  pState->NextAddr = pState->Addr + pState->NumBytes;
+  pState->NumInPiece = (pState->NumInPiece + pState->NumBytes) % PIECE_SIZE;
   return true;
 }
 
-[[nodiscard]] bool TestLine(Check* pCheck) {
-  const char* pLine = pCheck->acLine.data();
-  if (!Expect(*pCheck, !pCheck->HasEnded, 0, "text after the end record")) {
+[[nodiscard]] bool TestLine(Check* pState) {
+  const char* pLine = pState->acLine.data();
+  if (!Expect(*pState, !pState->HasEnded, 0, "text after the end record")) {
     return false;
   }
   if (pLine[0] == '\r') {
-    EnterBlock(pCheck, false);
-    pCheck->Block.NumFill += 2;
-    return Expect(*pCheck, std::strcmp(pLine, "\r\n") == 0, 1, "LF expected");
+    EnterBlock(pState, false);
+    pState->Block.NumFill += 2;
+    return Expect(*pState, std::strcmp(pLine, "\r\n") == 0, 1, "LF expected");
   }
   if (std::strcmp(pLine, "S9030000FC\r\n") == 0) {
-    EnterBlock(pCheck, false);
-    pCheck->HasEnded = true;
-    pCheck->NumInPiece = 0;
-    return TestPlace(*pCheck);
+    EnterBlock(pState, false);
+    pState->HasEnded = true;
+    pState->NumInPiece = 0;
+    return TestPlace(*pState);
   }
-  return TestData(pCheck);
+  return TestData(pState);
 }
 
-/// Tests all lines. A line with a NUL in it is taken to end there, which breaks a promise.
-[[nodiscard]] CheckStatus TestFile(Check* pCheck, std::FILE* pFile) {
-  while (std::fgets(pCheck->acLine.data(), MAX_LINE + 1, pFile) != nullptr) {
-    if (!TestLine(pCheck)) {
+/// Tests all lines. A NUL ends a line early, and the line is then refused.
+[[nodiscard]] CheckStatus TestFile(Check* pState, std::FILE* pFile) {
+  while (std::fgets(pState->acLine.data(), MAX_LINE + 1, pFile) != nullptr) {
+    if (!TestLine(pState)) {
       return CHECK_BAD;
     }
-    pCheck->Offset += std::strlen(pCheck->acLine.data());
+    pState->Offset += std::strlen(pState->acLine.data());
   }
   if (std::ferror(pFile) != 0) {
-    return FailRead(*pCheck);
+    return FailRead(*pState);
   }
-  EndBlock(pCheck);
-  return Expect(*pCheck, pCheck->HasEnded, 0, "no end record") ? CHECK_GOOD : CHECK_BAD;
+  EndBlock(pState);
+  return Expect(*pState, pState->HasEnded, 0, "no end record") ? CHECK_GOOD : CHECK_BAD;
 }
 
 }  // namespace
 
 CheckStatus CHECK_Conditioned(const char* pPath, const ConditionedRules& Rules, const CheckSink& Sink,
                               const BlockSink& Blocks) {
-  Check State{pPath, Rules, Sink, Blocks, 0, {}, {}, 0, 0, 0, 0, false};
+  Check State{CHECK_SourceOf(pPath), Rules, Sink, Blocks, 0, {}, {}, 0, 0, 0, 0, false};
   std::FILE* pFile = std::fopen(pPath, "rbe");
   if (pFile == nullptr) {
     return FailRead(State);

@@ -1,74 +1,98 @@
 #include "check/finding.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
-
-#include "sys/file.h"
+#include <cstring>
 
 namespace {
 
-/// What fits on a screen of 80 characters after an indent, even if an escape begins with the last character.
-constexpr uint32_t MAX_WIDTH = 75;
+constexpr const char* LEFT_OUT = "...";
 
-/// A line of a file, as far as it is shown.
-struct SourceLine {
-  uint64_t Number = 0;
-  uint64_t Start = 0;  ///< Offset of its first byte.
-  uint32_t Mark = 0;
-  std::array<char, 4 * MAX_WIDTH + 1> acText{};  ///< A byte takes up to 4 characters.
-};
+/// How much of a long line is shown before the place, so that most excerpts begin where their line does; and in all.
+constexpr int MAX_BEFORE = 70;
+constexpr int MAX_SHOWN = CHECK_MAX_EXCERPT - 6;
 
-bool IsLineEnd(int Byte) {
+bool IsLineEnd(uint8_t Byte) {
   return Byte == '\n' || Byte == '\r';
 }
 
-/// Finds the line of a byte. LF, CR LF and a CR that no LF follows end a line.
-void FindLine(SourceLine* pLine, std::FILE* pFile, uint64_t Offset) {
-  int Previous = 0;
-  pLine->Number = 1;
-  for (uint64_t Next = 1; Next <= Offset; ++Next) {
-    const int Byte = std::getc(pFile);
-    if (IsLineEnd(Byte)) {
-      pLine->Number += Byte == '\n' && Previous == '\r' ? 0 : 1;
-      pLine->Start = Next;
+/// Finds the line of a byte. LF, CR LF and a CR that no LF follows end a line. Returns false if the file cannot be read
+/// up to there.
+[[nodiscard]] bool FindLine(const CheckSource& Source, uint64_t Offset, CheckPlace* pPlace) {
+  uint8_t Previous = 0;
+  pPlace->Line = 1;
+  for (uint64_t At = 0; At < Offset;) {
+    const CheckBytes Piece = CHECK_ReadAgain(Source, At);
+    for (uint32_t i = 0; i < Piece.NumBytes && At < Offset; ++i) {
+      const uint8_t Byte = Piece.aByte[i];
+      ++At;
+      if (IsLineEnd(Byte)) {
+        pPlace->Line += Byte == '\n' && Previous == '\r' ? 0 : 1;
+        pPlace->LineOffset = At;
+      }
+      Previous = Byte;
     }
-    Previous = Byte;
+    if (Piece.NumBytes == 0) {
+      return false;
+    }
   }
+  return true;
 }
 
-/// Takes the line's text: from its start or, where the byte at Offset is too far from that, from half a screen before.
-void TakeText(SourceLine* pLine, std::FILE* pFile, uint64_t Offset) {
-  const uint64_t NumBefore = Offset - pLine->Start < MAX_WIDTH ? Offset - pLine->Start : MAX_WIDTH / 2;
-  char* pEnd = pLine->acText.data();
-  (void)fseeko(pFile, static_cast<off_t>(Offset - NumBefore), SEEK_SET);
-  for (uint64_t i = 0; i < NumBefore; ++i) {
-    pEnd = CHECK_PutVisible(pEnd, static_cast<uint8_t>(std::getc(pFile)));
+/// Shows the line or, if it is too long, what fits of it around the place.
+void PutExcerpt(const CheckSource& Source, uint64_t Offset, CheckPlace* pPlace) {
+  const uint64_t First = std::max(pPlace->LineOffset, Offset - std::min<uint64_t>(Offset, CHECK_MAX_EXCERPT));
+  const CheckBytes Piece = CHECK_ReadAgain(Source, First);
+  std::array<char, 8 * CHECK_MAX_EXCERPT + 8> acText;
+  char* pEnd = acText.data();
+  char* pMark = pEnd;
+  for (uint32_t i = 0; i < Piece.NumBytes && i < 2 * CHECK_MAX_EXCERPT && !IsLineEnd(Piece.aByte[i]); ++i) {
+    pEnd = CHECK_PutVisible(pEnd, Piece.aByte[i]);
+    pMark = First + i < Offset ? pEnd : pMark;
   }
-  pLine->Mark = static_cast<uint32_t>(pEnd - pLine->acText.data());
-  const char* pFull = pLine->acText.data() + MAX_WIDTH;
-  for (int Byte = std::getc(pFile); Byte != EOF && !IsLineEnd(Byte) && pEnd < pFull; Byte = std::getc(pFile)) {
-    pEnd = CHECK_PutVisible(pEnd, static_cast<uint8_t>(Byte));
-  }
-  *pEnd = '\0';
+  const int Mark = static_cast<int>(pMark - acText.data());
+  const int Len = static_cast<int>(pEnd - acText.data());
+  const bool IsFromStart = First == pPlace->LineOffset;
+  const bool Fits = IsFromStart && Len <= static_cast<int>(CHECK_MAX_EXCERPT);
+  const int From = Fits ? 0 : std::max(Mark - MAX_BEFORE, 0);
+  const int To = Fits ? Len : std::min(From + MAX_SHOWN, Len);
+  const char* pBefore = IsFromStart && From == 0 ? "" : LEFT_OUT;
+  std::snprintf(pPlace->acExcerpt.data(), pPlace->acExcerpt.size(), "%s%.*s%s", pBefore, To - From,
+                acText.data() + From, To == Len ? "" : LEFT_OUT);
+  pPlace->MarkColumn = static_cast<uint32_t>(std::strlen(pBefore)) + static_cast<uint32_t>(Mark - From);
 }
 
 }  // namespace
 
+void CHECK_Report(const CheckSink& Sink, CheckLevel Level, const char* pText, const CheckSource& Source,
+                  uint64_t Offset) {
+  Sink.pfFound(Sink.pContext, {Level, pText, CHECK_FindPlace(Source, Offset), {}});
+}
+
+CheckPlace CHECK_FindPlace(const CheckSource& Source, uint64_t Offset) {
+  CheckPlace Place{};
+  if (Offset == READ_NOWHERE || !CHECK_IsRegular(Source) || !FindLine(Source, Offset, &Place)) {
+    return {};
+  }
+  PutExcerpt(Source, Offset, &Place);
+  return Place;
+}
+
+CheckBytes CHECK_ReadAgain(const CheckSource& Source, uint64_t Offset) {
+  CheckBytes Piece;
+  Piece.NumBytes = 0;
+  const bool IsSame = CHECK_IsRegular(Source) && SYS_GetFileState(Source.pPath) == Source.State;
+  std::FILE* pFile = IsSame ? std::fopen(Source.pPath, "rbe") : nullptr;
+  if (pFile != nullptr) {
+    if (fseeko(pFile, static_cast<off_t>(Offset), SEEK_SET) == 0) {
+      Piece.NumBytes = static_cast<uint32_t>(std::fread(Piece.aByte.data(), 1, Piece.aByte.size(), pFile));
+    }
+    std::fclose(pFile);
+  }
+  return Piece;
+}
+
 char* CHECK_PutVisible(char* pText, uint8_t Byte) {
   const bool IsPrintable = Byte >= ' ' && Byte <= '~';
   return pText + std::snprintf(pText, 5, IsPrintable ? "%c" : "\\x%02X", Byte);
-}
-
-void CHECK_Report(const CheckSink& Sink, CheckLevel Level, const char* pText, const char* pPath, uint64_t Offset) {
-  SourceLine Line;
-  // A pipe gives its bytes once, and opening it again could wait for ever.
-  const bool CanRead = Offset != READ_NOWHERE && SYS_IsRegularFile(pPath);
-  std::FILE* pFile = CanRead ? std::fopen(pPath, "rbe") : nullptr;
-  if (pFile != nullptr) {
-    FindLine(&Line, pFile, Offset);
-    TakeText(&Line, pFile, Offset);
-    std::fclose(pFile);
-  }
-  Sink.pfFound(Sink.pContext, {Level, pText, Line.Number, Line.acText.data(), Line.Mark});
 }

@@ -7,66 +7,230 @@
 #include <cstdio>
 #include <cstring>
 
-#include "sys/file.h"
+#include "check/hints.h"
+#include "check/record_watch.h"
+#include "readers/bin_reader.h"
+#include "readers/hex_reader.h"
+#include "readers/mot_reader.h"
+#include "util/text.h"
 
 namespace {
 
-constexpr size_t TEXT_SIZE = 1024;
+/// How a format is read by those who explain a file.
+struct Format {
+  decltype(FormatHandler::pfRead) pfRead;  ///< What the extension table has for it.
+  const char* pName;
+  decltype(&HEX_ReadEx) pfReadText;  ///< Null: raw binary.
+};
+
+constexpr std::array<Format, 3> FORMATS = {{
+    {DATAFILE_ReadHex, "Intel HEX", HEX_ReadEx},
+    {DATAFILE_ReadMot, "Motorola S-record", MOT_ReadEx},
+    {DATAFILE_ReadBin, "raw binary", nullptr},
+}};
+
+/// The text of a finding.
+constexpr uint32_t TEXT_SIZE = 1024;
+using FindingText = std::array<char, TEXT_SIZE>;
+
+/// Data bytes of the longest record.
+constexpr uint32_t MAX_DATA = 255;
 
 /// A read of a file.
 struct Reading {
-  const CheckSink* pSink;
-  const char* pPath;
-  ReadNotes Notes;
+  CheckSink Sink;
+  CheckSource Source;
+  const Format* pFormat;
+  uint32_t BaseAddr;
+  MemImage* pImage;
+  ReadNotes Notes{};
+  RecordWatch Watch{};
+  NotedRecord Last{};  ///< The latest record whose text is right, with its data in aLastData.
+  std::array<uint8_t, MAX_DATA> aLastData{};
+  FindingText acReaderError{};  ///< What the reader says,
+  int SystemError = 0;          ///< and the system's error number at that time.
 };
 
-/// Steps over "Error in line N: ". The reader counts CR LF, CR CR and LF LF after a record as one line end, so that its
-/// number falls behind an editor's at blank lines; and in S-records it does not count a CR.
-const char* WithoutLineNumber(const char* pText) {
-  const char* pColon = std::strncmp(pText, "Error in line ", 14) == 0 ? std::strchr(pText, ':') : nullptr;
-  return pColon != nullptr ? pColon + 2 : pText;
+const Format* FormatOf(const DataFile& File) {
+  return std::find_if(FORMATS.begin(), FORMATS.end(),
+                      [&](const Format& Row) { return Row.pfRead == File.pHandler->pfRead; });
 }
 
-/// Reports the error of a reader: one in the text of the file at its place, another with the system's own words.
-void ReportError(void* pContext, uint32_t, const char* pText) {
-  const Reading& Read = *static_cast<const Reading*>(pContext);
-  std::array<char, TEXT_SIZE> acText{};
-  if (Read.Notes.Error == READ_NOWHERE) {
-    std::snprintf(acText.data(), acText.size(), errno != 0 ? "%s (%s)" : "%s", WithoutLineNumber(pText),
-                  std::strerror(errno));
-    std::replace(acText.begin(), acText.end(), '\n', ' ');
+void NoteRecord(void* pContext, const NotedRecord& Record) {
+  Reading* pRead = static_cast<Reading*>(pContext);
+  pRead->Last = Record;
+  pRead->Last.pData = pRead->aLastData.data();
+  std::copy_n(Record.pData, std::max(Record.NumBytes, 0), pRead->aLastData.data());
+  CHECK_WatchRecord(&pRead->Watch, Record);
+}
+
+/// Keeps the error, which is explained when the read has ended: a reader serves one read at a time.
+void KeepError(void* pContext, uint32_t, const char* pText) {
+  Reading* pRead = static_cast<Reading*>(pContext);
+  pRead->SystemError = errno;
+  UTIL_CopyString(pRead->acReaderError.data(), pText, TEXT_SIZE);
+}
+
+/// Reads the file into an image. Returns the reader's result.
+[[nodiscard]] int ReadFile(const Reading& Read, MemImage* pImage, const ReportSink& Sink, ReadNotes* pNotes) {
+  const char* pPath = Read.Source.pPath;
+  return Read.pFormat->pfReadText != nullptr
+             ? Read.pFormat->pfReadText(pImage, pPath, Sink.pfReport, Sink.pContext, pNotes)
+             : BIN_ReadEx(pImage, pPath, Read.BaseAddr, Sink.pfReport, Sink.pContext);
+}
+
+/// Looks for the record that defined an address.
+struct DefinitionSearch {
+  uint64_t Addr;
+  uint64_t Offset;  ///< Of the byte's digits; READ_NOWHERE until it is found.
+  uint8_t Value;
+};
+
+void NoteDefinition(void* pContext, const NotedRecord& Record) {
+  DefinitionSearch* pSearch = static_cast<DefinitionSearch*>(pContext);
+  const uint64_t Index = pSearch->Addr - Record.Addr;
+  if (pSearch->Offset == READ_NOWHERE && Record.Kind == NOTED_DATA && Index < static_cast<uint32_t>(Record.NumBytes)) {
+    pSearch->Offset = Record.DataOffset + 2 * Index;
+    pSearch->Value = Record.pData[Index];
+  }
+}
+
+/// Reads the file once more to find where the byte at an address was defined.
+[[nodiscard]] CheckPlace FindDefinition(const Reading& Read, uint64_t Addr, uint8_t Value) {
+  DefinitionSearch Search{Addr, READ_NOWHERE, 0};
+  ReadNotes Notes{NoteDefinition, &Search};
+  MemImage* pImage = MEMIMG_Create();
+  if (pImage != nullptr) {
+    (void)ReadFile(Read, pImage, {nullptr, nullptr}, &Notes);
+  }
+  MEMIMG_Free(pImage);
+  return CHECK_FindPlace(Read.Source, Search.Value == Value ? Search.Offset : READ_NOWHERE);
+}
+
+/// Reports that addresses of the last record are taken: which, since which line, and whether with other bytes.
+void ReportOverlap(const Reading& Read) {
+  const NotedRecord& Record = Read.Last;
+  const uint64_t LastAddr = Record.Addr + static_cast<uint32_t>(Record.NumBytes) - 1;
+  std::array<uint8_t, MAX_DATA> aThere;
+  std::array<uint8_t, MAX_DATA> aIsThere;
+  uint64_t Addr = 0;
+  const int64_t NumBytes = MEMIMG_ReadData(Read.pImage, Record.Addr, LastAddr, MAX_DATA, 0, aThere.data(),
+                                           aIsThere.data(), &Addr, MAX_DATA, 0, 0);
+  const uint8_t* pHere = Record.pData + (Addr - Record.Addr);
+  uint32_t i = 0;
+  while (i < NumBytes && (aIsThere[i] == 0 || aThere[i] == pHere[i])) {
+    ++i;
+  }
+  const CheckPlace FirstPlace = FindDefinition(Read, Addr, aThere[0]);
+  std::array<char, 50> acFirst{"defined twice"};
+  std::array<char, 20> acAt{};
+  std::array<char, 50> acBytes{"the same bytes"};
+  if (FirstPlace.Line != 0) {
+    std::snprintf(acFirst.data(), acFirst.size(), "first defined on line %" PRIu64, FirstPlace.Line);
+  }
+  if (i != 0) {
+    std::snprintf(acAt.data(), acAt.size(), "at 0x%08" PRIX64 " ", Addr + i);
+  }
+  if (i < NumBytes) {
+    std::snprintf(acBytes.data(), acBytes.size(), "%sthere 0x%02X, here 0x%02X", acAt.data(), aThere[i], pHere[i]);
+  }
+  FindingText acText;
+  std::snprintf(acText.data(), TEXT_SIZE, "Areas overlap: 0x%08" PRIX64 ", %s, %s", Addr, acFirst.data(),
+                acBytes.data());
+  const CheckPlace Place = CHECK_FindPlace(Read.Source, Record.DataOffset + 2 * (Addr - Record.Addr));
+  Read.Sink.pfFound(Read.Sink.pContext, {CHECK_ERROR, acText.data(), Place, FirstPlace});
+}
+
+/// Puts a reader's text: on one line, with what cannot be printed made visible. Without "Error in line N: ", if the
+/// line is shown: the reader counts CR LF, CR CR and LF LF after a record of Intel HEX as one line end, so that its
+/// number falls behind an editor's at blank lines; and in S-records it does not count a CR.
+void PutReaderText(FindingText* pText, const char* pReaderText, bool IsLineShown) {
+  const char* pColon = std::strchr(pReaderText, ':');
+  char* pEnd = pText->data();
+  for (const char* p = IsLineShown && pColon != nullptr ? pColon + 2 : pReaderText; *p != '\0'; ++p) {
+    pEnd = CHECK_PutVisible(pEnd, *p != '\n' ? static_cast<uint8_t>(*p) : ' ');
+  }
+  *pEnd = '\0';
+}
+
+/// Writes what helps with an error at a place: what the file is, or how far the line is from what its count asks for.
+void PutHint(const Reading& Read, int Status, const CheckPlace& Place, FindingText* pHint) {
+  const CheckDigits Digits = CHECK_CountDigits(Read.Source, Place.LineOffset);
+  const bool EndsEarly = Digits.NumDigits < Digits.NumWanted && Digits.IsLineEnd;
+  const bool GoesOn = Digits.NumDigits > Digits.NumWanted && Digits.NumWanted != 0;
+  const char* pForeign = Status == READER_ERR_NOT_FORMAT ? CHECK_NameForeign(Read.Source) : nullptr;
+  if (pForeign != nullptr) {
+    std::snprintf(pHint->data(), TEXT_SIZE, ": %s", pForeign);
+  } else if (Status == READER_ERR_RECORD && (EndsEarly || GoesOn)) {
+    std::snprintf(pHint->data(), TEXT_SIZE, ": the count asks for %u digits, the line has %u", Digits.NumWanted,
+                  Digits.NumDigits);
+  }
+}
+
+/// Reports the error of a read that has failed with a status. A pipe cannot be read again: there is only the error.
+void ReportError(const Reading& Read, int Status) {
+  const CheckPlace Place = CHECK_FindPlace(Read.Source, Read.Notes.Error);
+  FindingText acText{};
+  if (Read.Notes.Error != READ_NOWHERE) {
+    if (Place.Line != 0 && std::strstr(Read.acReaderError.data(), "Areas overlap") != nullptr) {
+      ReportOverlap(Read);
+      return;
+    }
+    FindingText acHint{};
+    PutReaderText(&acText, Read.acReaderError.data(), Place.Line != 0);
+    PutHint(Read, Status, Place, &acHint);
+    UTIL_AppendString(acText.data(), acHint.data(), TEXT_SIZE);
   } else {
-    char* pEnd = acText.data();
-    for (const char* p = SYS_IsRegularFile(Read.pPath) ? WithoutLineNumber(pText) : pText; *p != '\0'; ++p) {
-      pEnd = CHECK_PutVisible(pEnd, *p != '\n' ? static_cast<uint8_t>(*p) : ' ');
+    const char* pReason = Status == READER_ERR_NO_MEMORY ? "Out of memory" : std::strerror(Read.SystemError);
+    UTIL_CopyString(acText.data(), pReason, TEXT_SIZE);
+  }
+  Read.Sink.pfFound(Read.Sink.pContext, {CHECK_ERROR, acText.data(), Place, {}});
+}
+
+/// Whether nothing but padding follows the mark that ends the data. Of a pipe, that is not known.
+[[nodiscard]] bool IsPadded(const CheckSource& Source, uint64_t EndMark) {
+  const auto IsPadding = [](uint8_t Byte) { return std::memchr("\0\x1A\r\n\t ", Byte, 6) != nullptr; };
+  CheckBytes Bytes = CHECK_ReadAgain(Source, EndMark);
+  bool Result = Bytes.NumBytes != 0;
+  while (Result && Bytes.NumBytes != 0) {
+    Result = std::all_of(Bytes.aByte.begin(), Bytes.aByte.begin() + Bytes.NumBytes, IsPadding);
+    EndMark += Bytes.NumBytes;
+    Bytes = CHECK_ReadAgain(Source, EndMark);
+  }
+  return Result;
+}
+
+/// Reports what is suspicious about a file that was read completely.
+void JudgeAccepted(const Reading& Read) {
+  if (Read.pFormat->pfReadText == nullptr) {
+    CHECK_JudgeBinary(Read.Source, Read.Sink);
+    if (CHECK_RunFrom(Read.pImage, uint64_t{UINT32_MAX} + 1).NumBytes != 0) {
+      CHECK_Report(Read.Sink, CHECK_WARNING, CHECK_BEYOND_32_BITS, Read.Source, READ_NOWHERE);
+    }
+  } else {
+    CHECK_WatchEnd(Read.Watch, Read.Notes.LastRecord);
+    if (Read.Notes.EndMark != READ_NOWHERE && !IsPadded(Read.Source, Read.Notes.EndMark)) {
+      CHECK_Report(Read.Sink, CHECK_WARNING, "a byte 0x00 or 0x1A ends the data here: what follows is not read",
+                   Read.Source, Read.Notes.EndMark);
     }
   }
-  CHECK_Report(*Read.pSink, CHECK_ERROR, acText.data(), Read.pPath, Read.Notes.Error);
-}
-
-/// Reports a text about a place, if the file has that.
-void WarnAt(const Reading& Read, uint64_t Place, const char* pText) {
-  if (Place != READ_NOWHERE) {
-    CHECK_Report(*Read.pSink, CHECK_WARNING, pText, Read.pPath, Place);
+  if (Read.pImage->NumAreas == 0) {
+    CHECK_Report(Read.Sink, CHECK_WARNING, "the file has no data", Read.Source, READ_NOWHERE);
   }
 }
 
-void Warn(const Reading& Read, MemImage* pImage) {
-  const ReadNotes& Notes = Read.Notes;
-  std::array<char, 80> acStart;
-  std::snprintf(acStart.data(), acStart.size(), "the output will not have the start address 0x%08" PRIX32,
-                Notes.StartAddr);
-  if (Notes.EndRecord == READ_NOWHERE) {
-    WarnAt(Read, Notes.LastRecord, "no end record follows this last record: the file may have been cut off");
+[[nodiscard]] CheckStatus FailOpen(const CheckSink& Sink, const char* pText) {
+  CHECK_Report(Sink, CHECK_ERROR, pText, {}, READ_NOWHERE);
+  return CHECK_UNREADABLE;
+}
+
+[[nodiscard]] CheckStatus FailExtension(const CheckSink& Sink) {
+  FindingText acText{"Unsupported file extension. Blockfit reads"};
+  for (const FormatHandler& Row : DATAFILE_EXTENSIONS) {
+    UTIL_AppendString(acText.data(), " ", TEXT_SIZE);
+    UTIL_AppendString(acText.data(), Row.pExt, TEXT_SIZE);
   }
-  WarnAt(Read, Notes.DataAfterEnd, "data after the end record");
-  WarnAt(Read, Notes.EndMark, "a byte 0x00 or 0x1A ends the data here: what follows is not read");
-  WarnAt(Read, Notes.StartRecord, acStart.data());
-  if (CHECK_RunFrom(pImage, uint64_t{UINT32_MAX} + 1).NumBytes != 0) {  // in raw binary, that is nowhere
-    CHECK_Report(*Read.pSink, CHECK_WARNING,
-                 "data beyond address 0xFFFFFFFF: the output has its address modulo 2 to the power 32", Read.pPath,
-                 Notes.DataBeyond32Bit);
-  }
+  return FailOpen(Sink, acText.data());
 }
 
 }  // namespace
@@ -75,23 +239,38 @@ CheckStatus CHECK_OpenInput(CheckInput* pInput, const char* pPath, uint32_t Base
   *pInput = {};
   int Status = 0;
   pInput->pFile = DATAFILE_CreateFromPath(pPath, BaseAddr, &Status);
-  if (pInput->pFile == nullptr) {
-    const bool HasNoFormat = Status == DATAFILE_ERR_UNSUPPORTED || *pPath == '\0';
-    const char* pText = HasNoFormat ? "Unsupported file extension." : "Out of memory";
-    CHECK_Report(Sink, CHECK_ERROR, pText, pPath, READ_NOWHERE);
-    return CHECK_UNREADABLE;
+  if (Status == DATAFILE_ERR_UNSUPPORTED || *pPath == '\0') {
+    return FailExtension(Sink);
   }
-  Reading Read{&Sink, pPath, {}};
-  errno = 0;
-  pInput->pImage = DATAFILE_ReadImage(pInput->pFile, {ReportError, &Read}, &Read.Notes);
-  if (pInput->pImage == nullptr) {
+  if (pInput->pFile == nullptr) {
+    return FailOpen(Sink, "Out of memory");
+  }
+  const Format* pFormat = FormatOf(*pInput->pFile);
+  const CheckSource Source = CHECK_SourceOf(pInput->pFile->pPath);
+  if (pFormat->pfReadText == nullptr && Source.State.NumBytes > MEMIMG_MAX_AREA_BYTES) {
+    return FailOpen(Sink, "the file is larger than 2147483647 bytes, the most that a .bin can have");
+  }
+  MemImage* pImage = MEMIMG_Create();
+  if (pImage == nullptr) {
+    return FailOpen(Sink, "Out of memory");
+  }
+  Reading Read{Sink, Source, pFormat, BaseAddr, pImage};
+  Read.Watch = {Sink, Source, 0, 0, 0, false, false, 0};
+  Read.Notes = {NoteRecord, &Read};
+  Status = ReadFile(Read, pImage, {KeepError, &Read}, &Read.Notes);
+  if (Status < 0) {
+    ReportError(Read, Status);
+    MEMIMG_Free(pImage);
     return Read.Notes.Error == READ_NOWHERE ? CHECK_UNREADABLE : CHECK_BAD;
   }
-  Warn(Read, pInput->pImage);
+  JudgeAccepted(Read);
+  pInput->pImage = pImage;
+  pInput->pFormat = pFormat->pName;
   return CHECK_GOOD;
 }
 
 void CHECK_CloseInput(CheckInput* pInput) {
+  MEMIMG_Free(pInput->pImage);
   DATAFILE_Free(pInput->pFile);
   *pInput = {};
 }

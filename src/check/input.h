@@ -1,4 +1,4 @@
-/// Reads a data file as the conditioner does, and explains what is wrong or surprising about it.
+/// Reads a data file as the conditioner does, and explains what is wrong with it or suspicious about it.
 #pragma once
 
 #include <cstdint>
@@ -14,19 +14,21 @@ struct CheckRun {
 
 /// A data file that has been read.
 struct CheckInput {
-  DataFile* pFile;   ///< Owned.
-  MemImage* pImage;  ///< Borrowed from pFile; null when the file was not accepted.
+  DataFile* pFile;      ///< Owned; null if the file's extension is unknown.
+  MemImage* pImage;     ///< Owned; null if the file was not accepted.
+  const char* pFormat;  ///< The name of its format.
 };
 
-/// Reads a data file and reports why the conditioner refuses it, or what it accepts and may surprise.
-/// BaseAddr: load address of a raw binary file. pInput is to be closed with CHECK_CloseInput whatever the result.
+/// Reads a data file. Reports why the conditioner refuses it, and what is suspicious about it, in the order of its
+/// lines. BaseAddr: load address of a raw binary file. pInput is to be closed with CHECK_CloseInput whatever the
+/// result.
 [[nodiscard]] CheckStatus CHECK_OpenInput(CheckInput* pInput, const char* pPath, uint32_t BaseAddr,
                                           const CheckSink& Sink);
 
 void CHECK_CloseInput(CheckInput* pInput);
 
-/// Returns the first run at Addr or above, without what it has below Addr.
+/// Returns the first run at Addr or above, cut to begin at Addr.
 CheckRun CHECK_RunFrom(MemImage* pImage, uint64_t Addr);
 
-/// Returns the run that follows Run, or what follows a run's first part.
+/// Returns the run that follows Run, or the rest of the run that Run is the first part of.
 CheckRun CHECK_RunAfter(MemImage* pImage, const CheckRun& Run);

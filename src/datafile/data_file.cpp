@@ -1,7 +1,5 @@
 #include "datafile/data_file.h"
 
-#include <array>
-
 #include "readers/bin_reader.h"
 #include "readers/hex_reader.h"
 #include "readers/mot_reader.h"
@@ -17,55 +15,8 @@ constexpr uint32_t NAME_PART_SIZE = 256;
 constexpr uint32_t DRIVE_SIZE = 3;
 constexpr uint32_t ERROR_TEXT_SIZE = 256;
 
-int DATAFILE_ReadMot(const DataFile* pFile, MemImage* pImage, char* pErrText, uint32_t ErrTextSize) {
-  return MOT_Read(pImage, pFile->pPath, pErrText, ErrTextSize);
-}
-
-int DATAFILE_ReadHex(const DataFile* pFile, MemImage* pImage, char* pErrText, uint32_t ErrTextSize) {
-  return HEX_Read(pImage, pFile->pPath, pErrText, ErrTextSize);
-}
-
-int DATAFILE_ReadBin(const DataFile* pFile, MemImage* pImage, char* pErrText, uint32_t ErrTextSize) {
-  return BIN_Read(pImage, pFile->pPath, pErrText, ErrTextSize, pFile->BaseAddr);
-}
-
-int DATAFILE_ReadMotNoted(const DataFile* pFile, MemImage* pImage, const ReportSink& Sink, ReadNotes* pNotes) {
-  return MOT_ReadEx(pImage, pFile->pPath, Sink.pfReport, Sink.pContext, pNotes);
-}
-
-int DATAFILE_ReadHexNoted(const DataFile* pFile, MemImage* pImage, const ReportSink& Sink, ReadNotes* pNotes) {
-  return HEX_ReadEx(pImage, pFile->pPath, Sink.pfReport, Sink.pContext, pNotes);
-}
-
-int DATAFILE_ReadBinNoted(const DataFile* pFile, MemImage* pImage, const ReportSink& Sink, ReadNotes*) {
-  return BIN_ReadEx(pImage, pFile->pPath, pFile->BaseAddr, Sink.pfReport, Sink.pContext);
-}
-
-constexpr const char* S_RECORD = "Motorola S-record";
-
-constexpr std::array<FormatHandler, 7> EXTENSION_TABLE = {{
-    {".mot", DATAFILE_ReadMot, DATAFILE_ReadMotNoted, S_RECORD},
-    {".srec", DATAFILE_ReadMot, DATAFILE_ReadMotNoted, S_RECORD},
-    {".s19", DATAFILE_ReadMot, DATAFILE_ReadMotNoted, S_RECORD},
-    {".s37", DATAFILE_ReadMot, DATAFILE_ReadMotNoted, S_RECORD},
-    {".s", DATAFILE_ReadMot, DATAFILE_ReadMotNoted, S_RECORD},
-    {".hex", DATAFILE_ReadHex, DATAFILE_ReadHexNoted, "Intel HEX"},
-    {".bin", DATAFILE_ReadBin, DATAFILE_ReadBinNoted, "raw binary"},
-}};
-
-/// Gives the DataFile an image that its reader has filled, or releases the image if Status is a failure. Returns the
-/// DataFile's image.
-MemImage* KeepIfRead(DataFile* pFile, MemImage* pImage, int Status) {
-  if (Status < 0) {
-    MEMIMG_Free(pImage);
-    return nullptr;
-  }
-  pFile->pImage = pImage;
-  return pImage;
-}
-
 const FormatHandler* FindHandler(const char* pExt) {
-  for (const FormatHandler& Row : EXTENSION_TABLE) {
+  for (const FormatHandler& Row : DATAFILE_EXTENSIONS) {
     if (UTIL_CompareNoCase(pExt, Row.pExt) == 0) {
       return &Row;
     }
@@ -122,6 +73,16 @@ uint32_t FindLastDot(const char* pPath, uint32_t Len) {
 }
 
 }  // namespace
+
+constinit const std::array<FormatHandler, 7> DATAFILE_EXTENSIONS = {{
+    {".mot", DATAFILE_ReadMot},
+    {".srec", DATAFILE_ReadMot},
+    {".s19", DATAFILE_ReadMot},
+    {".s37", DATAFILE_ReadMot},
+    {".s", DATAFILE_ReadMot},
+    {".hex", DATAFILE_ReadHex},
+    {".bin", DATAFILE_ReadBin},
+}};
 
 DataFile* DATAFILE_CreateFromPath(const char* pPath, uint32_t BaseAddr, int* pStatus) {
   if (pPath == nullptr) {
@@ -184,16 +145,12 @@ MemImage* DATAFILE_GetImage(DataFile* pFile) {
     return nullptr;
   }
   std::array<char, ERROR_TEXT_SIZE> acError{};
-  return KeepIfRead(pFile, pImage, pFile->pHandler->pfRead(pFile, pImage, acError.data(), acError.size()));
-}
-
-MemImage* DATAFILE_ReadImage(DataFile* pFile, const ReportSink& Sink, ReadNotes* pNotes) {
-  MemImage* pImage = MEMIMG_Create();
-  if (pImage == nullptr) {
-    UTIL_ReportError(Sink, "Out of memory");
+  if (pFile->pHandler->pfRead(pFile, pImage, acError.data(), acError.size()) < 0) {
+    MEMIMG_Free(pImage);
     return nullptr;
   }
-  return KeepIfRead(pFile, pImage, pFile->pHandler->pfReadNoted(pFile, pImage, Sink, pNotes));
+  pFile->pImage = pImage;
+  return pImage;
 }
 
 const char* DATAFILE_GetBaseName(DataFile* pFile) {
@@ -238,4 +195,16 @@ void DATAFILE_SplitName(DataFile* pFile) {
 int DATAFILE_WriteConditioned(const DataFile* pFile, MemImage* pImage, uint32_t LineAlign, uint32_t BlockAlign) {
   std::array<char, ERROR_TEXT_SIZE> acError{};
   return SREC_WriteConditioned(pImage, pFile->pPath, acError.data(), acError.size(), LineAlign, BlockAlign);
+}
+
+int DATAFILE_ReadMot(const DataFile* pFile, MemImage* pImage, char* pErrText, uint32_t ErrTextSize) {
+  return MOT_Read(pImage, pFile->pPath, pErrText, ErrTextSize);
+}
+
+int DATAFILE_ReadHex(const DataFile* pFile, MemImage* pImage, char* pErrText, uint32_t ErrTextSize) {
+  return HEX_Read(pImage, pFile->pPath, pErrText, ErrTextSize);
+}
+
+int DATAFILE_ReadBin(const DataFile* pFile, MemImage* pImage, char* pErrText, uint32_t ErrTextSize) {
+  return BIN_Read(pImage, pFile->pPath, pErrText, ErrTextSize, pFile->BaseAddr);
 }

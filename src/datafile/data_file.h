@@ -1,23 +1,23 @@
 /// A file path bound to the reader that its extension selects, and to the memory image that this reads.
 #pragma once
 
+#include <array>
 #include <cstdint>
 
 #include "memimage/mem_image.h"
-#include "readers/read_notes.h"
-#include "util/report.h"
 
 struct DataFile;
 
 /// One row of the extension table.
 struct FormatHandler {
   const char* pExt;  ///< With its leading '.', compared without regard to letter case.
-  /// Reads the file into the image. Returns 0 or above; negative on failure, with a text in pErrText.
+  /// Reads the file into the image. Returns 0 or above; negative on failure, with a text in pErrText. It also tells the
+  /// format: it is one of the three below.
   int (*pfRead)(const DataFile* pFile, MemImage* pImage, char* pErrText, uint32_t ErrTextSize);
-  /// The same for those who explain a file: the error goes to Sink, and what there is to note to pNotes (may be null).
-  int (*pfReadNoted)(const DataFile* pFile, MemImage* pImage, const ReportSink& Sink, ReadNotes* pNotes);
-  const char* pFormatName;
 };
+
+/// The extension table.
+extern const std::array<FormatHandler, 7> DATAFILE_EXTENSIONS;
 
 /// Texts are owned by the record; those but pPath are derived on first request and may be absent.
 struct DataFile {
@@ -46,10 +46,6 @@ constexpr int DATAFILE_ERR_NO_NAME = -3;      ///< No name or path was given.
 /// Releases the DataFile with its image. Null is ignored.
 void DATAFILE_Free(DataFile* pFile);
 
-/// Reads the file of a DataFile that has no image yet, with one error reported when that fails and with what there is
-/// to note in pNotes (may be null). Returns the image, owned by the DataFile, or null.
-[[nodiscard]] MemImage* DATAFILE_ReadImage(DataFile* pFile, const ReportSink& Sink, ReadNotes* pNotes);
-
 /// Returns the image, still owned by the DataFile, reading the file on the first request; null when that fails (the
 /// next request reads again) or pFile is null.
 [[nodiscard]] MemImage* DATAFILE_GetImage(DataFile* pFile);
@@ -62,6 +58,12 @@ const char* DATAFILE_GetFileName(DataFile* pFile);
 
 /// Derives what is still missing of directory, base name and file name from the path, each part at most 255 characters.
 void DATAFILE_SplitName(DataFile* pFile);
+
+/// The read operations of the extension table: Motorola S-records, Intel HEX and raw binary. Each reads the DataFile's
+/// path into the image. Returns the reader's result, with the text of an error in pErrText.
+[[nodiscard]] int DATAFILE_ReadMot(const DataFile* pFile, MemImage* pImage, char* pErrText, uint32_t ErrTextSize);
+[[nodiscard]] int DATAFILE_ReadHex(const DataFile* pFile, MemImage* pImage, char* pErrText, uint32_t ErrTextSize);
+[[nodiscard]] int DATAFILE_ReadBin(const DataFile* pFile, MemImage* pImage, char* pErrText, uint32_t ErrTextSize);
 
 /// Writes an image as a conditioned file to the DataFile's path. Returns SREC_WriteConditioned's result.
 [[nodiscard]] int DATAFILE_WriteConditioned(const DataFile* pFile, MemImage* pImage, uint32_t LineAlign,

@@ -9,8 +9,8 @@ constexpr uint64_t MEMIMG_MIN_BUFFER_BYTES = 128;
 
 /// A contiguous run of bytes, owned by its image: one heap record with its first buffer.
 ///
-/// Contents that outgrow the first buffer move to one of their own, which can have room on both sides of them, so that a
-/// run grows upwards and downwards at a small cost:
+/// Contents that outgrow the first buffer move to one of their own, which can have room on both sides of them, so that
+/// a run grows upwards and downwards at a small cost:
 ///
 ///     [ NumBytesFront | NumBytes | room at the end ]
 ///                     ^ pData
@@ -67,8 +67,8 @@ void AREA_Free(DataArea* pArea);
 /// The same before the contents: the area begins at the range's address afterwards.
 [[nodiscard]] bool AREA_AddInFront(DataArea* pArea, const WriteRange& Range);
 
-/// Joins an area, the range that fills the gap after it and the next area into *pArea. *pNext may lose its contents; the
-/// caller takes it out of the chain and frees it. The joined area has storage if one of the two has. The caller has
+/// Joins an area, the range that fills the gap after it and the next area into *pArea. *pNext may lose its contents;
+/// the caller takes it out of the chain and frees it. The joined area has storage if one of the two has. The caller has
 /// checked that the sum is a legal length. The shorter contents are copied to the longer ones, which move only when
 /// their buffer grows: amortised over all joins, that is O(log areas) a byte, whatever the order of writes. Returns
 /// false, with the bytes of both as before, when memory is exhausted.

@@ -8,7 +8,6 @@
 #include "sys/directory.h"
 #include "sys/file.h"
 #include "sys/heap.h"
-#include "sys/last_error.h"
 #include "util/format.h"
 #include "util/text.h"
 

@@ -20,6 +20,10 @@ enum HexRecordType : uint8_t {
   HEX_TYPE_EXTENDED_LINEAR_ALIAS = 0xFF,
 };
 
+/// The kinds of the types up to the last known one.
+constexpr std::array<NotedKind, HEX_TYPE_START_LINEAR + 1> KINDS = {NOTED_DATA,  NOTED_END,        NOTED_UPPER_ADDR,
+                                                                    NOTED_START, NOTED_UPPER_ADDR, NOTED_START};
+
 /// The bytes of a record as the file has them: byte count, address (two bytes), type, data, checksum.
 struct HexRecord {
   static constexpr uint32_t NUM_FRAME_BYTES = 5;
@@ -46,10 +50,6 @@ struct HexRecord {
   }
 };
 
-uint8_t Peek(const TextReadState& State) {
-  return State.pWindow[State.Pos];
-}
-
 /// Decodes the complete record in one pass. Returns false if there is anything wrong with its text.
 [[nodiscard]] bool DecodeWhole(TextReadState* pState, HexRecord* pRecord) {
   const uint8_t* pText = pState->pWindow + pState->Pos;
@@ -71,7 +71,7 @@ void DecodeByteWise(TextReadState* pState, HexRecord* pRecord) {
 }
 
 [[nodiscard]] bool ReadMark(TextReadState* pState) {
-  const uint8_t Found = Peek(*pState);
+  const uint8_t Found = TEXT_Peek(*pState);
   if (Found != RECORD_MARK) {
     return TEXT_Fail(pState, READER_ERR_RECORD, "Unexpected character (Expected: %c, Found: %c)", RECORD_MARK, Found);
   }
@@ -106,7 +106,14 @@ void DecodeByteWise(TextReadState* pState, HexRecord* pRecord) {
   return true;
 }
 
-/// Returns what the first four data bytes, or those that there are, give as a linear address.
+NotedKind KindOf(const HexRecord& Record) {
+  if (Record.Type() < KINDS.size()) {
+    return KINDS[Record.Type()];
+  }
+  return Record.Type() == HEX_TYPE_EXTENDED_LINEAR_ALIAS ? NOTED_UPPER_ADDR : NOTED_UNKNOWN;
+}
+
+/// Returns the linear address of a start record, from the data bytes that there are.
 uint32_t StartAddressOf(const HexRecord& Record) {
   uint32_t Value = 0;
   for (uint32_t i = 0; i < 4 && i < Record.NumData(); ++i) {
@@ -115,24 +122,31 @@ uint32_t StartAddressOf(const HexRecord& Record) {
   return Record.Type() == HEX_TYPE_START_LINEAR ? Value : (Value >> 16 << 4) + (Value & 0xFFFF);
 }
 
+/// Returns the address of a data record.
+uint32_t DataAddressOf(const TextReadState& State, const HexRecord& Record) {
+  return State.UpperAddr + Record.Address();  // modulo 2 to the power 32
+}
+
+void NoteRecord(const TextReadState& State, const HexRecord& Record) {
+  NotedRecord Noted{KindOf(Record), Record.Address(), static_cast<int32_t>(Record.NumData()), Record.Data()};
+  if (Noted.Kind == NOTED_DATA) {
+    Noted.Addr = DataAddressOf(State, Record);
+  } else if (Noted.Kind == NOTED_START) {
+    Noted.Addr = StartAddressOf(Record);
+  }
+  TEXT_NoteRecord(State, Noted);
+}
+
 [[nodiscard]] bool ActOnRecord(TextReadState* pState, MemImage* pImage, const HexRecord& Record) {
+  NoteRecord(*pState, Record);
   switch (Record.Type()) {
-    case HEX_TYPE_DATA: {
-      const uint32_t Addr = pState->UpperAddr + Record.Address();  // modulo 2 to the power 32
-      return TEXT_StoreData(pState, pImage, Addr, Record.NumData(), Record.Data());
-    }
+    case HEX_TYPE_DATA:
+      return TEXT_StoreData(pState, pImage, DataAddressOf(*pState, Record), Record.NumData(), Record.Data());
     case HEX_TYPE_EXTENDED_SEGMENT:
       return SetUpperAddr(pState, Record, 4);
     case HEX_TYPE_EXTENDED_LINEAR:
     case HEX_TYPE_EXTENDED_LINEAR_ALIAS:
       return SetUpperAddr(pState, Record, 16);
-    case HEX_TYPE_END:
-      TEXT_NoteEnd(pState);
-      return true;
-    case HEX_TYPE_START_SEGMENT:
-    case HEX_TYPE_START_LINEAR:
-      TEXT_NoteStart(pState, StartAddressOf(Record));
-      return true;
     default:
       return true;
   }
@@ -144,13 +158,13 @@ bool IsLineEnd(uint8_t c) {
 
 /// Steps over the line end after a record; any two of CR and LF are one line end there.
 [[nodiscard]] bool ReadLineEnd(TextReadState* pState) {
-  const uint8_t Next = Peek(*pState);
+  const uint8_t Next = TEXT_Peek(*pState);
   if (!IsLineEnd(Next)) {
     return TEXT_IsEndOfData(Next) || TEXT_Fail(pState, READER_ERR_RECORD, "Expected CR or LF");
   }
   TEXT_CountLineEnd(pState);
   ++pState->Pos;
-  if (IsLineEnd(Peek(*pState))) {
+  if (IsLineEnd(TEXT_Peek(*pState))) {
     ++pState->Pos;
   }
   return true;
@@ -180,13 +194,13 @@ uint8_t HEX_ReadByte(TextReadState* pState) {
   if (TEXT_HasError(*pState)) {
     return 0;
   }
-  const uint8_t High = UTIL_HEX_DIGIT_VALUE[Peek(*pState)];
+  const uint8_t High = UTIL_HEX_DIGIT_VALUE[TEXT_Peek(*pState)];
   if (High == UTIL_NO_HEX_DIGIT) {
     TEXT_FailAtDigit(pState);
     return 0;
   }
   ++pState->Pos;
-  const uint8_t Low = UTIL_HEX_DIGIT_VALUE[Peek(*pState)];
+  const uint8_t Low = UTIL_HEX_DIGIT_VALUE[TEXT_Peek(*pState)];
   if (Low == UTIL_NO_HEX_DIGIT) {
     TEXT_FailAtDigit(pState);
     return static_cast<uint8_t>(High << 4);

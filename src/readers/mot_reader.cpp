@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "readers/text_window.h"
+#include "readers/text_reader.h"
 
 namespace {
 
@@ -27,10 +27,24 @@ struct MotRecord {
   }
 };
 
-/// Returns the number of address bytes of a data record, or 0 for a type that carries no data.
-uint32_t NumDataAddressBytes(uint8_t Type) {
-  return Type >= 1 && Type <= 3 ? uint32_t{Type} + 1 : 0;
-}
+/// What there is to know of a type.
+struct MotType {
+  NotedKind Kind;
+  uint8_t NumAddressBytes;
+};
+
+constexpr std::array<MotType, 10> TYPES = {{
+    {NOTED_HEADER, 2},
+    {NOTED_DATA, 2},
+    {NOTED_DATA, 3},
+    {NOTED_DATA, 4},
+    {NOTED_UNKNOWN, 0},
+    {NOTED_COUNT, 2},
+    {NOTED_COUNT, 3},
+    {NOTED_END, 4},
+    {NOTED_END, 3},
+    {NOTED_END, 2},
+}};
 
 /// Returns the first NumBytes bytes as an address.
 uint32_t AddressOf(const MotRecord& Record, uint32_t NumBytes) {
@@ -43,12 +57,12 @@ uint32_t AddressOf(const MotRecord& Record, uint32_t NumBytes) {
 
 /// Reads 'S' and the type digit; there may be white space between them.
 [[nodiscard]] bool ReadMarkAndType(TextReadState* pState, MotRecord* pRecord) {
-  if (pState->pWindow[pState->Pos] == RECORD_MARK) {
+  if (TEXT_Peek(*pState) == RECORD_MARK) {
     ++pState->Pos;
     if (!TEXT_SkipWhiteSpace(pState, COUNTS_CR)) {
       return false;
     }
-    const uint8_t Digit = pState->pWindow[pState->Pos];
+    const uint8_t Digit = TEXT_Peek(*pState);
     if (Digit >= '0' && Digit <= '9') {
       ++pState->Pos;
       pRecord->Type = static_cast<uint8_t>(Digit - '0');
@@ -75,36 +89,23 @@ uint32_t AddressOf(const MotRecord& Record, uint32_t NumBytes) {
                    Record.Checksum(), static_cast<uint8_t>(~SumBefore));
 }
 
-/// S7, S8 and S9 end a file and give the start address in 4, 3 and 2 bytes; 0 is none.
-void NoteIfEnd(TextReadState* pState, const MotRecord& Record) {
-  if (Record.Type < 7) {
-    return;
-  }
-  TEXT_NoteEnd(pState);
-  const uint32_t Addr = AddressOf(Record, std::min(uint32_t{11} - Record.Type, Record.NumBytes() - 1));
-  if (Addr != 0) {
-    TEXT_NoteStart(pState, Addr);
-  }
-}
-
-[[nodiscard]] bool StoreRecord(TextReadState* pState, MemImage* pImage, const MotRecord& Record) {
-  const uint32_t NumAddressBytes = NumDataAddressBytes(Record.Type);
-  if (NumAddressBytes == 0) {
-    NoteIfEnd(pState, Record);
-    return true;
-  }
-  if (Record.Count < NumAddressBytes + 1) {
+[[nodiscard]] bool ActOnRecord(TextReadState* pState, MemImage* pImage, const MotRecord& Record) {
+  const auto& [Kind, NumAddressBytes] = TYPES[Record.Type];
+  const int32_t NumBytes = static_cast<int32_t>(Record.NumBytes()) - 1 - NumAddressBytes;
+  if (Kind == NOTED_DATA && NumBytes < 0) {
     return TEXT_FailRecord(pState, "Record too short");
   }
-  return TEXT_StoreData(pState, pImage, AddressOf(Record, NumAddressBytes), Record.Count - NumAddressBytes - 1,
-                        Record.aByte.data() + NumAddressBytes);
+  const uint32_t Addr = AddressOf(Record, std::min<uint32_t>(NumAddressBytes, Record.NumBytes() - 1));
+  const uint8_t* pData = Record.aByte.data() + NumAddressBytes;
+  TEXT_NoteRecord(*pState, {Kind, Addr, NumBytes, pData});
+  return Kind != NOTED_DATA || TEXT_StoreData(pState, pImage, Addr, static_cast<uint32_t>(NumBytes), pData);
 }
 
 [[nodiscard]] bool ReadRecord(TextReadState* pState, MemImage* pImage) {
   MotRecord Record;
   pState->Checksum = 0;
   return ReadMarkAndType(pState, &Record) && DecodeRecord(pState, &Record) && TestChecksum(pState, Record) &&
-         StoreRecord(pState, pImage, Record);
+         ActOnRecord(pState, pImage, Record);
 }
 
 constexpr TextFormat S_RECORD = {RECORD_MARK, COUNTS_CR, "Not a mot file", "Malloc problem", ReadRecord};

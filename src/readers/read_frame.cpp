@@ -3,7 +3,6 @@
 #include <cerrno>
 
 #include "sys/file.h"
-#include "sys/last_error.h"
 #include "util/format.h"
 
 namespace {

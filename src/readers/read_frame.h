@@ -7,7 +7,7 @@
 #include "util/report.h"
 
 /// Results of a read; 0 means that the complete file was read. After a failure the image may hold part of the data.
-constexpr int READER_ERR_OPEN = -1;        ///< The file could not be opened or read.
+constexpr int READER_ERR_OPEN = -1;        ///< The file could not be opened or read; binary: or no memory.
 constexpr int READER_ERR_NO_MEMORY = -3;   ///< Text formats: no memory for the window or for the data.
 constexpr int READER_ERR_NOT_FORMAT = -4;  ///< Text formats: the file's first byte is not that of the format.
 constexpr int READER_ERR_RECORD = -5;      ///< A record is malformed or overlaps data already stored.

@@ -3,17 +3,36 @@
 
 #include <cstdint>
 
-/// The offset of what a file does not have.
+/// No place in the file.
 constexpr uint64_t READ_NOWHERE = UINT64_MAX;
 
-/// Places in the file, as offsets from its start; those of records are the places of their first characters.
+/// What a record is for, whatever its format.
+enum NotedKind {
+  NOTED_HEADER,      ///< S0.
+  NOTED_DATA,        ///< Type 00; S1 to S3.
+  NOTED_COUNT,       ///< S5, S6.
+  NOTED_UPPER_ADDR,  ///< Type 02, 04 or FF.
+  NOTED_START,       ///< Type 03, 05.
+  NOTED_END,         ///< Type 01; S7 to S9, which give the start address, too.
+  NOTED_UNKNOWN,
+};
+
+/// A record whose text and checksum are right, before it takes effect. Places are offsets from the file's start.
+struct NotedRecord {
+  NotedKind Kind;
+  uint64_t Addr;            ///< Of data, the load address; else what the address says, such as a count or a start.
+  int32_t NumBytes;         ///< Bytes after the address. Below 0: this many bytes are missing from the address itself.
+  const uint8_t* pData;     ///< These bytes, borrowed for the call.
+  uint64_t Offset = 0;      ///< Of its first character.
+  uint64_t DataOffset = 0;  ///< Of the first digit after the address.
+};
+
+/// What a read is asked to note, and its notes.
 struct ReadNotes {
-  uint64_t Error = READ_NOWHERE;            ///< What is wrong, where the error is one of the text.
-  uint64_t LastRecord = READ_NOWHERE;       ///< The latest record that was begun.
-  uint64_t EndRecord = READ_NOWHERE;        ///< The first end record: type 01; S7, S8 or S9.
-  uint64_t DataAfterEnd = READ_NOWHERE;     ///< The first record with data after that.
-  uint64_t EndMark = READ_NOWHERE;          ///< The NUL or 0x1A that ends the data although bytes follow it.
-  uint64_t StartRecord = READ_NOWHERE;      ///< The first start address: type 03 or 05; S7, S8 or S9 other than 0.
-  uint64_t DataBeyond32Bit = READ_NOWHERE;  ///< The first record with data beyond 0xFFFFFFFF.
-  uint32_t StartAddr = 0;                   ///< What StartRecord says, as a linear address.
+  void (*pfRecord)(void* pContext, const NotedRecord& Record) = nullptr;  ///< Receives every record, unless null.
+  void* pContext = nullptr;
+
+  uint64_t Error = READ_NOWHERE;       ///< The error, if it is in the file's text.
+  uint64_t LastRecord = READ_NOWHERE;  ///< The latest record that was begun.
+  uint64_t EndMark = READ_NOWHERE;     ///< The NUL or 0x1A that ends the data although bytes follow it.
 };

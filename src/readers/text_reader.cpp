@@ -1,4 +1,4 @@
-#include "readers/text_window.h"
+#include "readers/text_reader.h"
 
 #include <cstdarg>
 #include <cstring>
@@ -18,26 +18,6 @@ struct TextReadContext {
 
 int32_t NumUnread(const TextReadState& State) {
   return State.NumFilled - State.Pos;
-}
-
-uint64_t OffsetOfPos(const TextReadState& State) {
-  return State.WindowOffset + static_cast<uint32_t>(State.Pos);
-}
-
-/// Notes the current record as the first of its kind, unless there is one.
-void NoteFirst(const ReadNotes& Notes, uint64_t* pPlace) {
-  if (*pPlace == READ_NOWHERE) {
-    *pPlace = Notes.LastRecord;
-  }
-}
-
-void NoteData(ReadNotes* pNotes, uint64_t Addr, uint32_t NumBytes) {
-  if (NumBytes != 0 && pNotes->EndRecord != READ_NOWHERE) {
-    NoteFirst(*pNotes, &pNotes->DataAfterEnd);
-  }
-  if (Addr + NumBytes > uint64_t{UINT32_MAX} + 1) {
-    NoteFirst(*pNotes, &pNotes->DataBeyond32Bit);
-  }
 }
 
 /// Reads until the window is full or the file ends, also when the system delivers less at a time.
@@ -70,7 +50,7 @@ void TopUpWindow(TextReadState* pState) {
 /// Steps over the white space that the window holds.
 void SkipWithinWindow(TextReadState* pState, bool CountsCr) {
   for (;; ++pState->Pos) {
-    switch (pState->pWindow[pState->Pos]) {
+    switch (TEXT_Peek(*pState)) {
       case '\n':
         TEXT_CountLineEnd(pState);
         break;
@@ -88,13 +68,14 @@ void SkipWithinWindow(TextReadState* pState, bool CountsCr) {
   }
 }
 
-/// Notes the record at Pos. Returns false where the data ends instead.
+/// Returns whether a record begins at Pos. If not, the data ends there.
 [[nodiscard]] bool BeginRecord(TextReadState* pState) {
-  const bool IsEnd = TEXT_IsEndOfData(pState->pWindow[pState->Pos]);
+  const bool IsEnd = TEXT_IsEndOfData(TEXT_Peek(*pState));
   if (!IsEnd) {
-    pState->pNotes->LastRecord = OffsetOfPos(*pState);
-  } else if (NumUnread(*pState) > 1) {  // the window's own NUL is no unread byte; a mark that is the last hides nothing
-    pState->pNotes->EndMark = OffsetOfPos(*pState);
+    pState->pNotes->LastRecord = TEXT_OffsetOfPos(*pState);
+  } else if (NumUnread(*pState) >
+             1) {  // the window's own NUL is not unread; nothing follows a mark that is the last byte
+    pState->pNotes->EndMark = TEXT_OffsetOfPos(*pState);
   }
   return !IsEnd;
 }
@@ -161,13 +142,13 @@ bool TEXT_Fail(TextReadState* pState, int Status, const char* pFormat, ...) {
   va_end(Args);
   pState->Status = Status;
   if (Status == READER_ERR_RECORD || Status == READER_ERR_NOT_FORMAT) {
-    pState->pNotes->Error = OffsetOfPos(*pState);
+    pState->pNotes->Error = TEXT_OffsetOfPos(*pState);
   }
   return false;
 }
 
 bool TEXT_FailAtDigit(TextReadState* pState) {
-  while (UTIL_HEX_DIGIT_VALUE[pState->pWindow[pState->Pos]] != UTIL_NO_HEX_DIGIT) {
+  while (UTIL_HEX_DIGIT_VALUE[TEXT_Peek(*pState)] != UTIL_NO_HEX_DIGIT) {
     ++pState->Pos;
   }
   return TEXT_Fail(pState, READER_ERR_RECORD, "Expected Hex character : 0..9, A..F");
@@ -177,17 +158,6 @@ bool TEXT_FailRecord(TextReadState* pState, const char* pText) {
   TEXT_Fail(pState, READER_ERR_RECORD, "%s", pText);
   pState->pNotes->Error = pState->pNotes->LastRecord;
   return false;
-}
-
-void TEXT_NoteEnd(TextReadState* pState) {
-  NoteFirst(*pState->pNotes, &pState->pNotes->EndRecord);
-}
-
-void TEXT_NoteStart(TextReadState* pState, uint32_t Addr) {
-  if (pState->pNotes->StartRecord == READ_NOWHERE) {
-    pState->pNotes->StartRecord = pState->pNotes->LastRecord;
-    pState->pNotes->StartAddr = Addr;
-  }
 }
 
 bool TEXT_SkipWhiteSpace(TextReadState* pState, bool CountsCr) {
@@ -216,7 +186,6 @@ bool TEXT_DecodeBytes(TextReadState* pState, uint32_t NumBytes, uint8_t* pBytes)
 }
 
 bool TEXT_StoreData(TextReadState* pState, MemImage* pImage, uint64_t Addr, uint32_t NumBytes, const uint8_t* pData) {
-  NoteData(pState->pNotes, Addr, NumBytes);
   const int Status = READER_Store(pImage, Addr, NumBytes, pData);
   if (Status == MEMIMG_ERR_NO_MEMORY) {
     return TEXT_Fail(pState, READER_ERR_NO_MEMORY, "Out of memory");

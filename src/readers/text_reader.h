@@ -1,7 +1,8 @@
-/// What the readers of both text formats share: a window that slides over the file, the white space between records,
-/// the pending error with its line number, and the loop over the records.
+/// What the readers of both text formats share: the loop over the records, the window that slides over the file, the
+/// white space between records, and the pending error with its line number.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 
@@ -49,7 +50,7 @@ struct TextFormat {
                             ReportSink* pModuleSink, ReadNotes* pNotes);
 
 /// Makes a text the pending error unless there is one already: the first error of a record is the one reported. Its
-/// place is that of the next unread byte. Returns false, so that a function that returns its success can end with it.
+/// place is the next unread byte. Returns false, so that a function that returns its success can end with it.
 __attribute__((format(printf, 3, 4))) bool TEXT_Fail(TextReadState* pState, int Status, const char* pFormat, ...);
 
 /// Whether there is a pending error.
@@ -57,8 +58,18 @@ inline bool TEXT_HasError(const TextReadState& State) {
   return State.acError[0] != '\0';
 }
 
+/// Returns the offset in the file of the next unread byte.
+inline uint64_t TEXT_OffsetOfPos(const TextReadState& State) {
+  return State.WindowOffset + static_cast<uint32_t>(State.Pos);
+}
+
+/// Returns the next unread byte, a NUL at the end of the window.
+inline uint8_t TEXT_Peek(const TextReadState& State) {
+  return State.pWindow[State.Pos];
+}
+
 /// Whether a byte in the place where a record would begin ends the data: a NUL (the window's own after the last byte of
-/// the file, or one in it) or the end-of-text mark of the operating systems of old.
+/// the file, or one in it), or 0x1A, which old systems wrote after a text.
 inline bool TEXT_IsEndOfData(uint8_t Byte) {
   return Byte == 0 || Byte == 0x1A;
 }
@@ -68,25 +79,28 @@ inline void TEXT_CountLineEnd(TextReadState* pState) {
   pState->NumLineEnds += pState->NumLineEnds < INT32_MAX - 1 ? 1 : 0;
 }
 
-/// TEXT_Fail for the first character from Pos on that is no hexadecimal digit.
+/// TEXT_Fail for the first character from Pos on that is not a hexadecimal digit.
 bool TEXT_FailAtDigit(TextReadState* pState);
 
 /// Makes a text the pending error of a record whose text is right: READER_ERR_RECORD, at the record's start.
 bool TEXT_FailRecord(TextReadState* pState, const char* pText);
 
-/// Notes that the current record is an end record.
-void TEXT_NoteEnd(TextReadState* pState);
-
-/// Notes that the current record gives a start address.
-void TEXT_NoteStart(TextReadState* pState, uint32_t Addr);
+/// Hands the record that ends at Pos to whoever wants the notes. Its places in the file are filled in here.
+inline void TEXT_NoteRecord(const TextReadState& State, NotedRecord Record) {
+  if (State.pNotes->pfRecord != nullptr) {
+    Record.Offset = State.pNotes->LastRecord;
+    Record.DataOffset = TEXT_OffsetOfPos(State) - 2 - 2 * static_cast<uint64_t>(std::max(Record.NumBytes, 0));
+    State.pNotes->pfRecord(State.pNotes->pContext, Record);
+  }
+}
 
 /// Skips TAB, SPACE, CR and LF, however many windows of it, and counts line ends; then makes sure that a complete
-/// record is in the window unless the file ends. Returns false when the file cannot be read, which is the pending error
-/// then.
+/// record is in the window unless the file ends. Returns false when the file cannot be read; that is then the pending
+/// error.
 [[nodiscard]] bool TEXT_SkipWhiteSpace(TextReadState* pState, bool CountsCr);
 
 /// Decodes the next NumBytes bytes of two digits each, adds them to Checksum and steps over them.
-/// Returns false, with nothing changed but pBytes, when a character is no digit or the window ends before.
+/// Returns false if a character is not a digit or the window ends first; only pBytes may have changed then.
 [[nodiscard]] bool TEXT_DecodeBytes(TextReadState* pState, uint32_t NumBytes, uint8_t* pBytes);
 
 /// Stores the data of a record. Returns whether the image holds it now; if not, the reason is the pending error.

@@ -8,7 +8,7 @@
 namespace {
 
 constexpr uint32_t MAX_PIECE_BYTES = 32;
-constexpr uint32_t MIN_BLOCK_ALIGN = 33;
+constexpr uint32_t MIN_BLOCK_ALIGN = 34;
 constexpr std::array<char, 12> END_RECORD = {'S', '9', '0', '3', '0', '0', '0', '0', 'F', 'C', '\r', '\n'};
 
 /// Where the write in progress reports to; so only one can be in progress.
@@ -34,8 +34,7 @@ bool AreAlignmentsLegal(uint32_t LineAlign, uint32_t BlockAlign) {
   return LineAlign % 2 == 0 && BlockAlign >= MIN_BLOCK_ALIGN && BlockAlign % 2 == 0;
 }
 
-/// Returns the type with the shortest address that reaches LastAddr; above 32 bits there is none, and the longest has
-/// to do.
+/// Returns the type with the shortest address that reaches LastAddr. Above 32 bits none does, and S3 is used.
 uint32_t TypeFor(uint64_t LastAddr) {
   if (LastAddr < 0x10000) {
     return SREC_TYPE_DATA16;

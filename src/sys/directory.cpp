@@ -32,19 +32,11 @@ char* CopyWithoutTrailingSlashes(const char* pPath) {
 }
 
 // NOLINTNEXTLINE(misc-no-recursion): one level a parent directory, MaxDepth at most
-[[nodiscard]] int CreateParentOf(const char* pPath, int32_t MaxDepth) {
+[[nodiscard]] int CreateParent(const char* pPath, int32_t MaxDepth) {
   char* pTrimmed = CopyWithoutTrailingSlashes(pPath);
-  if (pTrimmed == nullptr) {
-    return -1;
-  }
-  std::array<char, SYS_PATH_SIZE> acParent;
-  std::array<char, SYS_PATH_SIZE> acName;
-  SYS_SplitPath(pTrimmed, {}, {acParent.data(), SYS_PATH_SIZE}, {acName.data(), SYS_PATH_SIZE}, {});
+  const int Result = pTrimmed != nullptr ? SYS_CreateDirectoryOf(pTrimmed, MaxDepth) : -1;
   SYS_Free(pTrimmed);
-  if (acParent[0] == '\0') {
-    return acName[0] == '\0' ? -1 : 0;
-  }
-  return SYS_CreateDirectory(acParent.data(), MaxDepth);
+  return Result;
 }
 
 }  // namespace
@@ -65,6 +57,17 @@ int SYS_GetFileAttributes(const char* pPath) {
 }
 
 // NOLINTNEXTLINE(misc-no-recursion): one level a parent directory, MaxDepth at most
+int SYS_CreateDirectoryOf(const char* pPath, int32_t MaxDepth) {
+  std::array<char, SYS_PATH_SIZE> acDir;
+  std::array<char, SYS_PATH_SIZE> acName;
+  SYS_SplitPath(pPath, {}, {acDir.data(), SYS_PATH_SIZE}, {acName.data(), SYS_PATH_SIZE}, {});
+  if (acDir[0] == '\0') {
+    return acName[0] == '\0' ? -1 : 0;
+  }
+  return SYS_CreateDirectory(acDir.data(), MaxDepth);
+}
+
+// NOLINTNEXTLINE(misc-no-recursion): one level a parent directory, MaxDepth at most
 int SYS_CreateDirectory(const char* pPath, int32_t MaxDepth) {
   if (pPath == nullptr || MaxDepth <= 0) {
     return -1;
@@ -73,10 +76,7 @@ int SYS_CreateDirectory(const char* pPath, int32_t MaxDepth) {
   if (stat(pPath, &Status) == 0) {
     return S_ISDIR(Status.st_mode) ? 0 : -1;
   }
-  if (errno != ENOENT) {
-    return -1;
-  }
-  if (CreateParentOf(pPath, MaxDepth - 1) != 0) {
+  if (errno != ENOENT || CreateParent(pPath, MaxDepth - 1) != 0) {
     return -1;
   }
   return mkdir(pPath, DIRECTORY_MODE) == 0 ? 0 : -1;

@@ -15,3 +15,7 @@ int SYS_GetFileAttributes(const char* pPath);
 /// creation mask.
 /// Returns 0 when the directory was created or was there, -1 when not; parents created before the failure stay.
 [[nodiscard]] int SYS_CreateDirectory(const char* pPath, int32_t MaxDepth);
+
+/// Creates the directory that the path of a file names before its last '/', if it names one, as SYS_CreateDirectory
+/// does. Of the directory's name, 511 characters are taken. Returns 0 or -1 likewise; -1 for an empty path.
+[[nodiscard]] int SYS_CreateDirectoryOf(const char* pPath, int32_t MaxDepth);

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdlib>
 
 #include "sys/directory.h"
@@ -73,18 +74,11 @@ const char* ExpandHome(const char* pPath, PathBuffer* pBuffer) {
   return pBuffer->data();
 }
 
-/// Creates the missing directories on the way to a file.
-[[nodiscard]] int CreateDirectoryOf(const char* pPath) {
-  std::array<char, SYS_PATH_SIZE> acDir;
-  std::array<char, SYS_PATH_SIZE> acName;
-  SYS_SplitPath(pPath, {}, {acDir.data(), SYS_PATH_SIZE}, {acName.data(), SYS_PATH_SIZE}, {});
-  if (acDir[0] == '\0') {
-    return acName[0] == '\0' ? -1 : 0;
-  }
-  return SYS_CreateDirectory(acDir.data(), MAX_DIRECTORY_DEPTH);
-}
-
 }  // namespace
+
+int SYS_GetLastError() {
+  return errno;
+}
 
 int64_t SYS_FileOpen(const char* pPath, uint32_t Flags) {
   return SYS_OpenFileRetry(pPath, Flags, 0, 0);
@@ -104,7 +98,7 @@ int64_t SYS_OpenFileRetry(const char* pPath, uint32_t Flags, uint32_t NumRetries
 int64_t SYS_OpenFileEx(const char* pPath, uint32_t Flags) {
   PathBuffer acExpanded;
   const char* pUsed = pPath != nullptr ? ExpandHome(pPath, &acExpanded) : nullptr;
-  if (pUsed == nullptr || ((Flags & SYS_OPEN_CREATE) != 0 && CreateDirectoryOf(pUsed) != 0)) {
+  if (pUsed == nullptr || ((Flags & SYS_OPEN_CREATE) != 0 && SYS_CreateDirectoryOf(pUsed, MAX_DIRECTORY_DEPTH) != 0)) {
     return SYS_NO_FILE;
   }
   return SYS_OpenFileRetry(pUsed, Flags, 0, 0);
@@ -131,7 +125,10 @@ int SYS_FileClose(uint32_t hFile) {
   return close(static_cast<int>(hFile));
 }
 
-bool SYS_IsRegularFile(const char* pPath) {
+SysFileState SYS_GetFileState(const char* pPath) {
   struct stat File {};
-  return stat(pPath, &File) == 0 && S_ISREG(File.st_mode);
+  if (stat(pPath, &File) != 0 || !S_ISREG(File.st_mode)) {
+    return {};
+  }
+  return {File.st_dev, File.st_ino, static_cast<uint64_t>(File.st_size), File.st_mtim.tv_sec, File.st_mtim.tv_nsec};
 }

@@ -13,6 +13,9 @@ constexpr uint32_t SYS_OPEN_TRUNCATE = 0x20;   ///< Empty an existing file.
 constexpr uint32_t SYS_OPEN_AT_END = 0x40;     ///< Start at the end of the file.
 constexpr uint32_t SYS_OPEN_EXCLUSIVE = 0x80;  ///< With SYS_OPEN_CREATE: fail if the file exists; nothing is emptied.
 
+/// Returns the system error number (errno) of the calling thread's last failed call.
+int SYS_GetLastError();
+
 /// What a failed open returns.
 constexpr int64_t SYS_NO_FILE = -1;
 
@@ -24,8 +27,8 @@ constexpr int64_t SYS_NO_FILE = -1;
 
 /// As SYS_FileOpen; a '~' at the start of pPath means the user's home directory (the path is then cut at 511
 /// characters), and with SYS_OPEN_CREATE the missing directories of the path are created first. A null path fails.
-/// Directories are created by the first 511 characters of the path's directory part. A longer one therefore leaves a
-/// second directory with a cut name, even if the path's own directory exists.
+/// SYS_CreateDirectoryOf takes 511 characters of a directory's name. A longer one therefore leaves a second directory
+/// with a cut name, even if the path's own directory exists.
 [[nodiscard]] int64_t SYS_OpenFileEx(const char* pPath, uint32_t Flags);
 
 /// Reads up to NumBytes bytes. Returns how many came, which may be fewer before the end of the file; 0 at the end of
@@ -42,5 +45,16 @@ constexpr int64_t SYS_NO_FILE = -1;
 /// Returns 0; or -1 when the system reports that something written before was lost after all.
 int SYS_FileClose(uint32_t hFile);
 
-/// Returns whether pPath names a regular file, or a link to one: what can be opened again, and is then the same.
-[[nodiscard]] bool SYS_IsRegularFile(const char* pPath);
+/// What tells a file from another, and from itself after a change. All 0: not a regular file.
+struct SysFileState {
+  uint64_t Device;
+  uint64_t Node;
+  uint64_t NumBytes;
+  int64_t ChangedSeconds;
+  int64_t ChangedNanoseconds;
+
+  bool operator==(const SysFileState&) const = default;
+};
+
+/// Returns the state of the regular file at pPath, links followed. Only such a file can be read again.
+SysFileState SYS_GetFileState(const char* pPath);

@@ -9,7 +9,7 @@ struct PathPart {
   uint32_t Size;  ///< In bytes, terminator included.
 };
 
-/// Size of a buffer for a part of a path on its way to the file system.
+/// Size of a buffer for a path, or for a part of one, on its way to the file system.
 constexpr uint32_t SYS_PATH_SIZE = 512;
 
 /// Splits pPath: the directory up to and including the last '/', the base name, and the extension with its '.', each

@@ -15,6 +15,9 @@ uint32_t UTIL_CopyString(char* pDest, const char* pSrc, uint32_t DestSize);
 /// a text that already fills its buffer is left as it is.
 void UTIL_AppendString(char* pDest, const char* pSrc, uint32_t DestSize);
 
+/// Returns an upper-case ASCII letter as lower-case, and every other byte as it is.
+uint8_t UTIL_FoldCase(char c);
+
 /// Compares two texts to their ends, ignoring the case of ASCII letters.
 /// Returns 0 when equal, else the difference of the first two bytes that differ, each folded and taken as signed.
 int UTIL_CompareNoCase(const char* pA, const char* pB);

@@ -24,6 +24,15 @@ class Folder : public testing::EmptyTestEventListener {
 
 const bool IS_LISTENING = (testing::UnitTest::GetInstance()->listeners().Append(new Folder), true);
 
+/// A program in which a sanitizer finds an error must not end as one that has failed properly.
+const bool IS_STRICT = [] {
+  for (const char* pOptions : {"ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS"}) {
+    const char* pGiven = std::getenv(pOptions);
+    setenv(pOptions, ((pGiven != nullptr ? std::string(pGiven) + ":" : "") + "exitcode=99").c_str(), 1);
+  }
+  return true;
+}();
+
 thread_local FaultKind Armed = FAULT_NONE;
 thread_local Fault How;
 thread_local int NumCalls = 0;
@@ -47,6 +56,18 @@ ssize_t Allowed(FaultKind Kind, size_t NumBytes) {
 }
 
 }  // namespace
+
+std::string RunShell(const std::string& Script) {
+  return Finish(popen(Script.c_str(), "r"));  // NOLINT(cert-env33-c): a shell is wanted
+}
+
+std::string Finish(FILE* pOutput, std::string Printed) {
+  for (int c = 0; (c = std::getc(pOutput)) != EOF;) {
+    Printed += static_cast<char>(c);
+  }
+  const int Status = pclose(pOutput);
+  return std::to_string(WIFEXITED(Status) ? WEXITSTATUS(Status) : -Status) + " " + Printed;
+}
 
 void FAULT_Arm(FaultKind Kind, const Fault& Which) {
   Armed = Kind;

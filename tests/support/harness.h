@@ -26,6 +26,12 @@ inline std::string ReadFile(const std::string& Path) {
   return File ? std::string(std::istreambuf_iterator<char>(File), {}) : "(no file)";
 }
 
+/// Runs a shell script. Returns its exit status, negative if a signal ended it, and what it printed on standard output.
+std::string RunShell(const std::string& Script);
+
+/// Reads what a shell that was started with popen has left to print, and returns it as RunShell does.
+std::string Finish(FILE* pOutput, std::string Printed = "");
+
 /// What can be made to fail. The tests are linked so that they intercept calls to malloc, realloc, open, read, write,
 /// close and gettimeofday by the code under test.
 enum FaultKind { FAULT_NONE, FAULT_ALLOC, FAULT_OPEN, FAULT_READ, FAULT_WRITE, FAULT_CLOSE, FAULT_CLOCK };

@@ -1,0 +1,28 @@
+/// Watches the records of a text file while it is read, and reports what is suspicious about them.
+#pragma once
+
+#include <cstdint>
+
+#include "check/finding.h"
+
+/// The warning of data whose addresses do not fit into an S-record.
+constexpr const char* CHECK_BEYOND_32_BITS =
+    "data beyond address 0xFFFFFFFF: the output has its address modulo 2 to the power 32";
+
+/// What has been seen of a file so far.
+struct RecordWatch {
+  CheckSink Sink;
+  CheckSource Source;
+  uint64_t NumRecords;
+  uint64_t NumData;        ///< Data records, also empty ones.
+  uint64_t NumDataInPart;  ///< Those since the last header or count.
+  bool HasEnded;           ///< There was an end record.
+  bool IsCounted;          ///< The last count was right, and no data has followed.
+  uint32_t Reported;       ///< A bit for each rule that has been reported.
+};
+
+/// Judges the next record.
+void CHECK_WatchRecord(RecordWatch* pWatch, const NotedRecord& Record);
+
+/// Judges the end of a file that was read completely. LastRecord: offset of its last record.
+void CHECK_WatchEnd(const RecordWatch& Watch, uint64_t LastRecord);
