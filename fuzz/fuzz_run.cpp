@@ -1,20 +1,32 @@
-// A complete run, with options, format and file from the fuzzer: it succeeds exactly when it should, and then the
-// consumer finds the same bytes as an independent decoder. It reads each block by itself, or, because a line can cross
-// the end of a block of fewer than 80 characters, the complete file.
+// A complete run and a check of its input, with options, format and file from the fuzzer: the run succeeds exactly when
+// it should, the check says so with places that exist, and the consumer finds the same bytes as an independent decoder.
+// It reads each block by itself, or, because a line can cross the end of a block of fewer than 80 characters, the
+// complete file.
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
 #include "app/run.h"
+#include "check/compare.h"
 #include "check/conditioned.h"
-#include "property.h"
+#include "check/input.h"
+#include "readers/text_reader.h"
+#include "support/reference_decoder.h"
 
 namespace {
 
 /// The numeric options, in the same order as the settings that they change.
 constexpr std::array<const char*, 3> OPTIONS = {"-a", "-balign", "-lalign"};
 using Settings = std::array<uint32_t, OPTIONS.size()>;
+
+/// Aborts unless the property holds; the fuzzer then saves the input as a finding.
+void Require(bool Holds) {
+  if (!Holds) {
+    std::abort();
+  }
+}
 
 /// Makes a home directory in memory. The output goes there because its name, like the input's, begins with '~'.
 std::string MakeHome() {
@@ -25,15 +37,73 @@ std::string MakeHome() {
   return Dir;
 }
 
-/// Returns what the run must store, or nothing if it must fail.
-std::optional<ByteMap> ExpectedBytes(const std::string& Format, const std::string& File, const Settings& Set) {
-  const auto& [BaseAddr, BlockAlign, LineAlign] = Set;
+/// Returns what the file holds, or nothing if it must be refused.
+std::optional<ByteMap> Decode(const std::string& Format, const std::string& File, uint32_t BaseAddr) {
   std::optional<ByteMap> Map = Format == ".hex" ? DecodeIntelHex(File) : DecodeSRecords(File);
   if (Format == ".bin") {
     AddBytes(&Map.emplace(), BaseAddr, {File.begin(), File.end()});
   }
-  const bool IsLegal = BlockAlign % 2 == 0 && BlockAlign >= 34 && LineAlign % 2 == 0;
-  return IsLegal ? Map : std::nullopt;
+  return Map;
+}
+
+/// Returns how many lines an editor shows, including an empty one after the last line end.
+uint64_t CountLines(const std::string& Text) {
+  uint64_t Num = 1;
+  for (size_t i = 0; i < Text.size(); ++i) {
+    Num += Text[i] == '\r' || (Text[i] == '\n' && (i == 0 || Text[i - 1] != '\r')) ? 1 : 0;
+  }
+  return Num;
+}
+
+/// Requires that a place is in a file of so many lines, and that its excerpt can be printed.
+void TestPlace(const CheckPlace& Place, uint64_t NumLines) {
+  const std::string Excerpt = Place.acExcerpt.data();
+  Require(Place.Line <= NumLines && Place.MarkColumn <= Excerpt.size() && Excerpt.size() <= CHECK_MAX_EXCERPT);
+  Require(std::all_of(Excerpt.begin(), Excerpt.end(), [](char c) { return c >= ' ' && c <= '~'; }));
+}
+
+/// Checks an input file, which must be read as these bytes, or refused if there are none.
+void TestCheck(const std::string& Path, const std::string& File, uint32_t BaseAddr,
+               const std::optional<ByteMap>& Expected) {
+  struct Context {
+    uint64_t NumLines;
+    unsigned NumErrors;
+  } Seen{CountLines(File), 0};
+  const auto Test = [](void* pContext, const CheckFinding& Finding) {
+    Context* pSeen = static_cast<Context*>(pContext);
+    pSeen->NumErrors += Finding.Level == CHECK_ERROR ? 1 : 0;
+    TestPlace(Finding.Place, pSeen->NumLines);
+    TestPlace(Finding.FirstPlace, pSeen->NumLines);
+    Require(std::string(Finding.pText).find('\n') == std::string::npos);
+  };
+  CheckInput Input;
+  const CheckStatus Status = CHECK_OpenInput(&Input, Path.c_str(), BaseAddr, {Test, &Seen});
+  Require(Status == (Expected ? CHECK_GOOD : CHECK_BAD) && Seen.NumErrors == (Expected ? 0U : 1U));
+  Require(!Expected || (BytesOf(Input.pImage) == Expected && CHECK_IsSame(CHECK_Compare(Input.pImage, Input.pImage))));
+  CHECK_CloseInput(&Input);
+}
+
+/// Requires that the consumer reads a file as these bytes if it keeps the promises. Returns whether it does.
+bool TestConditioned(const std::string& Path, const Settings& Set, const std::optional<ByteMap>& Expected) {
+  const auto& [BaseAddr, BlockAlign, LineAlign] = Set;
+  const auto Ignore = [](void*, const CheckFinding&) {};
+  const bool IsKept = CHECK_Conditioned(Path.c_str(), {BlockAlign, LineAlign}, {Ignore, nullptr}, {}) == CHECK_GOOD;
+  std::ifstream Stream(Path, std::ios::binary);
+  const std::string Text(std::istreambuf_iterator<char>(Stream), {});
+  Require(!IsKept || ReadConditioned(Text, BlockAlign >= 80 ? BlockAlign : SIZE_MAX / 2) == Expected);
+  return IsKept;
+}
+
+/// More line ends after the first one do not change the meaning of a text. One text in 32 (it is slow) gets enough of
+/// them to put the first, second or third edge of the reader's window somewhere in the rest of the text.
+std::string MoveWindowEdge(std::string Text) {
+  const size_t Random = std::hash<std::string>{}(Text);
+  const size_t LineEnd = Text.find('\n');
+  if (Random % 32 == 0 && LineEnd < Text.size() && Text.size() < READ_WINDOW_SIZE) {
+    const size_t Edge = READ_WINDOW_SIZE * (1 + Random / 32 % 3);
+    Text.insert(LineEnd, Edge + Random / 128 % (Text.size() - LineEnd) - Text.size(), '\n');
+  }
+  return Text;
 }
 
 }  // namespace
@@ -52,22 +122,25 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t Size) {
   }
   const std::string Format = Choices.PickValueInArray({".hex", ".mot", ".bin"});
   const std::string Input = Home + "~fw" + Format;
-  const std::string File = Choices.ConsumeRemainingBytesAsString();
+  const std::string Output = Home + "fw.srec";
+  const std::string Given = Choices.ConsumeRemainingBytesAsString();
+  const std::string File = Format != ".bin" ? MoveWindowEdge(Given) : Given;
   std::ofstream(Input, std::ios::binary) << File;
-  std::filesystem::remove(Home + "fw.srec");
+  std::filesystem::remove(Output);
   Args.push_back(Input.c_str());
+
+  const auto& [BaseAddr, BlockAlign, LineAlign] = Set;
+  const std::optional<ByteMap> Expected = Decode(Format, Given, BaseAddr);
+  const bool IsLegal = BlockAlign % 2 == 0 && BlockAlign >= 34 && LineAlign % 2 == 0;
   const int Status = APP_Run(static_cast<int>(Args.size()), Args.data());
-  const std::optional<ByteMap> Expected = ExpectedBytes(Format, File, Set);
-  Require(Status == (Expected ? 0 : 1));
+  Require(Status == (Expected && IsLegal ? 0 : 1));
+  TestCheck(Input, File, BaseAddr, Expected);
   // Addresses beyond 32 bits are cut: then records are not in ascending order, and an address can occur twice.
-  if (Expected && (Expected->empty() || Expected->rbegin()->first <= UINT32_MAX)) {
-    std::ifstream Output(Home + "fw.srec", std::ios::binary);
-    const std::string Text(std::istreambuf_iterator<char>(Output), {});
-    const auto& [BaseAddr, BlockAlign, LineAlign] = Set;
-    const auto Ignore = [](void*, const CheckFinding&) {};
-    const ConditionedRules Rules{BlockAlign, LineAlign};
-    Require(CHECK_Conditioned((Home + "fw.srec").c_str(), Rules, {Ignore, nullptr}, {}) == CHECK_GOOD);
-    Require(ReadConditioned(Text, BlockAlign >= 80 ? BlockAlign : SIZE_MAX / 2) == Expected);
+  if (Status == 0 && (Expected->empty() || Expected->rbegin()->first <= UINT32_MAX)) {
+    Require(TestConditioned(Output, Set, Expected));
+  }
+  if (Format == ".mot" && IsLegal) {
+    TestConditioned(Input, Set, Expected);
   }
   return 0;
 }
