@@ -212,6 +212,7 @@ TEST(Check, TakesOptionsAndFiles) {
   WriteFile("-x.hex", REC + "\n" + END);
   WriteFile("\x1B\xC3\xA9\xC2\x9B\x7F.hex", REC + "\n" + END);
   WriteFile("bad.hex", ":");
+  WriteFile("long.bin", std::string(70000, 'x'));
   WriteFile("big.bin", "");
   std::filesystem::resize_file("big.bin", 0x80000000);
   std::string Many = END;
@@ -223,8 +224,7 @@ TEST(Check, TakesOptionsAndFiles) {
   const std::string Run = "  0x00000030  0x00000032           3";
   const std::string Minus = Accepts("-x.hex: Intel HEX, 3 bytes in 1 run", Run);
   const std::string Bad = "bad.hex:1: " + DIGIT + "\n  :\n   ^\n";
-  const std::string Beyond =
-      "a.bin: warning: data beyond address 0xFFFFFFFF: the output has its address modulo 2 to the power 32\n";
+  const std::string Beyond = "data beyond address 0xFFFFFFFF: the output has its address modulo 2 to the power 32\n";
   const std::string Try = "Try 'blockfit-check --help' for more information.\n";
   const std::string Same = "-x.hex: same bytes at the same addresses as a.bin\n";
   const std::string Size = ", which takes an even number, 34 or more, decimal or with 0x\n";
@@ -234,8 +234,11 @@ TEST(Check, TakesOptionsAndFiles) {
       {"./*.hex", "2 ./" + Accepts("\\x1B\xC3\xA9\xC2\\x9B\\x7F.hex: Intel HEX, 3 bytes in 1 run", Run)},
       {"--base 4294967293 a.bin",
        "0 " + Accepts("a.bin: raw binary, 3 bytes in 1 run", "  0xFFFFFFFD  0xFFFFFFFF           3")},
-      {"--strict --base=0XFFFFFFFE --against a.bin a.bin",
-       "1 " + Beyond + Beyond + "a.bin: same bytes at the same addresses as a.bin\n"},
+      {"--base 0xFFFFF000 long.bin",
+       "0 long.bin: warning: " + Beyond +
+           Accepts("long.bin: raw binary, 70000 bytes in 1 run", "  0xFFFFF000  0x10001016F       70000")},
+      {"--strict --base=0XFFFFFFFE --against a.bin a.bin", "1 a.bin: warning: " + Beyond + "a.bin: warning: " + Beyond +
+                                                               "a.bin: same bytes at the same addresses as a.bin\n"},
       {"--against a.bin --base 010 -- -x.hex",
        "1 -x.hex: differs from a.bin, first at 0x0000000A: 0 differing, 3 missing, 3 surplus bytes\n"},
       {"--against a.bin --base 0x30 -- -x.hex", "0 " + Same},
@@ -360,6 +363,7 @@ TEST(Conditioned, EveryPromiseIsTested) {
       "         240        0        0   no     0\n"
       "c: keeps every promise of a conditioned file, block size 120, line alignment 8\n",
       Check("--blocks --block 120 c"));
+  EXPECT_EQ('0', Check("--block 0X78 c c c c c c c c", "ulimit -n 8; ")[0]) << "files are closed";
   EXPECT_EQ('1', Check("--conditioned c /dev/null")[0]) << "the worse of two results";
   EXPECT_EQ('1', Check("--conditioned /dev/null c")[0]);
   EXPECT_TRUE(Check("--block 80 c").find("-BlockAlign 80 is --block 0x80 here\n") != std::string::npos);

@@ -1,4 +1,4 @@
-// Single records and the conditioned writer: its worked example, byte for byte, and its promise in many layouts.
+// Single records and the conditioned writer: types, cuts and fills, and its promise in many layouts.
 #include "srec/conditioned_writer.h"
 
 #include "srec/record.h"
@@ -27,21 +27,6 @@ ByteMap Ascending(uint64_t Addr, uint8_t NumBytes) {
     Map[Addr + i] = i;
   }
   return Map;
-}
-
-TEST(ConditionedWriter, WritesTheWorkedExample) {
-  ByteMap Map = Ascending(0x1000, 48);
-  AddBytes(&Map, 0x20000, {0xAA, 0xAA, 0xAA, 0xAA});
-  EXPECT_EQ(
-      "S11B1000000102030405060708090A0B0C0D0E0F1011121314151617C0\r\n"
-      "\r\n\r\n"
-      "S10B101818191A1B1C1D1E1FF0\r\n"
-      "S10B10202021222324252627A8\r\n"
-      "\r\n\r\n\r\n\r\n"
-      "S10B102828292A2B2C2D2E2F60\r\n"
-      "S208020000AAAAAAAA4D\r\n" +
-          END,
-      Write(Map, 8, 64));
 }
 
 TEST(ConditionedWriter, ChoosesTheTypeByTheLastAddress) {

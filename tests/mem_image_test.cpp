@@ -144,9 +144,18 @@ TEST_F(ImageLock, GuardsPendingBytes) {
 /// When memory runs out: never, in one random allocation of every write, or from some allocation on.
 enum Shortage { NO_SHORTAGE, ONCE_A_WRITE, FROM_THEN_ON };
 
+/// Places for writes of MinBytes to MaxBytes bytes, every SlotBytes addresses from Base on.
+struct SlotCase {
+  uint64_t NumSlots;
+  uint64_t Base;
+  uint64_t SlotBytes;
+  uint64_t MinBytes;
+  uint64_t MaxBytes;
+};
+
 /// Writes to every slot once, starting in the middle and advancing by Step, or shuffled if Step is 0: every kind of
 /// join, refusal and growth happens many times.
-void ExpectLikeAMap(const std::array<uint64_t, 5>& Case, uint64_t Step, Shortage Memory) {
+void ExpectLikeAMap(const SlotCase& Case, uint64_t Step, Shortage Memory) {
   const auto& [NumSlots, Base, SlotBytes, MinBytes, MaxBytes] = Case;
   std::mt19937_64 Random(Step);
   const auto pImage = NewImage();
@@ -195,12 +204,15 @@ void ExpectLikeAMap(const std::array<uint64_t, 5>& Case, uint64_t Step, Shortage
 TEST(ImageRandom, AgreesWithAPlainMap) {
   constexpr uint64_t MANY = 5003;  // enough areas for an index of many pages
   // Three times 43 bytes are one byte more than an area has room for in its own record.
-  const std::array<uint64_t, 5> aCase[] = {
-      {MANY, 0, 43, 43, 43}, {MANY, 0, 8, 1, 10}, {MANY, TOP - 8 * MANY + 90, 8, 1, 10}, {4001, 0, 130, 124, 131}};
+  const SlotCase aCase[] = {{MANY, 0, 43, 43, 43},
+                            {MANY, 0, 1, 1, 1},
+                            {MANY, 0, 8, 1, 10},
+                            {MANY, TOP - 8 * MANY + 90, 8, 1, 10},
+                            {4001, 0, 130, 124, 131}};
   for (const auto& Case : aCase) {
     for (const uint64_t Step : {uint64_t{1}, MANY - 1, uint64_t{2}, MANY - 2, uint64_t{0}}) {
       for (const Shortage Memory : {NO_SHORTAGE, ONCE_A_WRITE, FROM_THEN_ON}) {
-        SCOPED_TRACE(testing::Message() << Case[0] << ' ' << Case[1] << ' ' << Case[3] << ' ' << Step << ' ' << Memory);
+        SCOPED_TRACE(testing::Message() << Case.Base << ' ' << Case.MinBytes << ' ' << Step << ' ' << Memory);
         ExpectLikeAMap(Case, Step, Memory);
       }
     }

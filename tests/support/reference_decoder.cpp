@@ -28,14 +28,17 @@ struct Scanner {
     Rest.remove_prefix(std::min(Rest.find_first_not_of(" \t\r\n"), Rest.size()));
     return IsAtEnd();
   }
+  uint8_t TakeByte() {
+    constexpr const char* DIGITS = "0123456789ABCDEFabcdef";
+    const std::string Pair{Take(DIGITS), Take(DIGITS)};
+    return static_cast<uint8_t>(IsRight ? std::stoul(Pair, nullptr, 16) : 0);
+  }
   /// Takes a record: a first byte, then NumUncounted bytes and as many as the first byte counts, together at least one.
   std::vector<uint8_t> TakeRecord(size_t NumUncounted, uint8_t Sum) {
-    std::vector<uint8_t> Record;
-    for (size_t NumLeft = 1; NumLeft > 0; --NumLeft) {
-      constexpr const char* DIGITS = "0123456789ABCDEFabcdef";
-      const std::string Pair{Take(DIGITS), Take(DIGITS)};
-      Record.push_back(static_cast<uint8_t>(IsRight ? std::stoul(Pair, nullptr, 16) : 0));
-      NumLeft += Record.size() == 1 ? std::max<size_t>(Record[0] + NumUncounted, 1) : 0;
+    std::vector<uint8_t> Record{TakeByte()};
+    const size_t NumBytes = 1 + std::max<size_t>(Record[0] + NumUncounted, 1);
+    while (Record.size() < NumBytes) {
+      Record.push_back(TakeByte());
     }
     Require(static_cast<uint8_t>(std::accumulate(Record.begin(), Record.end(), 0U)) == Sum);
     return Record;
