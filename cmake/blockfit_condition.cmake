@@ -1,17 +1,21 @@
 # Makes conditioned files as part of the build.
 #
-#     blockfit_condition(<program> [BLOCK <characters>] [LINE <bytes>])
-#     blockfit_condition(INPUT <file> [BASE <address>] [OUTPUT <name>] [BLOCK <characters>] [LINE <bytes>])
+#     blockfit_condition(<program> [BLOCK <characters>] [LINE <bytes>] [ALLOW_WARNINGS])
+#     blockfit_condition(INPUT <file> [BASE <address>] [OUTPUT <name>] [BLOCK <characters>] [LINE <bytes>]
+#                        [ALLOW_WARNINGS])
 #
 # The first form makes <program>.srec beside an executable target whenever the target is linked; call it in the folder
 # that adds the target. The addresses come from the ELF file, through CMAKE_OBJCOPY. Anything that needs <program>.srec
 # must depend on the target.
 #
-# The second form makes <name>.srec in each build in which <file> or Blockfit has changed. A relative <file> is in the
+# The second form makes <name>.srec in each build in which <file> or one of the programs has changed. A relative <file> is in the
 # current source folder, a relative <name> in the current build folder; without OUTPUT, <name> is that of <file>. BASE
 # is the load address of a .bin file; it is required for .bin files and not allowed for others.
 #
 # Numbers are decimal, or hexadecimal with 0x. BLOCK and LINE default to Blockfit's own defaults.
+#
+# The build fails if blockfit-check refuses the file or warns of it, because data may be missing or wrong.
+# ALLOW_WARNINGS lets a file through that is known to warn; the warnings are shown.
 
 cmake_policy(VERSION 3.22)
 
@@ -61,7 +65,7 @@ function(_blockfit_check_input Input Output Base)
   endif()
 endfunction()
 
-# Runs after <Target> is linked. A change of Blockfit makes it link again.
+# Runs after <Target> is linked. A change of the programs makes it link again.
 function(_blockfit_condition_target Target Run)
   if(NOT TARGET "${Target}")
     message(FATAL_ERROR "blockfit_condition: ${Target} is not a target; use INPUT for a file")
@@ -77,7 +81,8 @@ function(_blockfit_condition_target Target Run)
   add_custom_command(TARGET ${Target} POST_BUILD VERBATIM
     COMMAND ${Run} "-DInput=$<TARGET_FILE:${Target}>" "-DOutput=${Output}" "-DObjcopy=${CMAKE_OBJCOPY}"
             -P "${CMAKE_CURRENT_FUNCTION_LIST_DIR}/blockfit_condition_run.cmake")
-  set_property(TARGET ${Target} APPEND PROPERTY LINK_DEPENDS "$<TARGET_FILE:Blockfit::Blockfit>")
+  set_property(TARGET ${Target} APPEND PROPERTY LINK_DEPENDS
+               "$<TARGET_FILE:Blockfit::Blockfit>" "$<TARGET_FILE:Blockfit::check>")
   set_property(TARGET ${Target} APPEND PROPERTY ADDITIONAL_CLEAN_FILES "${Output}")
 endfunction()
 
@@ -97,13 +102,13 @@ function(_blockfit_condition_file Input Output Base Run)
   add_custom_command(OUTPUT "${Output}" VERBATIM COMMENT "Conditioning ${Name}"
     COMMAND ${Run} "-DInput=${Input}" "-DOutput=${Output}" "-DBase=${Base}"
             -P "${CMAKE_CURRENT_FUNCTION_LIST_DIR}/blockfit_condition_run.cmake"
-    DEPENDS "${Input}" Blockfit::Blockfit)
+    DEPENDS "${Input}" Blockfit::Blockfit Blockfit::check)
   string(MAKE_C_IDENTIFIER "${Name}" Name)
   add_custom_target(blockfit_${Name} ALL DEPENDS "${Output}")
 endfunction()
 
 function(blockfit_condition)
-  cmake_parse_arguments(PARSE_ARGV 0 Arg "" "INPUT;BASE;OUTPUT;BLOCK;LINE" "")
+  cmake_parse_arguments(PARSE_ARGV 0 Arg "ALLOW_WARNINGS" "INPUT;BASE;OUTPUT;BLOCK;LINE" "")
   foreach(Keyword INPUT BASE OUTPUT BLOCK LINE)
     if(Keyword IN_LIST ARGV AND "${Arg_${Keyword}}" STREQUAL "")  # perhaps an empty variable
       message(FATAL_ERROR "blockfit_condition: no value for ${Keyword}")
@@ -122,7 +127,7 @@ function(blockfit_condition)
   _blockfit_hexadecimal(Block BLOCK "${Arg_BLOCK}" 34 2)
   _blockfit_hexadecimal(Line LINE "${Arg_LINE}" 0 2)
   set(Run "${CMAKE_COMMAND}" "-DBlockfit=$<TARGET_FILE:Blockfit::Blockfit>" "-DCheck=$<TARGET_FILE:Blockfit::check>"
-          "-DBlock=${Block}" "-DLine=${Line}")
+          "-DBlock=${Block}" "-DLine=${Line}" "-DAllowWarnings=${Arg_ALLOW_WARNINGS}")
 
   if(DEFINED Arg_INPUT)
     _blockfit_check_input("${Arg_INPUT}" "${Arg_OUTPUT}" "${Base}")

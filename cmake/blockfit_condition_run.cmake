@@ -1,6 +1,7 @@
 # Run by the build for blockfit_condition: makes the conditioned file Output from the file Input with the program
-# Blockfit. With Objcopy, Input is an ELF file. Base, Block and Line are hexadecimal digits or empty. Success prints
-# nothing; a failure prints what Blockfit says and what the program Check says about the input, and leaves no Output.
+# Blockfit, after the program Check has found nothing wrong with it and nothing suspicious about it, or nothing wrong if
+# AllowWarnings is on. With Objcopy, Input is an ELF file. Base, Block and Line are hexadecimal digits or empty. Success
+# prints nothing but warnings; a failure prints what the programs say, and leaves no Output.
 #
 # Blockfit works on fixed names in a folder of its own. So no name needs an option, is taken for a path in the home
 # folder, or is also the name of the input; and a file gets its final name only when it is complete.
@@ -14,17 +15,19 @@ function(fail Text)
   message(FATAL_ERROR "${Output} was not made.")
 endfunction()
 
-# Prints the reason, and what Blockfit said after its last blank line, which ends the text printed at every start.
-function(fail_to_condition Text)
-  string(REGEX REPLACE "^.*\n\n" "" Text "${Text}")
-  string(REPLACE "${File}" "${Input}" Text "${Text}")
-  string(STRIP "${Text}" Text)
-  set(Checked "${Input}")
-  if(Objcopy)
-    set(Checked "${Scratch}/input/firmware.hex")
+# Stops unless the file passes the check.
+function(check Checked)
+  set(Strict --strict)
+  if(AllowWarnings)
+    set(Strict)
   endif()
-  execute_process(COMMAND "${Check}" "--base=0x0${Base}" -- "${Checked}" OUTPUT_VARIABLE Reason ERROR_VARIABLE Reason)
-  fail("Blockfit ${Input}\n${Text}\n${Reason}")
+  execute_process(COMMAND "${Check}" ${Strict} "--base=0x0${Base}" -- "${Checked}"
+                  RESULT_VARIABLE Status OUTPUT_QUIET ERROR_VARIABLE Findings)
+  if(NOT Status STREQUAL 0)
+    fail("${Findings}")
+  elseif(Findings MATCHES ": warning: ")
+    message("${Findings}")
+  endif()
 endfunction()
 
 # condition(NAME OPTION...): makes Scratch/NAME/firmware.srec from File, and sets File to it.
@@ -33,7 +36,8 @@ function(condition Name)
   execute_process(COMMAND "${Blockfit}" ${ARGN} "${File}" WORKING_DIRECTORY "${Scratch}/${Name}"
                   RESULT_VARIABLE Status OUTPUT_VARIABLE Text ERROR_VARIABLE Text)
   if(NOT Status STREQUAL 0)
-    fail_to_condition("${Text}")
+    string(REGEX REPLACE "^.*\n\n" "" Text "${Text}")  # what is printed at every start ends with a blank line
+    fail("Blockfit ${Input}\n${Text}")
   endif()
   set(File "../${Name}/firmware.srec" PARENT_SCOPE)
 endfunction()
@@ -47,8 +51,10 @@ if(Objcopy)
   if(NOT Status STREQUAL 0)
     fail("${Text}")
   endif()
+  check("${Scratch}/input/firmware.hex")
   set(File "../input/firmware.hex")
 else()
+  check("${Input}")
   cmake_path(GET Input EXTENSION LAST_ONLY Extension)
   file(CREATE_LINK "${Input}" "${Scratch}/input/firmware${Extension}" SYMBOLIC)
   set(File "../input/firmware${Extension}")
