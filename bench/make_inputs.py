@@ -9,9 +9,9 @@ from pathlib import Path
 
 DENSE, RAW, SMALL, SECTIONS = "dense.hex", "raw.bin", "small.hex", "sections.srec"
 NUM_SECTIONS, SECTION_DISTANCE = 24, 1 << 20
-DENSE_BYTES, SMALL_BYTES = 32 << 20, 4 << 10
+DENSE_BYTES, SMALL_BYTES, SECTIONS_RECORDS = 32 << 20, 4 << 10, 256 << 10
 RECORD_BYTES = 16
-SIZES = [8 << 10, 32 << 10, 128 << 10, 512 << 10]
+FOURTH, MOST = 128 << 10, 512 << 10
 
 # The orders of S-record inputs: name, distance between record addresses, how the records are arranged.
 ORDERS = {
@@ -46,23 +46,25 @@ def s_record(kind, addr, data):
     return b"S%d%s\r\n" % (kind, (body + bytes([~sum(body) & 0xFF])).hex().upper().encode())
 
 
-def s_records(order, num_records):
-    distance, arrange = ORDERS[order]
-    addrs = list(range(0x08000000, 0x08000000 + num_records * distance, distance))
-    arrange(addrs)
+def s_records(addrs):
     for addr in addrs:
         yield s_record(3, addr, random.randbytes(RECORD_BYTES))
     yield s_record(7, 0, b"")
 
 
-def sections(num_records):
+def ordered_addresses(order, num_records):
+    distance, arrange = ORDERS[order]
+    addrs = list(range(0x08000000, 0x08000000 + num_records * distance, distance))
+    arrange(addrs)
+    return addrs
+
+
+def section_addresses():
     """Sections far apart, each ascending, in a random order: a program as a linker may write it."""
     starts = [0x08000000 + i * SECTION_DISTANCE for i in range(NUM_SECTIONS)]
     random.shuffle(starts)
-    for start in starts:
-        for addr in range(start, start + num_records // NUM_SECTIONS * RECORD_BYTES, RECORD_BYTES):
-            yield s_record(3, addr, random.randbytes(RECORD_BYTES))
-    yield s_record(7, 0, b"")
+    num_bytes = SECTIONS_RECORDS // NUM_SECTIONS * RECORD_BYTES
+    return [addr for start in starts for addr in range(start, start + num_bytes, RECORD_BYTES)]
 
 
 def main():
@@ -72,10 +74,11 @@ def main():
     (folder / RAW).write_bytes(data)
     (folder / DENSE).write_bytes(b"".join(intel_hex(data)))
     (folder / SMALL).write_bytes(b"".join(intel_hex(data[:SMALL_BYTES])))
-    (folder / SECTIONS).write_bytes(b"".join(sections(256 << 10)))
+    (folder / SECTIONS).write_bytes(b"".join(s_records(section_addresses())))
     for order in ORDERS:
-        for num_records in SIZES:
-            (folder / ordered(order, num_records)).write_bytes(b"".join(s_records(order, num_records)))
+        for num_records in (FOURTH, MOST):
+            addrs = ordered_addresses(order, num_records)
+            (folder / ordered(order, num_records)).write_bytes(b"".join(s_records(addrs)))
 
 
 if __name__ == "__main__":

@@ -1,37 +1,31 @@
 #!/usr/bin/env bash
-# Compares the release build with other tools and plain copying: prints the results as Markdown and draws
-# docs/performance.svg. bench/run.sh [ROUNDS], by default 7; fewer than 5 are for trying it out and draw nothing.
-# BEFORE: another build of the program, to measure beside this one. BUILD_DIR: the build directory, by default build.
-# TMPDIR: where inputs and outputs go, about 600 MB.
+# Compares the release build with two other tools and copying, and prints the tables of docs/performance.md. Fails if a
+# bound is exceeded. bench/run.sh [ROUNDS [OTHER]]: 7 rounds by default; OTHER is another build of the program, to be
+# compared with this one. The inputs and outputs take about 500 MB below TMPDIR.
 set -euo pipefail
+
+Rounds=${1:-7}
+Other=${2:+$(realpath "$2")}
+if [[ ! $Rounds =~ ^[1-9][0-9]*$ || ! -x ${Other:-$0} ]]; then
+  echo "Usage: bench/run.sh [ROUNDS [OTHER]]" >&2
+  exit 2
+fi
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source tools/lib/quietly.sh
 source tools/lib/packages.sh
-
-Rounds=${1:-7}
-if [[ ! $Rounds =~ ^[1-9][0-9]*$ ]]; then
-  echo "Usage: bench/run.sh [ROUNDS]" >&2
-  exit 2
-fi
-BuildDir=${BUILD_DIR:-build}
+source tools/lib/build.sh
 need g++ g++
 need make make
 need cmake cmake
-need hyperfine hyperfine
 need /usr/bin/time time
 need objcopy binutils
 need srec_cat srecord
 need python3 python3
 install_needed
 
-quietly cmake -S . -B "$BuildDir" -DCMAKE_BUILD_TYPE=Release -DBLOCKFIT_SANITIZE=
-quietly cmake --build "$BuildDir" --target Blockfit
-
+build release
 Scratch=$(mktemp -d)
 trap 'rm -rf "$Scratch"' EXIT
 python3 -B bench/make_inputs.py "$Scratch"
-python3 -B bench/measure.py "$BuildDir/Blockfit" "$Scratch" "$Rounds" "$Scratch/times.json" ${BEFORE:+"$BEFORE"}
-if ((Rounds >= 5)); then
-  python3 -B bench/plot.py "$Scratch/times.json" >docs/performance.svg
-fi
+python3 -B bench/measure.py build/release/Blockfit "$Scratch" "$Rounds" ${Other:+"$Other"}

@@ -17,7 +17,6 @@ need flake8 flake8
 need make make
 need cmake cmake
 need /usr/include/gtest/gtest.h libgtest-dev
-need /usr/include/benchmark/benchmark.h libbenchmark-dev
 install_needed
 
 # files PATTERN...: the project's files whose names match one of the patterns.
@@ -38,7 +37,7 @@ BashScripts+=(.ci/run)
 echo "clang-format: ${#Sources[@]} files"
 clang-format --dry-run --Werror "${Sources[@]}"
 
-# Checks that are off for tests and benchmarks, in addition to those in .clang-tidy.
+# Checks that are off for tests, in addition to those in .clang-tidy.
 RELAXED=(
   'clang-analyzer-*'                         # takes minutes on the expansions of GoogleTest's macros
   bugprone-reserved-identifier               # __wrap_ and __real_ are the linker's names
@@ -60,12 +59,12 @@ tidy() {
 quietly cmake --preset lint
 echo "clang-tidy: $(grep -c '"file":' build/lint/compile_commands.json) files"
 tidy "$PWD/(src|fuzz|examples)/"
-tidy -checks="$(printf -- '-%s,' "${RELAXED[@]}")" "$PWD/(tests|bench)/"
+tidy -checks="$(printf -- '-%s,' "${RELAXED[@]}")" "$PWD/tests/"
 
 echo "cppcheck"
 cppcheck --quiet --error-exitcode=1 --enable=warning,style,performance,portability --inline-suppr -j "$(nproc)" \
   --std=c++20 --std=c11 --library=posix --library=googletest --suppressions-list=tools/cppcheck-suppressions.txt \
-  -I src -I tests src tests fuzz bench examples
+  -I src -I tests src tests fuzz examples
 
 echo "shellcheck: ${#BashScripts[@]} files"
 shellcheck --external-sources "${BashScripts[@]}"
