@@ -61,7 +61,7 @@ for Extension in $Extensions; do
 done
 CheckOptions=$(grep -oP '^ +\{"\K[a-z]+(?=", (no|required)_argument)' src/check/command.cpp)
 for Option in $CheckOptions; do
-  expect_in "-?-$Option" README.md man/blockfit-check.1 completions/*blockfit-check*
+  expect_in "-?-$Option" man/blockfit-check.1 completions/*blockfit-check*
 done
 
 echo "Samples and picture"
