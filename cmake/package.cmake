@@ -18,10 +18,10 @@ set(CPACK_DEBIAN_PACKAGE_HOMEPAGE "https://vornex.example/blockfit")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "conditions firmware files for consumers that read fixed-size blocks")
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
 "Blockfit reads a firmware data file (Intel HEX, Motorola S-record or raw
-binary) and writes one Motorola S-record file with the same bytes, laid out
-so that no record crosses the end of a block. A consumer that takes the file
-in blocks, such as a drive that programs whatever is copied to it, can then
-understand each block by itself, in any order.
+binary) and writes one Motorola S-record file with the same bytes. In blocks
+of 80 characters or more, no record crosses the end of a block: a consumer
+that takes the file in blocks, such as a drive that programs whatever is
+copied to it, can understand each block by itself, in any order.
 .
 blockfit-check says why a file is refused, and proves a conversion. A
 reference consumer in C comes with the documentation.")
