@@ -4,8 +4,8 @@
 #include <cstring>
 
 // Both directions take eight bytes and their sixteen digits at a time: a few vector operations for what would be eight
-// rounds of table look-ups, five to six times as fast (bench/micro.cpp). These are the compilers' portable vectors;
-// where the target has none, they become plain code.
+// rounds of table look-ups, five to six times as fast. These are the compilers' portable vectors; where the target has
+// none, they become plain code.
 
 namespace {
 
