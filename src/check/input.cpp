@@ -107,8 +107,9 @@ void NoteDefinition(void* pContext, const NotedRecord& Record) {
   return CHECK_FindPlace(Read.Source, Search.Value == Value ? Search.Offset : READ_NOWHERE);
 }
 
-/// Reports that addresses of the last record are taken: which, since which line, and whether with other bytes.
-void ReportOverlap(const Reading& Read) {
+/// Reports that addresses of the last record are taken: the first, its line, and the first byte that differs. Returns
+/// false if the line is not found again.
+[[nodiscard]] bool ReportOverlap(const Reading& Read) {
   const NotedRecord& Record = Read.Last;
   const uint64_t LastAddr = Record.Addr + static_cast<uint32_t>(Record.NumBytes) - 1;
   std::array<uint8_t, MAX_DATA> aThere;
@@ -116,29 +117,27 @@ void ReportOverlap(const Reading& Read) {
   uint64_t Addr = 0;
   const int64_t NumBytes = MEMIMG_ReadData(Read.pImage, Record.Addr, LastAddr, MAX_DATA, 0, aThere.data(),
                                            aIsThere.data(), &Addr, MAX_DATA, 0, 0);
-  const uint8_t* pHere = Record.pData + (Addr - Record.Addr);
+  const uint64_t First = Addr - Record.Addr;
+  const uint8_t* pHere = Record.pData + First;
   uint32_t i = 0;
   while (i < NumBytes && (aIsThere[i] == 0 || aThere[i] == pHere[i])) {
     ++i;
   }
+  const CheckPlace Place = CHECK_FindPlace(Read.Source, Record.DataOffset + 2 * First);
   const CheckPlace FirstPlace = FindDefinition(Read, Addr, aThere[0]);
-  std::array<char, 50> acFirst{"defined twice"};
   std::array<char, 20> acAt{};
-  std::array<char, 50> acBytes{"the same bytes"};
-  if (FirstPlace.Line != 0) {
-    std::snprintf(acFirst.data(), acFirst.size(), "first defined on line %" PRIu64, FirstPlace.Line);
-  }
-  if (i != 0) {
-    std::snprintf(acAt.data(), acAt.size(), "at 0x%08" PRIX64 " ", Addr + i);
-  }
+  std::array<char, 30> acBytes{"the same bytes"};
   if (i < NumBytes) {
-    std::snprintf(acBytes.data(), acBytes.size(), "%sthere 0x%02X, here 0x%02X", acAt.data(), aThere[i], pHere[i]);
+    std::snprintf(acBytes.data(), acBytes.size(), "there 0x%02X, here 0x%02X", aThere[i], pHere[i]);
+    std::snprintf(acAt.data(), acAt.size(), i != 0 ? "at 0x%08" PRIX64 " " : "", Addr + i);
   }
   FindingText acText;
-  std::snprintf(acText.data(), TEXT_SIZE, "Areas overlap: 0x%08" PRIX64 ", %s, %s", Addr, acFirst.data(),
-                acBytes.data());
-  const CheckPlace Place = CHECK_FindPlace(Read.Source, Record.DataOffset + 2 * (Addr - Record.Addr));
-  Read.Sink.pfFound(Read.Sink.pContext, {CHECK_ERROR, acText.data(), Place, FirstPlace});
+  std::snprintf(acText.data(), TEXT_SIZE, "Areas overlap: 0x%08" PRIX64 ", first defined on line %" PRIu64 ", %s%s",
+                Addr, FirstPlace.Line, acAt.data(), acBytes.data());
+  if (FirstPlace.Line != 0) {
+    Read.Sink.pfFound(Read.Sink.pContext, {CHECK_ERROR, acText.data(), Place, FirstPlace});
+  }
+  return FirstPlace.Line != 0;
 }
 
 /// Puts a reader's text: on one line, with what cannot be printed made visible. Without "Error in line N: ", if the
@@ -172,8 +171,8 @@ void ReportError(const Reading& Read, int Status) {
   const CheckPlace Place = CHECK_FindPlace(Read.Source, Read.Notes.Error);
   FindingText acText{};
   if (Read.Notes.Error != READ_NOWHERE) {
-    if (Place.Line != 0 && std::strstr(Read.acReaderError.data(), "Areas overlap") != nullptr) {
-      ReportOverlap(Read);
+    const bool IsOverlap = std::strstr(Read.acReaderError.data(), "Areas overlap") != nullptr;
+    if (IsOverlap && Place.Line != 0 && ReportOverlap(Read)) {
       return;
     }
     FindingText acHint{};
