@@ -56,7 +56,7 @@ TEST(Check, ExplainsWhyAFileIsRefused) {
       {"f.mot", MOT + std::string(90000, ' ') + "X",
        "f.mot:2: error: Unexpected character\n  ..." + std::string(70, ' ') + "X\n" + std::string(75, ' ') + "^\n"},
       {"f.mot", "S5030001FB\nS10200FD",  // what was suspicious before the error is shown, too
-       "f.mot:1: warning: 1 data records announced, 0 read since the last header or count\n  S5030001FB\n  ^\n"
+       "f.mot:1: warning: the count record says 1 data records, 0 were read: are some missing?\n  S5030001FB\n  ^\n"
        "f.mot:2: error: Record too short\n  S10200FD\n  ^\n"},
   };
   for (const auto& [Name, Text, Expected] : aCase) {
@@ -92,8 +92,8 @@ TEST(Check, ExplainsAnOverlap) {
 }
 
 TEST(Check, NamesWhatAFileIsInstead) {
-  const std::string Page = "it is a web page: did a download end in an error message?";
-  const std::string Blank = "it begins with an empty line or a blank: remove that";
+  const std::string Page = "it is a web page: did a download return an error page?";
+  const std::string Blank = "it begins with a blank line or a space: remove it";
   const std::string Utf16 = "it is UTF-16 text: save it as ASCII";
   const std::tuple<std::string, std::string, std::string> aCase[] = {
       {"", "it is empty", "warning: the file has no data"},
@@ -106,7 +106,7 @@ TEST(Check, NamesWhatAFileIsInstead) {
       {"\xFE\xFF", Utf16, ""},
       {"\x1F\x8B\x08", "it is compressed with gzip: unpack it first", "note"},
       {"PK\x03\x04", "it is a zip archive: unpack it first", "note"},
-      {"\x7F\x45LF", "it is an ELF program: objcopy makes a data file of it", "warning"},
+      {"\x7F\x45LF", "it is an ELF file: convert it with objcopy", "warning"},
       {"<!DOCTYPE html>", Page, "warning"},
       {"<html>", Page, "warning"},
       {"version https://git-lfs.github.com/spec/v1", "it is a Git LFS pointer: 'git lfs pull' fetches the file",
@@ -115,7 +115,7 @@ TEST(Check, NamesWhatAFileIsInstead) {
       {"@0000", "it looks like TI-TXT, which Blockfit does not read", ""},
       {"%1A", "it looks like Tektronix hex, which Blockfit does not read", ""},
       {"s1", "the S of an S-record is upper-case", ""},
-      {MOT, "it is an S-record file: name it .srec", "warning"},
+      {MOT, "it is an S-record file: rename it to .srec", "warning"},
       {"S1060030616263A4\n", "", ""},
   };
   for (const auto& [Bytes, Text, InBinary] : aCase) {
@@ -128,9 +128,10 @@ TEST(Check, NamesWhatAFileIsInstead) {
     EXPECT_TRUE(Check("f.bin").starts_with("0 f.bin: " + (InBinary.empty() ? "raw binary" : Level))) << Bytes;
   }
   WriteFile("f.mot", REC);
-  EXPECT_TRUE(Check("f.mot").starts_with("1 f.mot:1: error: Not a mot file: it is an Intel HEX file: name it .hex\n"));
+  EXPECT_TRUE(
+      Check("f.mot").starts_with("1 f.mot:1: error: Not a mot file: it is an Intel HEX file: rename it to .hex\n"));
   WriteFile("f.bin", REC);
-  EXPECT_TRUE(Check("f.bin").starts_with("0 f.bin: warning: it is an Intel HEX file: name it .hex\n"));
+  EXPECT_TRUE(Check("f.bin").starts_with("0 f.bin: warning: it is an Intel HEX file: rename it to .hex\n"));
   EXPECT_EQ("2 x.ihex: error: Unsupported file extension. Blockfit reads .mot .srec .s19 .s37 .s .hex .bin\n",
             Check("x.ihex"));
 }
@@ -140,15 +141,16 @@ TEST(Check, WarnsOfDataThatMayBeMissing) {
   const std::string CutOff = "warning: no end record follows this last record: the file may have been cut off";
   const std::string After =
       "warning: a record after the end record: were two files joined? In Intel HEX, the second "
-      "needs its own upper address";
+      "must set its own upper address";
   const std::string EndMark = "warning: a byte 0x00 or 0x1A ends the data here: what follows is not read";
-  const std::string Unused = "warning: not all of this record is used: is its type or length damaged?";
-  const std::string Start = "note: the output will not have the start address 0x";
+  const std::string Unused = "warning: no data is taken from this record: is its type or length damaged?";
+  const std::string Upper =
+      "warning: an upper address record has 2 bytes, this one more: what follows may be at wrong addresses";
+  const std::string Start = "note: the start address 0x";
+  const std::string Written = " is not written to the output";
   const std::string Header = "note: another header: the file is made of several";
-  const std::string Counted = " read since the last header or count";
   const std::string Empty = "warning: the file has no data";
-  const std::string Beyond =
-      "warning: data beyond address 0xFFFFFFFF: the output has its address modulo 2 to the power 32";
+  const std::string Beyond = "warning: data beyond 0xFFFFFFFF: in the output, its addresses start again at 0";
   const std::tuple<std::string, std::string, std::string> aCase[] = {
       {"f.hex", REC + "\n" + END, ""},
       {"f.hex", REC + "\n\n", "1: " + CutOff},
@@ -157,16 +159,16 @@ TEST(Check, WarnsOfDataThatMayBeMissing) {
       {"f.hex", REC + "\n" + END + "\x1A x", "3: " + EndMark},
       {"f.hex", REC + "\n" + END + std::string(5000, '\0') + "x", "3: " + EndMark},
       {"f.hex", REC + "\n" + END + "\x1A" + std::string("\0\x1A \t\r\n", 6), ""},
-      {"f.hex", REC + "\n:0400000312345678E5\n" + END, "2: " + Start + "000179B8"},
-      {"f.hex", REC + "\n:0400000500000000F7\n" + END, "2: " + Start + "00000000"},
+      {"f.hex", REC + "\n:0400000312345678E5\n" + END, "2: " + Start + "000179B8" + Written},
+      {"f.hex", REC + "\n:0400000500000000F7\n" + END, "2: " + Start + "00000000" + Written},
       {"f.hex", REC + "\n:00000006FA\n" + END, "2: " + Unused},
-      {"f.hex", REC + "\n:03000004080000F1\n" + END, "2: " + Unused},
+      {"f.hex", REC + "\n:03000004080000F1\n" + END, "2: " + Upper},
       {"f.hex", ":02000004FFFFFC\n:02FFFE000102FE\n" + END, ""},
       {"f.hex", ":02000004FFFFFC\n:03FFFE00010203FA\n" + END, "2: " + Beyond},
       {"f.hex", END, " " + Empty},
       {"f.mot", MOT + MOT_END, ""},
       {"f.mot", MOT + "S901FE", ""},
-      {"f.mot", MOT + "S70508000000F2", "2: " + Start + "08000000"},
+      {"f.mot", MOT + "S70508000000F2", "2: " + Start + "08000000" + Written},
       {"f.mot", MOT + "S904000041BA\n" + MOT_END, "2: " + Unused},
       {"f.mot", MOT + "S404000041BA\n" + MOT_END, "2: " + Unused},
       {"f.mot", MOT + "S5060030616263A3\n" + MOT_END, "2: " + Unused},
@@ -177,7 +179,8 @@ TEST(Check, WarnsOfDataThatMayBeMissing) {
       {"f.mot", MOT + "S5030001FB\n", ""},  // a right count is as good as an end record
       {"f.mot", MOT + "S604000001FA\n", ""},
       {"f.mot", MOT + "S5030001FB\nS1030040BC\n", "3: " + CutOff},
-      {"f.mot", MOT + "S5030002FA\n" + MOT_END, "2: warning: 2 data records announced, 1" + Counted},
+      {"f.mot", MOT + "S5030002FA\n" + MOT_END,
+       "2: warning: the count record says 2 data records, 1 were read: are some missing?"},
       {"f.mot", MOT + "S50201FC\n" + MOT_END, "2: " + Unused},
       {"f.mot", MOT + "S5030001FB\nS1040040615A\nS5030001FB\nS1040050614A\nS5030003F9\n" + MOT_END, ""},
       {"f.mot", MOT + "S0030000FC\nS1040040615A\nS5030001FB\n" + MOT_END, "2: " + Header},
@@ -224,7 +227,7 @@ TEST(Check, TakesOptionsAndFiles) {
   const std::string Run = "  0x00000030  0x00000032           3";
   const std::string Minus = Accepts("-x.hex: Intel HEX, 3 bytes in 1 run", Run);
   const std::string Bad = "bad.hex:1: " + DIGIT + "\n  :\n   ^\n";
-  const std::string Beyond = "data beyond address 0xFFFFFFFF: the output has its address modulo 2 to the power 32\n";
+  const std::string Beyond = "data beyond 0xFFFFFFFF: in the output, its addresses start again at 0\n";
   const std::string Try = "Try 'blockfit-check --help' for more information.\n";
   const std::string Same = "-x.hex: same bytes at the same addresses as a.bin\n";
   const std::string Size = ", which takes an even number, 34 or more, decimal or with 0x\n";
@@ -246,7 +249,7 @@ TEST(Check, TakesOptionsAndFiles) {
       {"missing.hex bad.hex", "2 missing.hex: error: No such file or directory\n" + Bad},
       {"bad.hex missing.hex", "2 " + Bad + "missing.hex: error: No such file or directory\n"},
       {"d.hex", "2 d.hex: error: Is a directory\n"},
-      {"big.bin", "2 big.bin: error: the file is larger than 2147483647 bytes, the most that a .bin can have\n"},
+      {"big.bin", "2 big.bin: error: the file is larger than 2147483647 bytes, the limit for a .bin\n"},
       {"--conditioned d.hex", "2 d.hex: error: Is a directory\n"},
       {"--conditioned --runs missing", "2 missing: error: No such file or directory\n"},
       {"--version", "0 blockfit-check " BLOCKFIT_VERSION "\n"},
@@ -305,12 +308,12 @@ TEST(Conditioned, EveryPromiseIsTested) {
   const std::string Cut = Line(0, 32) + Line(32, 16) + Line(48, 16) + End;  // at 76 + 44 = 120
   const std::string Filled = Line(0, 32) + Line(32, 8) + "\r\n\r\n\r\n\r\n\r\n\r\n\r\n\r\n" + Line(40, 24) + End;
   const std::string Late = Line(0, 32) + Line(32, 16) + "\r\n" + Line(48, 16) + End;
-  const std::string Another = ": was it made with another block size?";
-  const std::string CutAway = "the record before is cut within a block" + Another;
+  const std::string Another = " characters: was it made with another block size?";
+  const std::string CutAway = "the record before is cut within a block of 164" + Another;
   const std::string CutOdd = "the record before is not cut at a multiple of the line alignment";
-  const std::string Crosses = "the line crosses the end of its block" + Another;
+  const std::string Crosses = "the line crosses the end of its block of 80" + Another;
   const std::string Digit = "upper-case hexadecimal digit or CR LF expected";
-  const std::string Lf = "LF without CR ends the line: has an editor or git changed the line ends?";
+  const std::string Lf = "the line ends in LF, not CR LF: did an editor or git change the line ends?";
   const std::tuple<std::string, ConditionedRules, std::string> aCase[] = {
       {Cut, {120, 8}, ""},
       {Cut, {120, 16}, ""},
@@ -318,11 +321,11 @@ TEST(Conditioned, EveryPromiseIsTested) {
       {Cut, {120, 12}, "offset 120: " + CutOdd},
       {Cut, {164, 8}, "offset 120: " + CutAway},
       {Cut, {80, 8}, "offset 80: " + Crosses},
-      {Cut, {80, 8, true}, "offset 80: " + Crosses + " -BlockAlign 80 is --block 0x80 here"},
+      {Cut, {80, 8, true}, "offset 80: " + Crosses + " Blockfit's -BlockAlign 80 is --block 0x80"},
       {Cut, {78, 8}, ""},  // blocks too small for the longest line promise less
       {Filled, {120, 8}, ""},
-      {Filled, {240, 8}, "offset 120: a record follows fill in the same block" + Another},
-      {Late, {120, 8}, "offset 122: a record follows fill in the same block" + Another},
+      {Filled, {240, 8}, "offset 120: a record follows fill within a block of 240" + Another},
+      {Late, {120, 8}, "offset 122: a record follows fill within a block of 120" + Another},
       {Line(0, 32) + Line(32, 16) + Line(48, 32) + End,
        {120, 8},
        "offset 120: this is more than the rest of the record before"},
@@ -366,7 +369,7 @@ TEST(Conditioned, EveryPromiseIsTested) {
   EXPECT_EQ('0', Check("--block 0X78 c c c c c c c c", "ulimit -n 8; ")[0]) << "files are closed";
   EXPECT_EQ('1', Check("--conditioned c /dev/null")[0]) << "the worse of two results";
   EXPECT_EQ('1', Check("--conditioned /dev/null c")[0]);
-  EXPECT_TRUE(Check("--block 80 c").find("-BlockAlign 80 is --block 0x80 here\n") != std::string::npos);
+  EXPECT_TRUE(Check("--block 80 c").find("-BlockAlign 80 is --block 0x80\n") != std::string::npos);
   ASSERT_EQ(0, mkfifo("p.srec", 0600));
   EXPECT_TRUE(Check("--block 120 --against a.bin p.srec", "cat c >p.srec & ")
                   .ends_with("p.srec: error: a pipe cannot be read twice: ask for one thing at a time\n"));

@@ -51,10 +51,12 @@ bool Expect(const Check& State, bool IsKept, uint64_t Pos, const char* pText) {
 /// Expect for the place of a record in its block, which looks wrong when the block size is not that of the file.
 bool ExpectPlace(const Check& State, bool IsKept, uint64_t Pos, const char* pText) {
   std::array<char, 160> acText;
-  const int Len = std::snprintf(acText.data(), acText.size(), "%s: was it made with another block size?", pText);
+  const uint32_t Size = State.Rules.BlockSize;
+  const int Len = std::snprintf(acText.data(), acText.size(),
+                                "%s of %u characters: was it made with another block size?", pText, Size);
   if (State.Rules.IsDecimal) {
-    std::snprintf(acText.data() + Len, acText.size() - static_cast<size_t>(Len), " -BlockAlign %u is --block 0x%u here",
-                  State.Rules.BlockSize, State.Rules.BlockSize);
+    std::snprintf(acText.data() + Len, acText.size() - static_cast<size_t>(Len),
+                  " Blockfit's -BlockAlign %u is --block 0x%u", Size, Size);
   }
   return Expect(State, IsKept, Pos, acText.data());
 }
@@ -65,7 +67,7 @@ bool ExpectPlace(const Check& State, bool IsKept, uint64_t Pos, const char* pTex
   const size_t Len = 1 + std::strspn(pLine + 1, UTIL_HEX_DIGITS);
   const size_t LineEnd = pLine[0] == '\n' ? 0 : Len;
   return Expect(State, pLine[LineEnd] != '\n', LineEnd,
-                "LF without CR ends the line: has an editor or git changed the line ends?") &&
+                "the line ends in LF, not CR LF: did an editor or git change the line ends?") &&
          Expect(State, pLine[0] == 'S', 0, "record or CR LF expected") &&
          Expect(State, pLine[1] >= '1' && pLine[1] <= '3', 1, "type 1, 2 or 3, or S9030000FC with CR LF, expected") &&
          Expect(State, std::strcmp(pLine + Len, "\r\n") == 0, Len, "upper-case hexadecimal digit or CR LF expected");
@@ -118,7 +120,7 @@ void EnterBlock(Check* pState, bool IsRest) {
   const bool IsPiece = NumBefore == 0;
   const bool IsGroups = State.Rules.LineAlign != 0 && NumBefore % State.Rules.LineAlign == 0;
   return ExpectPlace(State, std::strlen(State.acLine.data()) <= Room, Room, "the line crosses the end of its block") &&
-         ExpectPlace(State, State.Block.NumFill == 0, 0, "a record follows fill in the same block") &&
+         ExpectPlace(State, State.Block.NumFill == 0, 0, "a record follows fill within a block") &&
          ExpectPlace(State, IsPiece || State.Block.NumRecords == 0, 0, "the record before is cut within a block") &&
          Expect(State, IsPiece || IsGroups, 0, "the record before is not cut at a multiple of the line alignment") &&
          Expect(State, NumBefore + State.NumBytes <= PIECE_SIZE, 0, "this is more than the rest of the record before");

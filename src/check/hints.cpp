@@ -18,9 +18,9 @@ struct Signature {
   CheckLevel BinaryLevel;  ///< How one that does is reported.
 };
 
-constexpr const char* HTML = "it is a web page: did a download end in an error message?";
+constexpr const char* HTML = "it is a web page: did a download return an error page?";
 constexpr const char* UTF_16 = "it is UTF-16 text: save it as ASCII";
-constexpr const char* BLANK = "it begins with an empty line or a blank: remove that";
+constexpr const char* BLANK = "it begins with a blank line or a space: remove it";
 
 constexpr std::array<Signature, 19> SIGNATURES = {{
     {"<!DOCTYPE", HTML, true, CHECK_WARNING},
@@ -28,7 +28,7 @@ constexpr std::array<Signature, 19> SIGNATURES = {{
     {"<html", HTML, true, CHECK_WARNING},
     {"<HTML", HTML, true, CHECK_WARNING},
     {"version https://git-lfs", "it is a Git LFS pointer: 'git lfs pull' fetches the file", true, CHECK_WARNING},
-    {"\x7F\x45LF", "it is an ELF program: objcopy makes a data file of it", true, CHECK_WARNING},
+    {"\x7F\x45LF", "it is an ELF file: convert it with objcopy", true, CHECK_WARNING},
     {"UF2\n", "it is a UF2 file, which Blockfit does not read", true, CHECK_WARNING},
     {"\x1F\x8B", "it is compressed with gzip: unpack it first", true, CHECK_NOTE},
     {"PK\x03\x04", "it is a zip archive: unpack it first", true, CHECK_NOTE},
@@ -56,7 +56,8 @@ const char* NameRecord(const CheckSource& Source, const CheckBytes& Bytes) {
   if (!CHECK_CountDigits(Source, 0).IsSumRight) {
     return nullptr;
   }
-  return Bytes.aByte[0] == ':' ? "it is an Intel HEX file: name it .hex" : "it is an S-record file: name it .srec";
+  return Bytes.aByte[0] == ':' ? "it is an Intel HEX file: rename it to .hex"
+                               : "it is an S-record file: rename it to .srec";
 }
 
 }  // namespace

@@ -247,7 +247,7 @@ CheckStatus CHECK_OpenInput(CheckInput* pInput, const char* pPath, uint32_t Base
   const Format* pFormat = FormatOf(*pInput->pFile);
   const CheckSource Source = CHECK_SourceOf(pInput->pFile->pPath);
   if (pFormat->pfReadText == nullptr && Source.State.NumBytes > MEMIMG_MAX_AREA_BYTES) {
-    return FailOpen(Sink, "the file is larger than 2147483647 bytes, the most that a .bin can have");
+    return FailOpen(Sink, "the file is larger than 2147483647 bytes, the limit for a .bin");
   }
   MemImage* pImage = MEMIMG_Create();
   if (pImage == nullptr) {

@@ -54,14 +54,18 @@ void ApplyRules(RecordWatch* pWatch, const NotedRecord& Record) {
   std::array<char, 100> acCount;
   std::array<char, 100> acStart;
   std::snprintf(acCount.data(), acCount.size(),
-                "%" PRIu64 " data records announced, %" PRIu64 " read since the last header or count", Record.Addr,
+                "the count record says %" PRIu64 " data records, %" PRIu64 " were read: are some missing?", Record.Addr,
                 pWatch->NumDataInPart);
-  std::snprintf(acStart.data(), acStart.size(), "the output will not have the start address 0x%08" PRIX64, Record.Addr);
+  std::snprintf(acStart.data(), acStart.size(), "the start address 0x%08" PRIX64 " is not written to the output",
+                Record.Addr);
   const std::array<Rule, 6> Rules = {{
       {pWatch->HasEnded, CHECK_WARNING,
-       "a record after the end record: were two files joined? In Intel HEX, the second needs its own upper address"},
+       "a record after the end record: were two files joined? In Intel HEX, the second must set its own upper address"},
       {IsBeyond32Bits(Record), CHECK_WARNING, CHECK_BEYOND_32_BITS},
-      {IsNotAllUsed(*pWatch, Record), CHECK_WARNING, "not all of this record is used: is its type or length damaged?"},
+      {IsNotAllUsed(*pWatch, Record), CHECK_WARNING,
+       Record.Kind == NOTED_UPPER_ADDR
+           ? "an upper address record has 2 bytes, this one more: what follows may be at wrong addresses"
+           : "no data is taken from this record: is its type or length damaged?"},
       {IsLateHeader && IsHeaderText(Record), CHECK_NOTE, "another header: the file is made of several"},
       {IsWrongCount(*pWatch, Record), CHECK_WARNING, acCount.data()},
       {HasStart, CHECK_NOTE, acStart.data()},

@@ -7,7 +7,7 @@
 
 /// The warning of data whose addresses do not fit into an S-record.
 constexpr const char* CHECK_BEYOND_32_BITS =
-    "data beyond address 0xFFFFFFFF: the output has its address modulo 2 to the power 32";
+    "data beyond 0xFFFFFFFF: in the output, its addresses start again at 0";
 
 /// What has been seen of a file so far.
 struct RecordWatch {
