@@ -92,46 +92,37 @@ TEST(Check, ExplainsAnOverlap) {
 }
 
 TEST(Check, NamesWhatAFileIsInstead) {
-  const std::string Page = "it is a web page: did a download return an error page?";
-  const std::string Blank = "it begins with a blank line or a space: remove it";
-  const std::string Utf16 = "it is UTF-16 text: save it as ASCII";
   const std::tuple<std::string, std::string, std::string> aCase[] = {
-      {"", "it is empty", "warning: the file has no data"},
-      {"\n" + REC, Blank, ""},
-      {"\t" + REC, Blank, ""},
-      {" " + REC, Blank, ""},
-      {"\r" + REC, Blank, ""},
-      {"\xEF\xBB\xBF" + REC, "it begins with a byte order mark: save it without one", ""},
-      {"\xFF\xFE:", Utf16, ""},
-      {"\xFE\xFF", Utf16, ""},
-      {"\x1F\x8B\x08", "it is compressed with gzip: unpack it first", "note"},
-      {"PK\x03\x04", "it is a zip archive: unpack it first", "note"},
-      {"\x7F\x45LF", "it is an ELF file: convert it with objcopy", "warning"},
-      {"<!DOCTYPE html>", Page, "warning"},
-      {"<html>", Page, "warning"},
-      {"version https://git-lfs.github.com/spec/v1", "it is a Git LFS pointer: 'git lfs pull' fetches the file",
-       "warning"},
-      {"UF2\nWQ]\x9E", "it is a UF2 file, which Blockfit does not read", "warning"},
-      {"@0000", "it looks like TI-TXT, which Blockfit does not read", ""},
-      {"%1A", "it looks like Tektronix hex, which Blockfit does not read", ""},
-      {"s1", "the S of an S-record is upper-case", ""},
-      {MOT, "it is an S-record file: rename it to .srec", "warning"},
-      {"S1060030616263A4\n", "", ""},
-  };
-  for (const auto& [Bytes, Text, InBinary] : aCase) {
+      {"", ": it is empty", "warning: the file has no data"},
+      {"\n:", ": it begins with a blank line or a space", "raw"},
+      {"\t:", ": it begins with a blank line or a space", "raw"},
+      {" :", ": it begins with a blank line or a space", "raw"},
+      {"\r:", ": it begins with a blank line or a space", "raw"},
+      {"\xEF\xBB\xBF:", ": it begins with a byte order mark", "raw"},
+      {"\xFF\xFE:", ": it is UTF-16 text", "raw"},
+      {"\xFE\xFF", ": it is UTF-16 text", "raw"},
+      {"\x1F\x8B\x08", ": it is compressed with gzip", "note: it is compressed with gzip"},
+      {"PK\x03\x04", ": it is a zip archive", "note: it is a zip archive"},
+      {"\x7F\x45LF", ": it is an ELF file", "warning: it is an ELF file"},
+      {"<!DOCTYPE html>", ": it is a web page", "warning: it is a web page"},
+      {"<html>", ": it is a web page", "warning: it is a web page"},
+      {"version https://git-lfs", ": it is a Git LFS pointer", "warning: it is a Git LFS pointer"},
+      {"UF2\nWQ]\x9E", ": it is a UF2 file", "warning: it is a UF2 file"},
+      {"@0000", ": it looks like TI-TXT", "raw"},
+      {"%1A", ": it looks like Tektronix hex", "raw"},
+      {"s1", ": the S of an S-record is upper-case", "raw"},
+      {MOT, ": it is an S-record file: rename it to .srec\n", "warning: it is an S-record file"},
+      {"S1060030616263A4\n", "\n", "raw"}};
+  for (const auto& [Bytes, InText, InBinary] : aCase) {
     WriteFile("f.hex", Bytes);
-    EXPECT_TRUE(
-        Check("f.hex").starts_with("1 f.hex:1: error: Not a hex file" + (Text.empty() ? "" : ": " + Text) + "\n"))
-        << Bytes;
+    EXPECT_TRUE(Check("f.hex").starts_with("1 f.hex:1: error: Not a hex file" + InText)) << Bytes;
     WriteFile("f.bin", Bytes);
-    const std::string Level = InBinary + (Bytes.empty() ? "" : ": " + Text);
-    EXPECT_TRUE(Check("f.bin").starts_with("0 f.bin: " + (InBinary.empty() ? "raw binary" : Level))) << Bytes;
+    EXPECT_TRUE(Check("f.bin").starts_with("0 f.bin: " + InBinary)) << Bytes;
   }
   WriteFile("f.mot", REC);
-  EXPECT_TRUE(
-      Check("f.mot").starts_with("1 f.mot:1: error: Not a mot file: it is an Intel HEX file: rename it to .hex\n"));
+  EXPECT_TRUE(Check("f.mot").starts_with("1 f.mot:1: error: Not a mot file: it is an Intel HEX file"));
   WriteFile("f.bin", REC);
-  EXPECT_TRUE(Check("f.bin").starts_with("0 f.bin: warning: it is an Intel HEX file: rename it to .hex\n"));
+  EXPECT_TRUE(Check("f.bin").starts_with("0 f.bin: warning: it is an Intel HEX file"));
   EXPECT_EQ("2 x.ihex: error: Unsupported file extension. Blockfit reads .mot .srec .s19 .s37 .s .hex .bin\n",
             Check("x.ihex"));
 }
