@@ -13,7 +13,7 @@ struct Option {
   int (*pfApply)(RunSettings* pSettings, const char* pValue);
 };
 
-/// Parses a numeric value. The setting stays as it is when that fails.
+/// Parses a number into a setting. On failure the setting does not change.
 int ParseInto(uint32_t* pSetting, const char* pValue) {
   uint32_t Value = 0;
   if (UTIL_ParseHex32(&pValue, &Value) != 0) {
@@ -32,7 +32,7 @@ int ApplyOutputBase(RunSettings* pSettings, const char* pValue) {
   return 0;
 }
 
-// The confirmations are decimal, so that whoever gave 8192 sees that it means 33170.
+// The confirmations are decimal: whoever typed 8192 sees that it means 33170.
 
 int ApplyBlockAlign(RunSettings* pSettings, const char* pValue) {
   if (ParseInto(&pSettings->BlockAlign, pValue) != 0) {

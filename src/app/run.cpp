@@ -8,10 +8,10 @@
 
 namespace {
 
-/// The program name, two pairs of option and value, and the input path.
+/// The program name, two options with their values, and the input path.
 constexpr int MAX_ARGS = 6;
 
-/// The two files of a run; each may be absent.
+/// The two files of a run; either may be absent.
 struct RunFiles {
   DataFile* pInput;
   DataFile* pOutput;
@@ -28,8 +28,8 @@ void PrintBanner() {
   UTIL_Printf("<Addr> is only required for *.bin input files to specify the start address.\n\n");
 }
 
-/// Takes pairs of option and value, and the last argument as the input path. There is none when the last argument is
-/// an option's value. A single argument is the input path whatever it looks like.
+/// Takes options with their values, then the last argument as the input path. If an option takes the last argument as
+/// its value, there is no input path. A single argument is the input path, whatever it looks like.
 [[nodiscard]] int ParseArguments(RunSettings* pSettings, int NumArgs, const char* const* paArg) {
   if (NumArgs <= 1) {
     UTIL_PrintLine("No source file specified.");
@@ -117,7 +117,7 @@ void PrintErrorCode(int Status) {
   return Status;
 }
 
-/// Keeps the window of a program that was started by a double click open.
+/// Keeps the window open if the program was started by a double click.
 void WaitForKey() {
   UTIL_Printf("\n\nPress any key to exit");
   std::getchar();

@@ -24,8 +24,8 @@ const FormatHandler* FindHandler(const char* pExt) {
   return nullptr;
 }
 
-/// Returns a new text of the first LenA characters of pA followed by the first LenB of pB, to be freed with SYS_Free;
-/// null without memory.
+/// Returns the first LenA characters of pA and the first LenB of pB as one new text, which the caller frees with
+/// SYS_Free; null if memory is exhausted.
 [[nodiscard]] char* Concat(const char* pA, uint32_t LenA, const char* pB, uint32_t LenB) {
   char* pText = static_cast<char*>(SYS_Alloc(LenA + LenB + 1));
   if (pText != nullptr) {
@@ -35,13 +35,13 @@ const FormatHandler* FindHandler(const char* pExt) {
   return pText;
 }
 
-/// Returns a new copy of a text that is not empty, else null.
+/// Returns a new copy of a text; null if the text is empty or memory is exhausted.
 [[nodiscard]] char* CopyIfAny(const char* pText) {
   const uint32_t Len = UTIL_StrLenMax(pText, NAME_PART_SIZE);
   return Len != 0 ? Concat(pText, Len, "", 0) : nullptr;
 }
 
-/// Returns the position of the last '.' of the first Len characters; 0 for none, or for one that is the first.
+/// Returns the position of the last '.' in the first Len characters; 0 if there is none after the first character.
 uint32_t FindLastDot(const char* pPath, uint32_t Len) {
   uint32_t Pos = Len - 1;
   while (Pos > 0 && pPath[Pos] != '.') {

@@ -25,15 +25,14 @@ struct IndexPage {
 
 namespace {
 
-/// Returns the number of entries of a page at or below Addr.
+/// Returns how many entries of a page are at or below Addr.
 uint32_t NumAtOrBelow(const IndexPage& Page, uint64_t Addr) {
   const auto IsBelow = [](uint64_t A, const IndexEntry& B) { return A < B.Addr; };
   const IndexEntry* pFirst = Page.aEntry.data();
   return static_cast<uint32_t>(std::upper_bound(pFirst, pFirst + Page.NumEntries, Addr, IsBelow) - pFirst);
 }
 
-/// Returns the position in the list of the page that Addr belongs to: the last that begins at or below it, or the
-/// first.
+/// Returns the position of the page for Addr: the last page that begins at or below Addr, else the first page.
 uint32_t PageFor(const AreaIndex& Index, uint64_t Addr) {
   const auto IsBelow = [](uint64_t A, const IndexPageRef& B) { return A < B.FirstAddr; };
   const IndexPageRef* pNext = std::upper_bound(Index.paPage, Index.paPage + Index.NumPages, Addr, IsBelow);
@@ -70,7 +69,7 @@ void RemoveEntry(IndexPage* pPage, uint32_t At) {
   return true;
 }
 
-/// Puts an empty page into the list at position At. Returns null, with the list as it was, when memory is exhausted.
+/// Inserts an empty page at position At of the list. Returns null, with the list as it was, if memory is exhausted.
 [[nodiscard]] IndexPage* AddPage(AreaIndex* pIndex, uint32_t At) {
   if (!ReserveInList(pIndex)) {
     return nullptr;
@@ -85,8 +84,8 @@ void RemoveEntry(IndexPage* pPage, uint32_t At) {
   return pPage;
 }
 
-/// Splits a full page so that it or the page after it has room for Addr. At the end of the list only the last entry
-/// moves: areas that are entered in ascending order then fill their pages.
+/// Splits a full page, so that it or the page after it has room for Addr. At the end of the list only the last entry
+/// moves: pages then fill up when areas are entered in ascending order.
 [[nodiscard]] bool SplitPage(AreaIndex* pIndex, uint32_t At, uint64_t Addr) {
   IndexPage* pNew = AddPage(pIndex, At + 1);
   if (pNew == nullptr) {

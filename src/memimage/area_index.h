@@ -1,8 +1,8 @@
 /// Finds the area at an address without walking the chain.
 ///
 /// The index holds the address of every area, sorted, on pages of a fixed size. A search looks through the list of
-/// pages and then through one page; a full page is split in two. The pages repeat the addresses because a search that
-/// read them from the areas would wait for memory at every step.
+/// pages, then through one page. A full page is split in two. The pages repeat the addresses because a search that read
+/// them from the areas would wait for memory at every step.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,7 @@ struct IndexPageRef {
   IndexPage* pPage;    ///< Owned; has at least one entry.
 };
 
-/// The index. All zero is the empty index that owns nothing.
+/// The index. All zero means empty: it owns nothing.
 struct AreaIndex {
   IndexPageRef* paPage;    ///< The pages, ascending; owned.
   uint32_t NumPages;       ///< 0 when the index is empty.
@@ -29,25 +29,25 @@ inline bool INDEX_IsEmpty(const AreaIndex& Index) {
   return Index.NumPages == 0;
 }
 
-/// The areas around an address; each may be null.
+/// The areas around an address; either may be null.
 struct AreaNeighbours {
   DataArea* pBelow;  ///< The last area that begins at or below the address.
   DataArea* pAbove;  ///< The area after it.
 };
 
-/// Returns the areas around an address. The index is not empty. O(log areas).
+/// Returns the areas around an address. The index must not be empty. O(log areas).
 [[nodiscard]] AreaNeighbours INDEX_Find(const AreaIndex& Index, uint64_t Addr);
 
 /// Adds an area whose address is not in the index. Returns false, with the index as it was, when memory is exhausted.
 /// O(log areas), and every split of a page moves the part of the list after it.
 [[nodiscard]] bool INDEX_Insert(AreaIndex* pIndex, DataArea* pArea);
 
-/// Removes the area that was entered with Addr. Does nothing if the index is empty.
+/// Removes the area entered at Addr. Does nothing if the index is empty.
 void INDEX_Remove(AreaIndex* pIndex, uint64_t Addr);
 
-/// Changes the address of the area that was entered with OldAddr to NewAddr, which is lower and above the end of the
-/// area before it. Does nothing if the index is empty.
+/// Lowers the address of the area entered at OldAddr to NewAddr, which must be above the end of the area before it.
+/// Does nothing if the index is empty.
 void INDEX_Lower(AreaIndex* pIndex, uint64_t OldAddr, uint64_t NewAddr);
 
-/// Releases everything; the index is empty afterwards.
+/// Releases all pages and leaves the index empty.
 void INDEX_Clear(AreaIndex* pIndex);

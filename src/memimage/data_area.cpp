@@ -7,7 +7,7 @@
 
 namespace {
 
-/// Takes the place of bytes that have an address but no contents, where they need storage: erased flash.
+/// Stored for bytes that have an address but no contents, if they need storage: erased flash.
 constexpr uint8_t ERASED_BYTE = 0xFF;
 
 uint8_t* BufferOf(const DataArea& Area) {
@@ -25,7 +25,7 @@ void FreeBuffer(DataArea* pArea) {
   }
 }
 
-/// Returns the bytes of an area as a range to be written. Without storage they have no contents.
+/// Returns an area's bytes as a range to write. Without storage the range has no contents.
 WriteRange RangeOf(const DataArea& Area) {
   return {Area.Addr, Area.NumBytes, Area.pData, -1};
 }
@@ -39,9 +39,9 @@ void PutBytes(uint8_t* pDest, const WriteRange& Range) {
   }
 }
 
-/// Makes room for NumBytes more bytes after the contents. The room that is left over grows with the buffer, so that
-/// reallocations become rarer as an area grows. On each side of long contents it stays below half of them, and contents
-/// and new bytes are a legal length together, so they fit into the largest block with the room in front.
+/// Makes room for NumBytes more bytes after the contents. The spare room grows with the buffer, so reallocations become
+/// rarer as an area grows. On each side of long contents it stays below half their length. Contents and new bytes
+/// together have a legal length, so they and the room in front fit into the largest block.
 [[nodiscard]] bool ReserveAtEnd(DataArea* pArea, uint64_t NumBytes) {
   if (pArea->NumBytesAlloc - pArea->NumBytes >= NumBytes) {
     return true;
@@ -63,9 +63,9 @@ void PutBytes(uint8_t* pDest, const WriteRange& Range) {
   return true;
 }
 
-/// Makes room for NumBytes more bytes before the contents: makes it after them and moves them up, to the end of a
-/// buffer of their own, so that they rarely move. In a first buffer they move as little as they must: what is left of
-/// the room may be needed after them.
+/// Makes room for NumBytes more bytes before the contents: reserves it after them, then moves them up. In a heap buffer
+/// they move to its end, so that they rarely move. In a first buffer they move no further than they must, because the
+/// room after them may be needed.
 [[nodiscard]] bool ReserveInFront(DataArea* pArea, uint64_t NumBytes) {
   if (pArea->NumBytesFront >= NumBytes) {
     return true;
@@ -81,7 +81,7 @@ void PutBytes(uint8_t* pDest, const WriteRange& Range) {
   return true;
 }
 
-/// Takes NumBytes bytes of the room before the contents into the buffer's part for contents. Returns the first of them.
+/// Extends the contents down by NumBytes bytes of the room before them. Returns the first of these bytes.
 uint8_t* TakeFront(DataArea* pArea, uint64_t NumBytes) {
   pArea->pData -= NumBytes;
   pArea->NumBytesAlloc += NumBytes;
@@ -89,7 +89,7 @@ uint8_t* TakeFront(DataArea* pArea, uint64_t NumBytes) {
   return pArea->pData;
 }
 
-/// Releases the buffer of *pArea and gives it that of *pFrom, which is left without. A first buffer is part of its
+/// Releases *pArea's buffer and gives it *pFrom's, which leaves *pFrom without one. A first buffer is part of its
 /// record, so it is copied; it is short.
 void TakeBuffer(DataArea* pArea, DataArea* pFrom) {
   const bool IsOwn = HasOwnBuffer(*pFrom);
@@ -114,7 +114,7 @@ void TakeBuffer(DataArea* pArea, DataArea* pFrom) {
   return true;
 }
 
-/// Copies an area and the gap to the front of the next area, and gives that buffer to *pArea.
+/// Copies an area and the gap to the front of the next area, then gives that area's buffer to *pArea.
 [[nodiscard]] bool JoinInFront(DataArea* pArea, const WriteRange& Gap, DataArea* pNext) {
   const uint64_t NumAdded = pArea->NumBytes + Gap.NumBytes;
   if (!ReserveInFront(pNext, NumAdded)) {

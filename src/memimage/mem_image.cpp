@@ -7,7 +7,7 @@ namespace {
 constexpr uint32_t LOCK_TIMEOUT_MS = 10000;
 constexpr uint64_t PENDING_STEP = 100;
 
-/// Returns whether the image has a mutex, creating it if need be.
+/// Creates the mutex of the image if it has none. Returns whether it now has one.
 [[nodiscard]] bool EnsureMutex(MemImage* pImage) {
   if (pImage->hLock == nullptr) {
     pImage->hLock = SYS_CreateMutex(nullptr);
@@ -24,7 +24,7 @@ DataArea* AreaHolding(const MemImage& Image, uint64_t Addr) {
   return pArea != nullptr && pArea->Addr <= Addr ? pArea : nullptr;
 }
 
-/// Writes a byte over a stored one, or as a new one. Returns whether the image holds it now.
+/// Replaces a stored byte or adds a new one. Returns whether the image now holds it.
 [[nodiscard]] bool CommitByte(MemImage* pImage, const PendingByte& Byte) {
   DataArea* pArea = AreaHolding(*pImage, Byte.Addr);
   if (pArea == nullptr) {

@@ -5,7 +5,7 @@
 
 namespace {
 
-/// A span of addresses that is read out.
+/// A span of addresses to read.
 struct Span {
   uint64_t Addr;
   uint64_t NumBytes;  ///< Stays far below 2 to the power 64, so no sum wraps.
@@ -16,22 +16,22 @@ uint64_t LastOf(const Span& Range) {
   return Range.Addr + (Range.NumBytes - 1);
 }
 
-/// Where the bytes of a span go, and what takes the place of those that hold no data.
+/// Where the bytes of a span go, and the value of those that hold no data.
 struct SpanOutput {
   uint8_t* pData;   ///< May be null.
   uint8_t* pValid;  ///< May be null.
   uint8_t FillByte;
 };
 
-/// Returns 2 to the power Bits (its low five bits count), less 1.
+/// Returns 2 to the power of the low five bits of Bits, less 1.
 uint64_t MaskOf(uint32_t Bits) {
   return (uint64_t{1} << (Bits & 31)) - 1;
 }
 
-/// Goes on to the runs that follow within MaxGap until the span is long enough.
+/// Extends a span over the runs that follow within MaxGap until it is long enough.
 void BridgeGaps(MemImage* pImage, Span* pSpan, uint64_t EndAddr, uint64_t MaxGap, uint64_t MaxNumBytes) {
   uint64_t Next = pSpan->Addr + pSpan->NumBytes;
-  // Next is 0 after a run that ends at the top of the address space: nothing follows there.
+  // Next is 0 after a run that ends at the top of the address space: nothing follows it.
   while (pSpan->NumBytes < MaxNumBytes && Next != 0) {
     uint64_t Found = 0;
     const uint64_t NumBytes = static_cast<uint64_t>(MEMIMG_FindRun(pImage, Next, EndAddr, &Found));
@@ -58,7 +58,7 @@ void AlignEnd(Span* pSpan, uint32_t Bits) {
   pSpan->NumBytes += (0 - (pSpan->Addr + pSpan->NumBytes)) & MaskOf(Bits);
 }
 
-/// Pulls the end of a span that is too long back to an aligned address, but not before its start.
+/// If a span is too long, pulls its end back to an aligned address, but not before its start.
 void LimitLength(Span* pSpan, uint64_t MaxNumBytes, uint32_t AlignEndBits) {
   if (pSpan->NumBytes > MaxNumBytes) {
     const uint64_t Mask = AlignEndBits != 0 ? MaskOf(AlignEndBits) : 0;
@@ -67,13 +67,13 @@ void LimitLength(Span* pSpan, uint64_t MaxNumBytes, uint32_t AlignEndBits) {
   }
 }
 
-/// Returns an area at or before the first that holds an address of the span: where the last run search stopped, if that
-/// is early enough, so that a scan from front to back never starts again.
+/// Returns an area at or before the first one in the span: the area where the last run search stopped, if it is early
+/// enough, so that a scan from front to back never starts over.
 const DataArea* FirstAreaFor(const MemImage& Image, const Span& Range) {
   return Image.pCursorArea->Addr <= Range.Addr ? Image.pCursorArea : Image.pFirstArea;
 }
 
-/// Puts the bytes that an area holds of the span.
+/// Copies those bytes of the span that an area holds.
 void CopyOverlap(const DataArea& Area, const Span& Range, const SpanOutput& Out) {
   const uint64_t First = std::max(Area.Addr, Range.Addr);
   const uint64_t Last = std::min(AREA_LastOf(Area), LastOf(Range));
@@ -93,7 +93,7 @@ bool IsWithin(const Span& Range, const DataArea& Area) {
   return Area.Addr <= Range.Addr && LastOf(Range) <= AREA_LastOf(Area);
 }
 
-/// Fills the span from the areas: one fill, and one copy an area. Where one area has it all, only the copy.
+/// Fills the span from the areas: one fill, then one copy per area. If one area holds the whole span, only the copy.
 void FillFromAreas(const DataArea* pArea, const Span& Range, const SpanOutput& Out) {
   if (AREA_HasStorage(*pArea) && IsWithin(Range, *pArea)) {
     CopyOverlap(*pArea, Range, Out);
@@ -120,7 +120,7 @@ const PendingByte* FindPending(const MemImage& Image, uint64_t Addr) {
   return nullptr;
 }
 
-/// Returns the value of an address as a read sees it, or -1: pending bytes come before stored ones.
+/// Returns the value that a read sees at an address, or -1 if there is none. Pending bytes come before stored ones.
 /// pArea: the first area that does not end below the address, or null.
 int ValueAt(const MemImage& Image, const DataArea* pArea, uint64_t Addr) {
   const PendingByte* pPending = FindPending(Image, Addr);
@@ -148,7 +148,7 @@ void FillByteWise(const MemImage& Image, const DataArea* pArea, const Span& Rang
   }
 }
 
-/// Fills a span that a run search has just found, so that the cursor is valid.
+/// Fills a span that a run search has just found: the cursor is valid.
 void FillSpan(const MemImage& Image, const Span& Range, const SpanOutput& Out) {
   if (Out.pData == nullptr && Out.pValid == nullptr) {
     return;

@@ -2,10 +2,10 @@
 
 namespace {
 
-/// Up to this many areas a walk is as fast as a search. Most files have no more and need no index.
+/// Up to this many areas, a walk is as fast as a search. Most files have no more and need no index.
 constexpr uint32_t LONGEST_WALK = 8;
 
-/// Returns whether areas of NumStored bytes, which may be two, and a range of NumNew make an area of a legal length.
+/// Returns whether NumStored bytes, from one or two areas, and NumNew new ones make an area of a legal length.
 bool IsLegalLength(uint64_t NumStored, uint64_t NumNew) {
   return NumStored <= MEMIMG_MAX_AREA_BYTES && NumNew <= MEMIMG_MAX_AREA_BYTES - NumStored;
 }
@@ -17,7 +17,7 @@ void NoteLostBytes(MemImage* pImage, const DataArea& Area, const WriteRange& Ran
   }
 }
 
-/// Enters all areas. Returns false, without an index, when memory is exhausted.
+/// Enters all areas in the index. Returns false, without an index, if memory is exhausted.
 [[nodiscard]] bool BuildIndex(MemImage* pImage) {
   for (DataArea* pArea = pImage->pFirstArea; pArea != nullptr; pArea = pArea->pNext) {
     if (!INDEX_Insert(&pImage->Index, pArea)) {
@@ -41,7 +41,7 @@ AreaNeighbours Find(const MemImage& Image, uint64_t Addr) {
   return INDEX_IsEmpty(Image.Index) ? WalkTo(Image, Addr) : INDEX_Find(Image.Index, Addr);
 }
 
-/// Returns the last area of the chain, null for an empty image.
+/// Returns the last area of the chain, or null for an empty image.
 DataArea* LastArea(MemImage* pImage) {
   if (pImage->pLastArea == nullptr) {
     pImage->pLastArea = Find(*pImage, UINT64_MAX).pBelow;
@@ -49,12 +49,12 @@ DataArea* LastArea(MemImage* pImage) {
   return pImage->pLastArea;
 }
 
-/// Gives a long chain its index. Returns false when there is no memory for it.
+/// Gives a long chain its index. Returns false if there is no memory for it.
 [[nodiscard]] bool IndexIfLong(MemImage* pImage) {
   return !INDEX_IsEmpty(pImage->Index) || pImage->NumAreas <= LONGEST_WALK || BuildIndex(pImage);
 }
 
-/// Makes the range an area of its own between its neighbours.
+/// Stores the range as a new area between its neighbours.
 [[nodiscard]] int NewArea(MemImage* pImage, const AreaNeighbours& Place, const WriteRange& Range) {
   DataArea* pArea = IsLegalLength(0, Range.NumBytes) ? AREA_New(Range) : nullptr;
   if (pArea == nullptr) {
@@ -74,7 +74,7 @@ DataArea* LastArea(MemImage* pImage) {
   return 0;
 }
 
-/// Takes the area after pArea, whose bytes pArea holds now, out of the chain.
+/// Removes and frees the area after pArea. Its bytes are now in pArea.
 void RemoveNext(MemImage* pImage, DataArea* pArea) {
   DataArea* pNext = pArea->pNext;
   pArea->pNext = pNext->pNext;

@@ -15,7 +15,7 @@ namespace {
 
 constexpr uint32_t OPEN_FLAGS = SYS_OPEN_WRITE | SYS_OPEN_SHARE | SYS_OPEN_CREATE | SYS_OPEN_TRUNCATE;
 
-/// Only the first message of a stream's life survives.
+/// Keeps only the first message of a stream.
 void StoreMessage(char* pErrText, uint32_t ErrTextSize, const char* pMessage) {
   if (pErrText != nullptr && ErrTextSize != 0 && pErrText[0] == '\0') {
     UTIL_CopyString(pErrText, pMessage, ErrTextSize);
@@ -35,7 +35,7 @@ void StoreOpenFailure(const OutStream& Stream, const char* pPath, int Error) {
   StoreMessage(Stream.pErrText, Stream.ErrTextSize, acMessage.data());
 }
 
-/// Opens the stream's file. Returns whether that worked; if not, the reason is stored.
+/// Opens the file of the stream. Returns false, with the reason stored, if that fails.
 [[nodiscard]] bool OpenFile(OutStream* pStream, const char* pPath) {
   pStream->hFile = SYS_NO_FILE;
   if (pPath == nullptr || pPath[0] == '\0') {
@@ -59,7 +59,7 @@ void FreeStream(OutStream* pStream) {
   SYS_Free(pStream);
 }
 
-/// Returns a stream with its buffer and no file yet; null without memory.
+/// Returns a stream with its buffer but no file yet; null if memory is exhausted.
 [[nodiscard]] OutStream* AllocStream(char* pErrText, uint32_t ErrTextSize) {
   OutStream* pStream = static_cast<OutStream*>(SYS_Alloc(sizeof(OutStream)));
   if (pStream == nullptr) {
@@ -78,7 +78,7 @@ void NoteWriteError(const OutStream& Stream) {
   StoreMessage(Stream.pErrText, Stream.ErrTextSize, "Error writing file.");
 }
 
-/// Writes the buffer with one call, also when it holds nothing. What could not be written is gone: the stream goes on.
+/// Writes the buffer with one call, even if it is empty. Bytes that cannot be written are lost: the stream goes on.
 void WriteBuffer(OutStream* pStream) {
   const uint32_t NumBytes = pStream->NumBytesInBuffer;
   if (SYS_FileWrite(static_cast<uint32_t>(pStream->hFile), pStream->pBuffer, NumBytes) != NumBytes) {
@@ -132,7 +132,7 @@ void OUTSTREAM_Close(OutStream* pStream) {
     return;
   }
   WriteBuffer(pStream);
-  // Network file systems and those with quotas report a lost write only here.
+  // Some file systems, such as those with quotas or on a network, report a lost write only here.
   if (SYS_FileClose(static_cast<uint32_t>(pStream->hFile)) != 0) {
     NoteWriteError(*pStream);
   }

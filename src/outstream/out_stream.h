@@ -1,10 +1,10 @@
-/// A write-only output file with a buffer. It does not return errors: the first problem's text goes to a buffer that
-/// the creator supplied and inspects after closing.
+/// A write-only output file with a buffer. It returns no errors: the text of the first one goes to a buffer that the
+/// creator supplies, and reads after closing.
 #pragma once
 
 #include <cstdint>
 
-/// The stream. Its fields are for its own operations.
+/// The stream. Its fields are private to its operations.
 struct OutStream {
   int64_t hFile;     ///< The open file.
   uint8_t* pBuffer;  ///< OUTSTREAM_BUFFER_SIZE bytes, owned: data not yet written to the file.
@@ -13,17 +13,17 @@ struct OutStream {
   uint32_t ErrTextSize;       ///< Size of pErrText, terminator included.
 };
 
-/// The file sees writes of this many bytes, and one of the rest.
+/// The file is written in pieces of this many bytes, and one with the rest.
 constexpr uint32_t OUTSTREAM_BUFFER_SIZE = 32768;
 
-/// Creates or truncates the file at pPath ('~' is the home directory; missing directories are created). The file that
-/// standard output goes to is refused and left as it is: messages would land in it.
+/// Creates or truncates the file at pPath (a leading '~' is the home directory; missing directories are created).
+/// Refuses, and does not change, the file that standard output goes to: messages would land in it.
 /// pErrText: ErrTextSize characters, zeroed here and borrowed until the stream is closed; or null.
-/// Returns the stream, owned by the caller until OUTSTREAM_Close; or null with the reason in pErrText.
+/// Returns the stream, owned by the caller until OUTSTREAM_Close; or null, with the reason in pErrText.
 [[nodiscard]] OutStream* OUTSTREAM_Create(const char* pPath, char* pErrText, uint32_t ErrTextSize);
 
-/// Appends NumBytes bytes; pData null: as many bytes of 0xFF. Small appends cost a copy. A failed write is noted in
-/// the message buffer and does not stop the stream.
+/// Appends NumBytes bytes; if pData is null, bytes of 0xFF. A small append costs a copy. A failed write leaves a
+/// message and does not stop the stream.
 void OUTSTREAM_Write(OutStream* pStream, const void* pData, uint32_t NumBytes);
 
 /// Writes what is buffered, closes the file and releases the stream. Null is ignored.

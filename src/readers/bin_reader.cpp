@@ -17,7 +17,7 @@ constinit ReportSink BinSink{};
   return READER_ERR_OPEN;
 }
 
-/// Reads pieces until a read brings nothing; one that brings less than asked for is not the end of the file.
+/// Reads pieces until a read returns nothing. A short read is not the end of the file.
 [[nodiscard]] int ReadPieces(MemImage* pImage, uint32_t hFile, uint64_t Addr, uint8_t* pBuffer) {
   for (;;) {
     const int64_t NumRead = SYS_FileRead(hFile, pBuffer, BIN_CHUNK_SIZE);

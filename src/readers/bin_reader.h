@@ -6,11 +6,11 @@
 #include "memimage/mem_image.h"
 #include "util/report.h"
 
-/// Stores the bytes of the file in the image, which is empty before, from BaseAddr on.
-/// Returns 0; or READER_ERR_OPEN, with one error reported, when the file cannot be opened or read or memory gives out.
+/// Stores the bytes of the file in an empty image, from BaseAddr on.
+/// Returns 0; or READER_ERR_OPEN, with one error reported, if the file cannot be opened or read or memory is exhausted.
 [[nodiscard]] int BIN_ReadEx(MemImage* pImage, const char* pPath, uint64_t BaseAddr, ReportFn pfReport,
                              void* pReportContext);
 
-/// The same with the report going to pErrText, a buffer of ErrTextSize characters.
+/// As BIN_ReadEx, but reports to pErrText, a buffer of ErrTextSize characters.
 [[nodiscard]] int BIN_Read(MemImage* pImage, const char* pPath, char* pErrText, uint32_t ErrTextSize,
                            uint64_t BaseAddr);

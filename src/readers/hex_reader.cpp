@@ -20,11 +20,11 @@ enum HexRecordType : uint8_t {
   HEX_TYPE_EXTENDED_LINEAR_ALIAS = 0xFF,
 };
 
-/// The kinds of the types up to the last known one.
+/// The kind of each type from 00 to 05.
 constexpr std::array<NotedKind, HEX_TYPE_START_LINEAR + 1> KINDS = {NOTED_DATA,  NOTED_END,        NOTED_UPPER_ADDR,
                                                                     NOTED_START, NOTED_UPPER_ADDR, NOTED_START};
 
-/// The bytes of a record as the file has them: byte count, address (two bytes), type, data, checksum.
+/// The bytes of a record, in file order: byte count, address (two bytes), type, data, checksum.
 struct HexRecord {
   static constexpr uint32_t NUM_FRAME_BYTES = 5;
 
@@ -50,7 +50,7 @@ struct HexRecord {
   }
 };
 
-/// Decodes the complete record in one pass. Returns false if there is anything wrong with its text.
+/// Decodes the complete record in one pass. Returns false if anything is wrong with its text.
 [[nodiscard]] bool DecodeWhole(TextReadState* pState, HexRecord* pRecord) {
   const uint8_t* pText = pState->pWindow + pState->Pos;
   const uint8_t High = UTIL_HEX_DIGIT_VALUE[pText[0]];
@@ -62,7 +62,7 @@ struct HexRecord {
   return TEXT_DecodeBytes(pState, NumData + HexRecord::NUM_FRAME_BYTES, pRecord->aByte.data());
 }
 
-/// Decodes the record byte by byte, up to the character that is wrong.
+/// Decodes the record byte by byte, up to the first wrong character.
 void DecodeByteWise(TextReadState* pState, HexRecord* pRecord) {
   pRecord->aByte[0] = HEX_ReadByte(pState);
   for (uint32_t i = 1; i < pRecord->NumBytes(); ++i) {
@@ -86,7 +86,7 @@ void DecodeByteWise(TextReadState* pState, HexRecord* pRecord) {
   return !TEXT_HasError(*pState);
 }
 
-/// Intel HEX checksum: the low byte of the sum of all bytes of a record, its checksum included, is 0.
+/// Intel HEX checksum: the bytes of a record, its checksum included, add up to 0 modulo 256.
 [[nodiscard]] bool TestChecksum(TextReadState* pState, const HexRecord& Record) {
   if (pState->Checksum == 0) {
     return true;
@@ -97,7 +97,7 @@ void DecodeByteWise(TextReadState* pState, HexRecord* pRecord) {
                    static_cast<uint8_t>(0 - SumBefore), Record.Checksum());
 }
 
-/// Sets UpperAddr from the first two data bytes, the high byte first, at the given position.
+/// Sets UpperAddr to the first two data bytes, high byte first, shifted left by Shift bits.
 [[nodiscard]] bool SetUpperAddr(TextReadState* pState, const HexRecord& Record, uint32_t Shift) {
   if (Record.NumData() < 2) {
     return TEXT_FailRecord(pState, "Record too short");
@@ -113,7 +113,7 @@ NotedKind KindOf(const HexRecord& Record) {
   return Record.Type() == HEX_TYPE_EXTENDED_LINEAR_ALIAS ? NOTED_UPPER_ADDR : NOTED_UNKNOWN;
 }
 
-/// Returns the linear address of a start record, from the data bytes that there are.
+/// Returns the linear address of a start record, made from the data bytes it has, at most four.
 uint32_t StartAddressOf(const HexRecord& Record) {
   uint32_t Value = 0;
   for (uint32_t i = 0; i < 4 && i < Record.NumData(); ++i) {
@@ -156,7 +156,7 @@ bool IsLineEnd(uint8_t c) {
   return c == '\r' || c == '\n';
 }
 
-/// Steps over the line end after a record; any two of CR and LF are one line end there.
+/// Steps over the line end after a record. There, any two CR or LF characters in a row are one line end.
 [[nodiscard]] bool ReadLineEnd(TextReadState* pState) {
   const uint8_t Next = TEXT_Peek(*pState);
   if (!IsLineEnd(Next)) {

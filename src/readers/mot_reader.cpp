@@ -12,13 +12,13 @@ constinit ReportSink MotSink{};
 constexpr char RECORD_MARK = 'S';
 constexpr bool COUNTS_CR = false;
 
-/// The bytes of a record as the file has them after 'S' and type: count, address, data, checksum.
+/// The bytes of a record after 'S' and type, in file order: count, address, data, checksum.
 struct MotRecord {
   uint8_t Type;
   uint8_t Count;                   ///< Bytes that follow, checksum included.
   std::array<uint8_t, 255> aByte;  ///< Address and data, then the checksum.
 
-  /// A count of 0 has a checksum all the same.
+  /// Even a record with a count of 0 has a checksum.
   [[nodiscard]] uint32_t NumBytes() const {
     return Count != 0 ? Count : 1;
   }
@@ -27,7 +27,7 @@ struct MotRecord {
   }
 };
 
-/// What there is to know of a type.
+/// The properties of a record type.
 struct MotType {
   NotedKind Kind;
   uint8_t NumAddressBytes;
@@ -55,7 +55,7 @@ uint32_t AddressOf(const MotRecord& Record, uint32_t NumBytes) {
   return Addr;
 }
 
-/// Reads 'S' and the type digit; there may be white space between them.
+/// Reads 'S' and the type digit, and any white space between them.
 [[nodiscard]] bool ReadMarkAndType(TextReadState* pState, MotRecord* pRecord) {
   if (TEXT_Peek(*pState) == RECORD_MARK) {
     ++pState->Pos;
@@ -78,7 +78,7 @@ uint32_t AddressOf(const MotRecord& Record, uint32_t NumBytes) {
          TEXT_FailAtDigit(pState);
 }
 
-/// S-record checksum: the low byte of the sum of all bytes of a record, its checksum included, is 0xFF.
+/// S-record checksum: the bytes of a record, its checksum included, add up to 0xFF modulo 256.
 [[nodiscard]] bool TestChecksum(TextReadState* pState, const MotRecord& Record) {
   if (pState->Checksum == 0xFF) {
     return true;

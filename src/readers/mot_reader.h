@@ -7,11 +7,11 @@
 #include "readers/read_notes.h"
 #include "util/report.h"
 
-/// Stores the S1, S2 and S3 records of the file in the image; all other types are checked and have no effect.
+/// Stores the S1, S2 and S3 records of the file in the image. Records of other types are only checked.
 /// Returns 0, or a READER_ERR_ value with one error reported.
-/// pNotes, fresh or null, receives what there is to note.
+/// pNotes: newly made, or null; receives the notes.
 [[nodiscard]] int MOT_ReadEx(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext,
                              ReadNotes* pNotes = nullptr);
 
-/// MOT_ReadEx with the report going to pErrText, a buffer of ErrTextSize characters.
+/// As MOT_ReadEx, but reports to pErrText, a buffer of ErrTextSize characters.
 [[nodiscard]] int MOT_Read(MemImage* pImage, const char* pPath, char* pErrText, uint32_t ErrTextSize);

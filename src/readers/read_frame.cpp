@@ -7,12 +7,12 @@
 
 namespace {
 
-// Numbers of the table of messages. They are not errors of this system, which uses the same numbers for other things.
+// More numbers in the table of messages. On this system they stand for other errors.
 constexpr int ERROR_PATH_NOT_FOUND = 3;
 constexpr int ERROR_INVALID_DRIVE = 15;
 constexpr int ERROR_INVALID_NAME = 123;
 
-/// Returns the reason why a file could not be opened, by the system error number.
+/// Returns the reason for a failed open, by the system error number.
 const char* OpenFailureReason(int Error) {
   switch (Error) {
     case ENOENT:

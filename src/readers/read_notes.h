@@ -1,4 +1,4 @@
-/// What a text reader notes about a file while it reads it, for those who explain the file to a user.
+/// What a text reader notes about a file as it reads it, for code that explains the file to a user.
 #pragma once
 
 #include <cstdint>
@@ -20,19 +20,19 @@ enum NotedKind {
 /// A record whose text and checksum are right, before it takes effect. Places are offsets from the file's start.
 struct NotedRecord {
   NotedKind Kind;
-  uint64_t Addr;            ///< Of data, the load address; else what the address says, such as a count or a start.
-  int32_t NumBytes;         ///< Bytes after the address. Below 0: this many bytes are missing from the address itself.
-  const uint8_t* pData;     ///< These bytes, borrowed for the call.
+  uint64_t Addr;            ///< Load address of data, start address, or what else the address says, such as a count.
+  int32_t NumBytes;         ///< Bytes after the address. Below 0: the address itself lacks this many bytes.
+  const uint8_t* pData;     ///< Those bytes, borrowed for the call.
   uint64_t Offset = 0;      ///< Of its first character.
   uint64_t DataOffset = 0;  ///< Of the first digit after the address.
 };
 
-/// What a read is asked to note, and its notes.
+/// What a read passes on as it goes, and the notes it leaves.
 struct ReadNotes {
   void (*pfRecord)(void* pContext, const NotedRecord& Record) = nullptr;  ///< Receives every record, unless null.
   void* pContext = nullptr;
 
   uint64_t Error = READ_NOWHERE;       ///< The error, if it is in the file's text.
-  uint64_t LastRecord = READ_NOWHERE;  ///< The latest record that was begun.
-  uint64_t EndMark = READ_NOWHERE;     ///< The NUL or 0x1A that ends the data although bytes follow it.
+  uint64_t LastRecord = READ_NOWHERE;  ///< The last record begun.
+  uint64_t EndMark = READ_NOWHERE;     ///< The NUL or 0x1A that ends the data, if bytes follow it.
 };

@@ -20,7 +20,7 @@ int32_t NumUnread(const TextReadState& State) {
   return State.NumFilled - State.Pos;
 }
 
-/// Reads until the window is full or the file ends, also when the system delivers less at a time.
+/// Reads until the window is full or the file ends, even if the system delivers less at a time.
 void FillWindow(TextReadState* pState) {
   while (pState->NumFilled < static_cast<int32_t>(READ_WINDOW_SIZE) && !pState->IsAtEnd) {
     const uint32_t NumWanted = READ_WINDOW_SIZE - static_cast<uint32_t>(pState->NumFilled);
@@ -34,7 +34,7 @@ void FillWindow(TextReadState* pState) {
   pState->pWindow[pState->NumFilled] = 0;
 }
 
-/// Moves the unread bytes to the front and fills the rest. A file that has ended leaves the window as it is.
+/// Moves the unread bytes to the front and fills the rest. Does nothing if the file has ended.
 void TopUpWindow(TextReadState* pState) {
   if (pState->IsAtEnd) {
     return;
@@ -47,7 +47,7 @@ void TopUpWindow(TextReadState* pState) {
   FillWindow(pState);
 }
 
-/// Steps over the white space that the window holds.
+/// Steps over white space within the window.
 void SkipWithinWindow(TextReadState* pState, bool CountsCr) {
   for (;; ++pState->Pos) {
     switch (TEXT_Peek(*pState)) {
@@ -73,8 +73,7 @@ void SkipWithinWindow(TextReadState* pState, bool CountsCr) {
   const bool IsEnd = TEXT_IsEndOfData(TEXT_Peek(*pState));
   if (!IsEnd) {
     pState->pNotes->LastRecord = TEXT_OffsetOfPos(*pState);
-  } else if (NumUnread(*pState) >
-             1) {  // the window's own NUL is not unread; nothing follows a mark that is the last byte
+  } else if (NumUnread(*pState) > 1) {  // bytes follow the mark; the window's own NUL is not counted
     pState->pNotes->EndMark = TEXT_OffsetOfPos(*pState);
   }
   return !IsEnd;

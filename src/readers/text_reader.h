@@ -9,16 +9,16 @@
 #include "readers/read_frame.h"
 #include "readers/read_notes.h"
 
-/// File bytes that the window holds at most; one byte more is allocated, for the NUL after them.
+/// The most file bytes that the window holds. One more byte is allocated, for the NUL after them.
 constexpr uint32_t READ_WINDOW_SIZE = 60000;
 
-/// The window is topped up before a record when at most this many unread bytes remain, so that every record (521
-/// characters and its line end at most) is completely in it unless the file ends.
+/// Before each record, the window is topped up if no more than this many unread bytes remain. So a record (at most 521
+/// characters and a line end) is always completely in it, unless the file ends.
 constexpr uint32_t READ_REFILL_THRESHOLD = 999;
 
 /// The state of one read.
 struct TextReadState {
-  int32_t NumLineEnds;            ///< Line ends passed so far; messages print it plus 1.
+  int32_t NumLineEnds;            ///< Line ends so far; messages print one more.
   int32_t Pos;                    ///< Index of the next unread byte of the window.
   uint8_t* pWindow;               ///< READ_WINDOW_SIZE + 1 bytes.
   uint8_t Checksum;               ///< Running sum of the bytes of the current record.
@@ -27,30 +27,30 @@ struct TextReadState {
 
   int32_t NumFilled;  ///< File bytes in the window; the byte after them is NUL.
   uint32_t hFile;
-  bool IsAtEnd;  ///< The file has no more bytes to give.
+  bool IsAtEnd;  ///< The file has no more bytes.
   int Status;    ///< The result that goes with acError.
 
-  ReadNotes* pNotes;      ///< Filled on the way.
+  ReadNotes* pNotes;      ///< Filled during the read.
   uint64_t WindowOffset;  ///< Offset in the file of the window's first byte.
 };
 
-/// What makes a text format.
+/// What defines a text format.
 struct TextFormat {
   char StartChar;              ///< The first character of the file and of every record.
-  bool CountsCr;               ///< A CR in white space is a line end as LF is.
-  const char* pNotFormatText;  ///< The error of a file that begins otherwise.
-  const char* pNoWindowText;   ///< The error when there is no memory for the window.
-  /// Reads the record at Pos, which is not NUL. Returns false when there is a pending error.
+  bool CountsCr;               ///< In white space, a CR counts as a line end, as LF does.
+  const char* pNotFormatText;  ///< The error if a file begins with anything else.
+  const char* pNoWindowText;   ///< The error if there is no memory for the window.
+  /// Reads the record at Pos, which is not NUL. Returns false if there is a pending error.
   bool (*pfReadRecord)(TextReadState* pState, MemImage* pImage);
 };
 
-/// Reads a text file. acError of a failed read is reported as "Error in line ..."; open failures are reported as
-/// the frame makes them. pNotes, fresh or null, receives what there is to note. Returns a result of a read.
+/// Reads a text file. Reports the pending error of a failed read as "Error in line ..."; the frame words open failures.
+/// pNotes: newly made, or null; receives the notes. Returns the result of the read.
 [[nodiscard]] int TEXT_Read(const TextFormat& Format, MemImage* pImage, const char* pPath, const ReportSink& Sink,
                             ReportSink* pModuleSink, ReadNotes* pNotes);
 
-/// Makes a text the pending error unless there is one already: the first error of a record is the one reported. Its
-/// place is the next unread byte. Returns false, so that a function that returns its success can end with it.
+/// Makes a text the pending error, unless there is one already: the first error of a record is the one reported. Its
+/// place is the next unread byte. Always returns false, so that a function that returns its success can end with it.
 __attribute__((format(printf, 3, 4))) bool TEXT_Fail(TextReadState* pState, int Status, const char* pFormat, ...);
 
 /// Whether there is a pending error.
@@ -58,23 +58,23 @@ inline bool TEXT_HasError(const TextReadState& State) {
   return State.acError[0] != '\0';
 }
 
-/// Returns the offset in the file of the next unread byte.
+/// Returns the file offset of the next unread byte.
 inline uint64_t TEXT_OffsetOfPos(const TextReadState& State) {
   return State.WindowOffset + static_cast<uint32_t>(State.Pos);
 }
 
-/// Returns the next unread byte, a NUL at the end of the window.
+/// Returns the next unread byte, or NUL at the end of the window.
 inline uint8_t TEXT_Peek(const TextReadState& State) {
   return State.pWindow[State.Pos];
 }
 
-/// Whether a byte in the place where a record would begin ends the data: a NUL (the window's own after the last byte of
-/// the file, or one in it), or 0x1A, which old systems wrote after a text.
+/// Whether a byte where a record would begin ends the data: a NUL (one in the file, or the window's own after the last
+/// byte), or 0x1A, which old systems wrote after a text.
 inline bool TEXT_IsEndOfData(uint8_t Byte) {
   return Byte == 0 || Byte == 0x1A;
 }
 
-/// Counts a line end, up to the largest count whose next number can still be printed.
+/// Counts a line end, unless the number of the next line would be too large to print.
 inline void TEXT_CountLineEnd(TextReadState* pState) {
   pState->NumLineEnds += pState->NumLineEnds < INT32_MAX - 1 ? 1 : 0;
 }
@@ -82,10 +82,10 @@ inline void TEXT_CountLineEnd(TextReadState* pState) {
 /// TEXT_Fail for the first character from Pos on that is not a hexadecimal digit.
 bool TEXT_FailAtDigit(TextReadState* pState);
 
-/// Makes a text the pending error of a record whose text is right: READER_ERR_RECORD, at the record's start.
+/// Makes a text the pending error of a record whose text is correct: READER_ERR_RECORD, at the start of the record.
 bool TEXT_FailRecord(TextReadState* pState, const char* pText);
 
-/// Hands the record that ends at Pos to whoever wants the notes. Its places in the file are filled in here.
+/// Fills in the places of the record that ends at Pos, and hands it to whoever wants the notes.
 inline void TEXT_NoteRecord(const TextReadState& State, NotedRecord Record) {
   if (State.pNotes->pfRecord != nullptr) {
     Record.Offset = State.pNotes->LastRecord;
@@ -94,8 +94,8 @@ inline void TEXT_NoteRecord(const TextReadState& State, NotedRecord Record) {
   }
 }
 
-/// Skips TAB, SPACE, CR and LF, however many windows of it, and counts line ends; then makes sure that a complete
-/// record is in the window unless the file ends. Returns false when the file cannot be read; that is then the pending
+/// Skips TAB, SPACE, CR and LF, even several windows of them, and counts line ends. Then makes sure that a complete
+/// record is in the window unless the file ends. Returns false if the file cannot be read, with that as the pending
 /// error.
 [[nodiscard]] bool TEXT_SkipWhiteSpace(TextReadState* pState, bool CountsCr);
 

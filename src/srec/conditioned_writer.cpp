@@ -11,10 +11,10 @@ constexpr uint32_t MAX_PIECE_BYTES = 32;
 constexpr uint32_t MIN_BLOCK_ALIGN = 34;
 constexpr std::array<char, 12> END_RECORD = {'S', '9', '0', '3', '0', '0', '0', '0', 'F', 'C', '\r', '\n'};
 
-/// Where the write in progress reports to; so only one can be in progress.
+/// Where the write in progress reports; there can be only one.
 constinit ReportSink WriterSink{};
 
-/// The file under construction. Numbers are 64 bits wide, so that no product of alignments wraps.
+/// The file being written. Numbers have 64 bits, so no product of alignments wraps.
 struct ConditionedFile {
   OutStream* pStream;
   uint64_t LineAlign;
@@ -22,7 +22,7 @@ struct ConditionedFile {
   uint64_t NumInBlock;  ///< Characters written to the current block, fill included; below BlockAlign.
 };
 
-/// Bytes of one stored run that become one record, or two after a cut. Both have the type that the piece needs.
+/// Bytes of one stored run that become one record, or two if it is cut. Both get the type that the piece needs.
 struct Piece {
   uint64_t Addr;
   uint32_t NumBytes;
@@ -52,7 +52,7 @@ uint64_t RoomIn(const ConditionedFile& File) {
   return File.BlockAlign - File.NumInBlock;
 }
 
-/// Counts characters written. In a small block a line can cross the end, and even two ends.
+/// Counts written characters. A line can cross the end of a small block, or even two ends.
 void Advance(ConditionedFile* pFile, uint64_t NumChars) {
   pFile->NumInBlock = (pFile->NumInBlock + NumChars) % pFile->BlockAlign;
 }
@@ -64,7 +64,7 @@ void WriteRecord(ConditionedFile* pFile, const Piece& Part) {
   Advance(pFile, static_cast<uint64_t>(NumChars));
 }
 
-/// Returns how many bytes of a piece that does not fit can be written before the block ends: complete line groups.
+/// Returns how many bytes of a piece that does not fit can go before the end of the block, in complete line groups.
 uint32_t BytesBeforeCut(const ConditionedFile& File, const Piece& Whole) {
   const uint64_t Room = RoomIn(File);
   const uint64_t Overhead = OverheadOf(Whole.Type);
@@ -106,8 +106,8 @@ void WriteEndRecord(ConditionedFile* pFile) {
   OUTSTREAM_Write(pFile->pStream, END_RECORD.data(), END_RECORD.size());
 }
 
-/// Writes all stored bytes, piece by piece, and the end record. Returns false, without an end record, after a byte at
-/// the top of the address space: there is no address to go on from.
+/// Writes all stored bytes, piece by piece, and the end record. After a byte at the top of the address space there is
+/// no address to go on from: returns false, without an end record.
 [[nodiscard]] bool WriteImage(ConditionedFile* pFile, MemImage* pImage) {
   std::array<uint8_t, MAX_PIECE_BYTES> aData;
   uint64_t Addr = 0;
@@ -127,7 +127,7 @@ void WriteEndRecord(ConditionedFile* pFile) {
   }
 }
 
-/// Creates, fills and closes the file. Returns whether all went well; a text about what did not is reported.
+/// Creates, fills and closes the file. Returns whether all went well. Reports the text of a failed creation or write.
 [[nodiscard]] bool WriteFile(MemImage* pImage, const char* pPath, uint32_t LineAlign, uint32_t BlockAlign) {
   std::array<char, 128> acMessage{};
   OutStream* pStream = OUTSTREAM_Create(pPath, acMessage.data(), acMessage.size());

@@ -9,7 +9,7 @@ namespace {
 
 /// A record holds at most the count byte and the 255 bytes it can count.
 constexpr uint32_t MAX_RECORD_BYTES = 256;
-/// 'S' and the type, two digits a byte, CR LF.
+/// 'S' and the type, two digits per byte, CR LF.
 constexpr uint32_t MAX_LINE_CHARS = 2 + 2 * MAX_RECORD_BYTES + 2;
 
 /// Returns the number of address bytes, or 0 for a type this program does not write.
@@ -27,7 +27,7 @@ uint32_t AddressBytesOfType(uint32_t Type) {
   }
 }
 
-/// Puts the count and the address as digits and adds their bytes to the sum. Returns the end of the line.
+/// Puts the count and the address as digits and adds their bytes to the sum. Returns the end of the line so far.
 char* PutHead(char* pEnd, uint32_t Count, uint32_t Address, uint32_t NumAddressBytes, uint8_t* pSum) {
   std::array<uint8_t, 5> aHead{static_cast<uint8_t>(Count)};
   for (uint32_t i = 0; i < NumAddressBytes; ++i) {

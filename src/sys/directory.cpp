@@ -14,7 +14,8 @@ namespace {
 constexpr mode_t DIRECTORY_MODE = 0777;
 constexpr mode_t ANY_WRITE_BIT = 0222;
 
-/// Returns a copy of pPath without the '/' characters at its end, to be freed with SYS_Free; or null without memory.
+/// Returns a copy of pPath without trailing '/' characters; the caller frees it with SYS_Free. Null if memory is
+/// exhausted.
 char* CopyWithoutTrailingSlashes(const char* pPath) {
   uint64_t Len = UTIL_StrLen(pPath);
   while (Len > 0 && pPath[Len - 1] == '/') {
@@ -31,7 +32,7 @@ char* CopyWithoutTrailingSlashes(const char* pPath) {
   return pCopy;
 }
 
-// NOLINTNEXTLINE(misc-no-recursion): one level a parent directory, MaxDepth at most
+// NOLINTNEXTLINE(misc-no-recursion): one level per parent directory, at most MaxDepth
 [[nodiscard]] int CreateParent(const char* pPath, int32_t MaxDepth) {
   char* pTrimmed = CopyWithoutTrailingSlashes(pPath);
   const int Result = pTrimmed != nullptr ? SYS_CreateDirectoryOf(pTrimmed, MaxDepth) : -1;
@@ -56,7 +57,7 @@ int SYS_GetFileAttributes(const char* pPath) {
   return S_ISDIR(Status.st_mode) ? ReadOnly | SYS_ATTR_DIRECTORY : -1;
 }
 
-// NOLINTNEXTLINE(misc-no-recursion): one level a parent directory, MaxDepth at most
+// NOLINTNEXTLINE(misc-no-recursion): one level per parent directory, at most MaxDepth
 int SYS_CreateDirectoryOf(const char* pPath, int32_t MaxDepth) {
   std::array<char, SYS_PATH_SIZE> acDir;
   std::array<char, SYS_PATH_SIZE> acName;
@@ -67,7 +68,7 @@ int SYS_CreateDirectoryOf(const char* pPath, int32_t MaxDepth) {
   return SYS_CreateDirectory(acDir.data(), MaxDepth);
 }
 
-// NOLINTNEXTLINE(misc-no-recursion): one level a parent directory, MaxDepth at most
+// NOLINTNEXTLINE(misc-no-recursion): one level per parent directory, at most MaxDepth
 int SYS_CreateDirectory(const char* pPath, int32_t MaxDepth) {
   if (pPath == nullptr || MaxDepth <= 0) {
     return -1;

@@ -56,10 +56,10 @@ const char* HomeDirectory() {
   return pUser != nullptr ? pUser->pw_dir : nullptr;
 }
 
-/// A path with room for the home directory in place of a '~'.
+/// A buffer for a path with the home directory in place of a '~'.
 using PathBuffer = std::array<char, SYS_PATH_SIZE>;
 
-/// Returns pPath or, if it begins with '~', the path below the home directory, in *pBuffer; null if there is no home
+/// Returns pPath; or, if it begins with '~', the path below the home directory, in *pBuffer; null if there is no home
 /// directory.
 const char* ExpandHome(const char* pPath, PathBuffer* pBuffer) {
   if (pPath[0] != '~') {

@@ -3,11 +3,11 @@
 
 #include <cstdint>
 
-/// Portable open flags, to be combined. Every file is opened close-on-exec; created files get permissions 0644 less
-/// the creation mask.
-constexpr uint32_t SYS_OPEN_READ = 0x01;       ///< Read access; also what neither access flag means.
+/// Portable open flags, to be combined. Every file is opened close-on-exec. New files get permissions 0644 less the
+/// umask.
+constexpr uint32_t SYS_OPEN_READ = 0x01;       ///< Read access; also the default without an access flag.
 constexpr uint32_t SYS_OPEN_WRITE = 0x02;      ///< Write access.
-constexpr uint32_t SYS_OPEN_SHARE = 0x04;      ///< Accepted; without effect here.
+constexpr uint32_t SYS_OPEN_SHARE = 0x04;      ///< Accepted, but has no effect here.
 constexpr uint32_t SYS_OPEN_CREATE = 0x10;     ///< Create the file if it is missing; SYS_OpenFileEx: its directory too.
 constexpr uint32_t SYS_OPEN_TRUNCATE = 0x20;   ///< Empty an existing file.
 constexpr uint32_t SYS_OPEN_AT_END = 0x40;     ///< Start at the end of the file.
@@ -19,33 +19,33 @@ int SYS_GetLastError();
 /// What a failed open returns.
 constexpr int64_t SYS_NO_FILE = -1;
 
-/// Opens pPath as it is. Returns the handle, to be closed with SYS_FileClose, or SYS_NO_FILE.
+/// Opens pPath as given. Returns the handle, which the caller closes with SYS_FileClose, or SYS_NO_FILE.
 [[nodiscard]] int64_t SYS_FileOpen(const char* pPath, uint32_t Flags);
 
-/// As SYS_FileOpen, with up to NumRetries further attempts, DelayMs milliseconds before each of them.
+/// As SYS_FileOpen, with up to NumRetries more attempts, each after DelayMs milliseconds.
 [[nodiscard]] int64_t SYS_OpenFileRetry(const char* pPath, uint32_t Flags, uint32_t NumRetries, uint32_t DelayMs);
 
-/// As SYS_FileOpen; a '~' at the start of pPath means the user's home directory (the path is then cut at 511
-/// characters), and with SYS_OPEN_CREATE the missing directories of the path are created first. A null path fails.
-/// SYS_CreateDirectoryOf takes 511 characters of a directory's name. A longer one therefore leaves a second directory
-/// with a cut name, even if the path's own directory exists.
+/// As SYS_FileOpen, but a leading '~' means the user's home directory (the path is then cut to 511 characters), and
+/// SYS_OPEN_CREATE first creates the missing directories of the path. A null path fails.
+/// SYS_CreateDirectoryOf cuts a directory's name to 511 characters. A longer name therefore leaves a second directory
+/// under the cut name, even if the real one exists.
 [[nodiscard]] int64_t SYS_OpenFileEx(const char* pPath, uint32_t Flags);
 
-/// Reads up to NumBytes bytes. Returns how many came, which may be fewer before the end of the file; 0 at the end of
+/// Reads up to NumBytes bytes. Returns how many it read, perhaps fewer even before the end of the file; 0 at the end of
 /// the file; -1 on an error.
 [[nodiscard]] int64_t SYS_FileRead(uint32_t hFile, void* pBuffer, uint32_t NumBytes);
 
-/// Writes up to NumBytes bytes. Returns how many were written, which may be fewer; -1 on an error.
+/// Writes up to NumBytes bytes. Returns how many it wrote, perhaps fewer; -1 on an error.
 [[nodiscard]] int64_t SYS_FileWrite(uint32_t hFile, const void* pBuffer, uint32_t NumBytes);
 
-/// Returns whether pPath, taken as SYS_OpenFileEx takes it, names the regular file that standard output goes to.
+/// Returns whether pPath, expanded as SYS_OpenFileEx does it, names the regular file that standard output goes to.
 [[nodiscard]] bool SYS_IsStandardOutput(const char* pPath);
 
-/// Closes the handle, which is gone whatever the result.
-/// Returns 0; or -1 when the system reports that something written before was lost after all.
+/// Closes the handle; it is gone whatever the result.
+/// Returns 0, or -1 if the system reports that an earlier write was lost after all.
 int SYS_FileClose(uint32_t hFile);
 
-/// What tells a file from another, and from itself after a change. All 0: not a regular file.
+/// Tells a file from any other, and from itself after a change. All 0: not a regular file.
 struct SysFileState {
   uint64_t Device;
   uint64_t Node;
@@ -56,5 +56,5 @@ struct SysFileState {
   bool operator==(const SysFileState&) const = default;
 };
 
-/// Returns the state of the regular file at pPath, links followed. Only such a file can be read again.
+/// Returns the state of the regular file at pPath, following links. Only such a file can be read again.
 SysFileState SYS_GetFileState(const char* pPath);

@@ -46,7 +46,7 @@ bool IsValid(const MutexSlot* pMutex) {
   return pMutex != nullptr && pMutex->IsInUse != 0;
 }
 
-/// Polls until the mutex is taken or the time is past the deadline.
+/// Polls until it gets the mutex or the deadline has passed.
 int LockBefore(MutexSlot* pMutex, uint32_t TimeoutMs) {
   WallTime Now{};
   const bool HasDeadline = ReadWallClock(&Now);
@@ -56,7 +56,7 @@ int LockBefore(MutexSlot* pMutex, uint32_t TimeoutMs) {
     if (Error != EBUSY) {
       return Error == 0 ? 0 : SYS_LOCK_ERROR;
     }
-    // Without a clock there is no telling when to give up, so one attempt has to do.
+    // Without a clock there is no telling when to give up, so one attempt must suffice.
     if (!HasDeadline) {
       return SYS_LOCK_TIMEOUT;
     }

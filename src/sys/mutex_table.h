@@ -1,5 +1,5 @@
-/// Recursive mutexes from a process-wide table of 64 slots. The table itself is not guarded: mutexes are created and
-/// destroyed by one thread at a time.
+/// Recursive mutexes from a process-wide table of 64 slots. The table itself is not guarded: only one thread at a time
+/// may create and destroy mutexes.
 #pragma once
 
 #include <pthread.h>
@@ -22,18 +22,17 @@ constexpr uint32_t SYS_NO_TIMEOUT = 0xFFFFFFFF;
 constexpr int SYS_LOCK_ERROR = -1;
 constexpr int SYS_LOCK_TIMEOUT = 258;
 
-/// Takes the lowest free slot. pName: at most 31 characters of it are kept; null for none.
-/// Returns the handle, or null when no slot is free or the mutex cannot be initialised.
+/// Creates a mutex in the lowest free slot. pName: null for none; at most 31 characters are kept.
+/// Returns the handle, or null if no slot is free or the mutex cannot be initialised.
 [[nodiscard]] MutexSlot* SYS_CreateMutex(const char* pName);
 
-/// Destroys the mutex at *ppMutex, which nobody may hold, and sets *ppMutex to null. Nothing happens when there is
-/// none.
+/// Destroys the mutex at *ppMutex, which nobody may hold, and sets *ppMutex to null. Does nothing if there is none.
 void SYS_DestroyMutex(MutexSlot** ppMutex);
 
-/// Takes the mutex, also if this thread holds it already: every take needs a release. A wait with a timeout polls every
-/// millisecond against the wall clock.
-/// Returns 0 when taken, SYS_LOCK_TIMEOUT, or SYS_LOCK_ERROR for an invalid handle or an error of the mutex.
+/// Takes the mutex, even if this thread already holds it; each take needs its own release. A wait with a timeout polls
+/// every millisecond against the wall clock.
+/// Returns 0 if taken, SYS_LOCK_TIMEOUT, or SYS_LOCK_ERROR for an invalid handle or an error of the mutex.
 [[nodiscard]] int SYS_LockMutex(MutexSlot* pMutex, uint32_t TimeoutMs);
 
-/// Releases the mutex once. Returns 0; or 1 for an invalid handle or when this thread does not hold it.
+/// Releases the mutex once. Returns 0; or 1 if the handle is invalid or this thread does not hold the mutex.
 int SYS_UnlockMutex(MutexSlot* pMutex);

@@ -34,7 +34,7 @@ void SYS_SplitPath(const char* pPath, PathPart Drive, PathPart Dir, PathPart Bas
   }
   UTIL_CopyString(pCopy, pPath, static_cast<uint32_t>(Size));
 
-  // From the end to the start, so that each cut leaves the parts before it complete.
+  // From end to start: each cut leaves the parts before it complete.
   char* pSlash = std::strrchr(pCopy, '/');
   char* pFileName = pSlash != nullptr ? pSlash + 1 : pCopy;
   char* pExt = FindExtension(pFileName);

@@ -3,6 +3,6 @@
 
 #include <cstdint>
 
-/// Sleeps for the given time, also when signals interrupt. The time is counted in microseconds of 32 bits, so one call
-/// sleeps at most 4294967 ms; a longer time wraps.
+/// Sleeps for the given time, even if signals interrupt. The time is counted in 32-bit microseconds, so one call sleeps
+/// at most 4294967 ms; a longer time wraps.
 void SYS_Sleep(uint32_t Milliseconds);

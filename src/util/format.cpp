@@ -10,8 +10,8 @@ constexpr int32_t NO_PRECISION = -1;
 
 struct FullConversion {
   bool IsLeft;    ///< '-': fill on the right.
-  bool HasPlus;   ///< '+': a sign always.
-  bool HasSpace;  ///< ' ': a space for a missing sign.
+  bool HasPlus;   ///< '+': always a sign.
+  bool HasSpace;  ///< ' ': a space in place of a missing sign.
   bool HasZero;   ///< '0': fill numbers with zeros.
   int64_t Width;  ///< Wide enough for the magnitude of every 32-bit argument.
   int32_t Precision;
@@ -38,7 +38,7 @@ char SignOf(const FullConversion& Conv, bool IsNegative) {
   return Conv.HasSpace ? ' ' : '\0';
 }
 
-/// Puts fill, sign, zeros and digits, in this order.
+/// Puts fill, sign, zeros and digits, in this order; or the fill last if IsLeft is set.
 void PutNumber(FormatBuffer* pBuffer, const FullConversion& Conv, uint32_t Magnitude, bool IsNegative, uint32_t Base) {
   const DigitRun Run = UTIL_StartDigits(Magnitude, Base);
   const char Sign = SignOf(Conv, IsNegative);
@@ -60,7 +60,7 @@ void PutSigned(FormatBuffer* pBuffer, const FullConversion& Conv, int32_t Value)
   PutNumber(pBuffer, Conv, Value < 0 ? 0 - Bits : Bits, Value < 0, 10);
 }
 
-/// The flags apply to a pointer; the width and precision of the format do not.
+/// Flags apply to a pointer; the format's width and precision do not.
 void PutPointer(FormatBuffer* pBuffer, const FullConversion& Conv, const void* pPointer) {
   FullConversion PointerConv = Conv;
   PointerConv.Width = 0;
@@ -68,7 +68,7 @@ void PutPointer(FormatBuffer* pBuffer, const FullConversion& Conv, const void* p
   PutNumber(pBuffer, PointerConv, static_cast<uint32_t>(reinterpret_cast<uintptr_t>(pPointer)), false, 16);
 }
 
-/// Takes the character at *pFormat as a flag if it is one; returns whether it is.
+/// Sets the flag that the character at *pFormat stands for. Returns whether it stands for one.
 bool ReadFlag(const char* pFormat, FullConversion* pConv) {
   switch (*pFormat) {
     case '-':

@@ -3,7 +3,7 @@
 #include <bit>
 #include <cstring>
 
-// Both directions take eight bytes and their sixteen digits at a time: a few vector operations for what would be eight
+// Both directions handle eight bytes and their sixteen digits at a time: a few vector operations in place of eight
 // rounds of table look-ups, five to six times as fast. These are the compilers' portable vectors; where the target has
 // none, they become plain code.
 
@@ -13,12 +13,12 @@ constexpr uint32_t BLOCK_BYTES = 8;
 
 using Bytes8 = uint8_t __attribute__((vector_size(8)));
 using Bytes16 = uint8_t __attribute__((vector_size(16)));
-using Signed16 = int8_t __attribute__((vector_size(16)));  ///< Compared in one instruction where unsigned takes two.
-using Pairs8 = uint16_t __attribute__((vector_size(16)));  ///< Eight lanes that hold two neighbouring bytes each.
+using Signed16 = int8_t __attribute__((vector_size(16)));  ///< One instruction compares these; unsigned takes two.
+using Pairs8 = uint16_t __attribute__((vector_size(16)));  ///< Eight lanes of two neighbouring bytes.
 
 constexpr bool IS_FIRST_LOW = std::endian::native == std::endian::little;
 
-/// Decodes sixteen digits. *pBad gets bits set in the places of those that are none.
+/// Decodes sixteen digits. Sets bits in *pBad at the places of characters that are not digits.
 Bytes8 DecodeBlock(const uint8_t* pDigits, Bytes16* pBad) {
   Bytes16 Text;
   std::memcpy(&Text, pDigits, sizeof(Text));
@@ -49,7 +49,7 @@ bool IsAnySet(const Bytes16& Vector) {
   return (aHalf[0] | aHalf[1]) != 0;
 }
 
-/// Returns the sum of the bytes modulo 256, added up by a multiplication once they have 16 bits each.
+/// Returns the sum of the bytes modulo 256: widens them to 16 bits, then adds them with one multiplication.
 uint8_t SumOf(const Bytes8& Vector) {
   constexpr uint64_t LOW_BYTES = 0x00FF00FF00FF00FF;
   uint64_t Bytes = 0;
@@ -67,7 +67,7 @@ Bytes8 KeepLast(const Bytes8& Vector, uint32_t NumBytes) {
   return Vector & Mask;
 }
 
-/// Decodes at least a block. What the blocks leave is decoded in a last one, which begins in the block before it.
+/// Decodes at least one block. The last block ends with the last byte, so it can begin within the block before it.
 [[nodiscard]] bool DecodeBlocks(const uint8_t* pDigits, uint32_t NumBytes, uint8_t* pBytes, uint8_t* pSum) {
   Bytes16 Bad{};
   Bytes8 Sum{};
@@ -85,7 +85,7 @@ Bytes8 KeepLast(const Bytes8& Vector, uint32_t NumBytes) {
   return !IsAnySet(Bad);
 }
 
-/// Encodes at least a block, likewise.
+/// Encodes at least one block in the same way.
 void EncodeBlocks(const uint8_t* pBytes, uint32_t NumBytes, char* pDigits, uint8_t* pSum) {
   Bytes8 Sum{};
   uint32_t i = 0;

@@ -7,7 +7,7 @@
 /// The digits as this program writes them.
 constexpr const char* UTIL_HEX_DIGITS = "0123456789ABCDEF";
 
-/// What the digit table gives for a byte that is no digit.
+/// What the digit table holds for a byte that is not a digit.
 constexpr uint8_t UTIL_NO_HEX_DIGIT = 0xFF;
 
 /// The value of each byte as a hexadecimal digit in either case, else UTIL_NO_HEX_DIGIT.
@@ -25,15 +25,15 @@ constexpr std::array<uint8_t, 256> UTIL_HEX_DIGIT_VALUE = [] {
   return aValue;
 }();
 
-/// Returns what the table gives for a character.
+/// Returns what the table holds for a character.
 inline uint8_t UTIL_HexDigitValue(char c) {
   return UTIL_HEX_DIGIT_VALUE[static_cast<uint8_t>(c)];
 }
 
-/// Decodes NumBytes bytes of two digits each, adding each to *pSum (modulo 256).
-/// Returns false when one of the characters is no digit; what pBytes and *pSum hold then is of no use.
+/// Decodes NumBytes bytes of two digits each and adds them to *pSum (modulo 256).
+/// Returns false if any character is not a digit; pBytes and *pSum are then meaningless.
 [[nodiscard]] bool UTIL_DecodeHex(const uint8_t* pDigits, uint32_t NumBytes, uint8_t* pBytes, uint8_t* pSum);
 
-/// Encodes NumBytes bytes as two upper-case digits each, adding each to *pSum (modulo 256).
-/// Returns the end of what was written.
+/// Encodes NumBytes bytes as two upper-case digits each and adds them to *pSum (modulo 256).
+/// Returns the end of the digits.
 char* UTIL_EncodeHex(const uint8_t* pBytes, uint32_t NumBytes, char* pDigits, uint8_t* pSum);

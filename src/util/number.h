@@ -4,9 +4,9 @@
 #include <cstdint>
 
 /// Reads a hexadecimal number at *ppText: white space, an optional '-', an optional 0x, then digits up to the first
-/// character that is none. There is no decimal form: 10 is sixteen. Of a number beyond 32 bits the low 32 remain.
-/// Returns 0, with the value in *pValue and *ppText after the digits; or -1 when there is no digit, with *pValue 0
-/// and *ppText as it was.
+/// other character. There is no decimal form: 10 is sixteen. A number beyond 32 bits keeps its low 32.
+/// Returns 0, with the value in *pValue and *ppText after the digits; or -1, with *pValue 0 and *ppText as it was, if
+/// there is no digit.
 [[nodiscard]] int UTIL_ParseHex32(const char** ppText, uint32_t* pValue);
 
 /// Returns the distance between two addresses, the shorter way round the address space.

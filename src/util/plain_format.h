@@ -1,11 +1,10 @@
-/// The plain formatter: no flags, few conversions, fast. It makes what the program prints.
+/// The plain formatter: no flags, few conversions, fast. It formats what the program prints.
 #pragma once
 
 #include <cstdarg>
 #include <cstdint>
 
-/// Formats into pBuffer of Size characters; what does not fit is cut, and the text is always terminated. A Size below
-/// 1 writes nothing.
+/// Formats into pBuffer of Size characters. The text is cut to fit and terminated; a Size below 1 writes nothing.
 ///
 /// A conversion is written as %, a width (decimal digits), a precision ('.' and decimal digits), a run of 'l' (two or
 /// more: the argument has 64 bits, else 32) and a letter:

@@ -1,9 +1,9 @@
-/// Messages on standard output, each flushed at once so that the reader of a pipe sees it when it is made.
+/// Messages on standard output. Each is flushed at once, so that whoever reads a pipe sees it as soon as it is made.
 #pragma once
 
-/// Prints a message made with the plain formatter, at most 2047 characters of it. A null format or one of 4096
-/// characters and more prints nothing.
+/// Formats a message with the plain formatter and prints at most 2047 characters of it. A null format, or one of 4096
+/// or more characters, prints nothing.
 __attribute__((format(printf, 1, 2))) void UTIL_Printf(const char* pFormat, ...);
 
-/// Prints pText as a line, unformatted and at any length.
+/// Prints pText as a line, unformatted and of any length.
 void UTIL_PrintLine(const char* pText);

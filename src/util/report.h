@@ -1,4 +1,4 @@
-/// How operations report an error text to whoever called them.
+/// How operations report an error to their caller.
 #pragma once
 
 #include <cstdint>
@@ -15,15 +15,15 @@ struct ErrorTextBuffer {
   uint32_t TextSize;  ///< Size of pText in bytes, terminator included.
 };
 
-/// A report callback with its context; pfReport may be null: nothing is reported then.
+/// A report callback and its context. If pfReport is null, nothing is reported.
 struct ReportSink {
   ReportFn pfReport;
   void* pContext;
 };
 
 /// A ReportFn whose context is an ErrorTextBuffer: an error text replaces what the buffer holds, cut to its size.
-/// Reports of other levels are ignored.
+/// Ignores reports of other levels.
 void UTIL_CollectErrorText(void* pContext, uint32_t Level, const char* pText);
 
-/// Sends pText as an error through Sink, if that has a callback.
+/// Reports pText as an error to Sink, if it has a callback.
 void UTIL_ReportError(const ReportSink& Sink, const char* pText);

@@ -3,23 +3,24 @@
 
 #include <cstdint>
 
-/// Returned by UTIL_CopyString when there is nothing to copy from or to.
+/// Returned by UTIL_CopyString if there is nothing to copy from or to.
 constexpr uint32_t UTIL_COPY_NOTHING = 0xFFFFFFFF;
 
 /// Copies pSrc to pDest, cut to DestSize - 1 bytes and always terminated.
 /// Returns the size that the source needs (its length + 1), so a result above DestSize means that the copy was cut;
-/// UTIL_COPY_NOTHING, with nothing written, when pDest or pSrc is null or DestSize is 0.
+/// UTIL_COPY_NOTHING, with nothing written, if pDest or pSrc is null or DestSize is 0.
 uint32_t UTIL_CopyString(char* pDest, const char* pSrc, uint32_t DestSize);
 
-/// Appends as much of pSrc to the text in pDest as a buffer of DestSize bytes has room for. pDest stays terminated;
-/// a text that already fills its buffer is left as it is.
+/// Appends as much of pSrc to the text in pDest as fits into a buffer of DestSize bytes. pDest stays terminated; a text
+/// that already fills its buffer does not change.
 void UTIL_AppendString(char* pDest, const char* pSrc, uint32_t DestSize);
 
-/// Returns an upper-case ASCII letter as lower-case, and every other byte as it is.
+/// Returns an upper-case ASCII letter in lower case, and any other byte as it is.
 uint8_t UTIL_FoldCase(char c);
 
 /// Compares two texts to their ends, ignoring the case of ASCII letters.
-/// Returns 0 when equal, else the difference of the first two bytes that differ, each folded and taken as signed.
+/// Returns 0 if they are equal, else the difference of the first two bytes that differ, each folded and taken as
+/// signed.
 int UTIL_CompareNoCase(const char* pA, const char* pB);
 
 /// Returns the number of bytes before the terminator. O(length).
