@@ -8,14 +8,14 @@
 # that adds the target. The addresses come from the ELF file, through CMAKE_OBJCOPY. Anything that needs <program>.srec
 # must depend on the target.
 #
-# The second form makes <name>.srec in each build in which <file> or one of the programs has changed. A relative <file> is in the
-# current source folder, a relative <name> in the current build folder; without OUTPUT, <name> is that of <file>. BASE
-# is the load address of a .bin file; it is required for .bin files and not allowed for others.
+# The second form makes <name>.srec again whenever <file> or one of the programs has changed. A relative <file> is in
+# the current source folder, a relative <name> in the current build folder. Without OUTPUT, <name> is that of <file>.
+# BASE is the load address of a .bin file: required for .bin files, not allowed for others.
 #
 # Numbers are decimal, or hexadecimal with 0x. BLOCK and LINE default to Blockfit's own defaults.
 #
-# The build fails if blockfit-check refuses the file or warns of it, because data may be missing or wrong.
-# ALLOW_WARNINGS lets a file through that is known to warn; the warnings are shown.
+# The build fails if blockfit-check refuses the file or warns about it, because data may be missing or wrong.
+# ALLOW_WARNINGS accepts a file in spite of its warnings, and shows them.
 
 cmake_policy(VERSION 3.22)
 
@@ -65,7 +65,7 @@ function(_blockfit_check_input Input Output Base)
   endif()
 endfunction()
 
-# Runs after <Target> is linked. A change of the programs makes it link again.
+# Conditions <Target> whenever it is linked. If the programs change, it is linked again.
 function(_blockfit_condition_target Target Run)
   if(NOT TARGET "${Target}")
     message(FATAL_ERROR "blockfit_condition: ${Target} is not a target; use INPUT for a file")

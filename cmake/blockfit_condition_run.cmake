@@ -1,10 +1,10 @@
 # Run by the build for blockfit_condition: makes the conditioned file Output from the file Input with the program
-# Blockfit, after the program Check has found nothing wrong with it and nothing suspicious about it, or nothing wrong if
-# AllowWarnings is on. With Objcopy, Input is an ELF file. Base, Block and Line are hexadecimal digits or empty. Success
-# prints nothing but warnings; a failure prints what the programs say, and leaves no Output.
+# Blockfit. First, the program Check must find no error in Input, and no warning either unless AllowWarnings is on. With
+# Objcopy, Input is an ELF file. Base, Block and Line are hexadecimal digits or empty. A success prints only warnings; a
+# failure prints what the programs say, and leaves no Output.
 #
-# Blockfit works on fixed names in a folder of its own. So no name needs an option, is taken for a path in the home
-# folder, or is also the name of the input; and a file gets its final name only when it is complete.
+# Blockfit works with fixed names in a scratch folder. So no name needs an option, means a path in the home folder, or
+# is also the name of the input; and a file gets its final name only when it is complete.
 
 cmake_policy(VERSION 3.22)
 set(Scratch "${Output}.tmp")
@@ -36,7 +36,7 @@ function(condition Name)
   execute_process(COMMAND "${Blockfit}" ${ARGN} "${File}" WORKING_DIRECTORY "${Scratch}/${Name}"
                   RESULT_VARIABLE Status OUTPUT_VARIABLE Text ERROR_VARIABLE Text)
   if(NOT Status STREQUAL 0)
-    string(REGEX REPLACE "^.*\n\n" "" Text "${Text}")  # what is printed at every start ends with a blank line
+    string(REGEX REPLACE "^.*\n\n" "" Text "${Text}")  # the banner ends with a blank line
     fail("Blockfit ${Input}\n${Text}")
   endif()
   set(File "../${Name}/firmware.srec" PARENT_SCOPE)

@@ -29,7 +29,7 @@ install(FILES completions/_Blockfit completions/_blockfit-check DESTINATION ${CM
 
 # The same layout as the source tree, so that links between the pages work.
 install(FILES docs/format.md docs/recipes.md docs/conditioned-file.svg DESTINATION ${BLOCKFIT_DOC_DIR}/docs)
-# The page takes another compiler to build: it is installed if it is there.
+# Building the page takes another compiler, so it is installed only if it is there.
 install(FILES build/web/blockfit.html DESTINATION ${BLOCKFIT_DOC_DIR} OPTIONAL)
 install(DIRECTORY examples DESTINATION ${BLOCKFIT_DOC_DIR} FILES_MATCHING
   PATTERN "*.[ch]" PATTERN "CMakeLists.txt" PATTERN "README.md" PATTERN "make_samples.py"

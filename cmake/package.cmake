@@ -26,7 +26,7 @@ copied to it, can understand each block by itself, in any order.
 blockfit-check says why a file is refused, and proves a conversion. A
 reference consumer in C comes with the documentation.")
 
-# Debian's own files, and what it requires to be different from an installation.
+# Debian's own files, and the changes that it requires.
 set(BLOCKFIT_SOURCE_DIR ${PROJECT_SOURCE_DIR})
 configure_file(packaging/finish_deb.cmake.in finish_deb.cmake @ONLY)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_BINARY_DIR}/finish_deb.cmake)

@@ -1,7 +1,7 @@
-// A complete run and a check of its input, with options, format and file from the fuzzer: the run succeeds exactly when
-// it should, the check says so with places that exist, and the consumer finds the same bytes as an independent decoder.
-// It reads each block by itself, or, because a line can cross the end of a block of fewer than 80 characters, the
-// complete file.
+// A complete run and a check of its input, with options, format and file from the fuzzer. The run succeeds exactly when
+// it should, the check agrees and names only places that exist, and the consumer finds the same bytes as an independent
+// decoder. It reads each block by itself; but if blocks have fewer than 80 characters, lines can cross their ends, so
+// it reads the complete file at once.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <algorithm>
@@ -17,7 +17,7 @@
 
 namespace {
 
-/// The numeric options, in the same order as the settings that they change.
+/// The numeric options, in the order of the settings that they change.
 constexpr std::array<const char*, 3> OPTIONS = {"-a", "-balign", "-lalign"};
 using Settings = std::array<uint32_t, OPTIONS.size()>;
 
@@ -55,14 +55,14 @@ uint64_t CountLines(const std::string& Text) {
   return Num;
 }
 
-/// Requires that a place is in a file of so many lines, and that its excerpt can be printed.
+/// Requires that a place is in a file of NumLines lines, and that its excerpt can be printed.
 void TestPlace(const CheckPlace& Place, uint64_t NumLines) {
   const std::string Excerpt = Place.acExcerpt.data();
   Require(Place.Line <= NumLines && Place.MarkColumn <= Excerpt.size() && Excerpt.size() <= CHECK_MAX_EXCERPT);
   Require(std::all_of(Excerpt.begin(), Excerpt.end(), [](char c) { return c >= ' ' && c <= '~'; }));
 }
 
-/// Checks an input file, which must be read as these bytes, or refused if there are none.
+/// Checks an input file, which must be read as the expected bytes, or refused if Expected has no value.
 void TestCheck(const std::string& Path, const std::string& File, uint32_t BaseAddr,
                const std::optional<ByteMap>& Expected) {
   struct Context {
@@ -83,7 +83,8 @@ void TestCheck(const std::string& Path, const std::string& File, uint32_t BaseAd
   CHECK_CloseInput(&Input);
 }
 
-/// Requires that the consumer reads a file as these bytes if it keeps the promises. Returns whether it does.
+/// Requires that the consumer reads a file that keeps the promises as the expected bytes. Returns whether the file
+/// keeps them.
 bool TestConditioned(const std::string& Path, const Settings& Set, const std::optional<ByteMap>& Expected) {
   const auto& [BaseAddr, BlockAlign, LineAlign] = Set;
   const auto Ignore = [](void*, const CheckFinding&) {};
@@ -94,7 +95,7 @@ bool TestConditioned(const std::string& Path, const Settings& Set, const std::op
   return IsKept;
 }
 
-/// More line ends after the first one do not change the meaning of a text. One text in 32 (it is slow) gets enough of
+/// Extra line ends after the first one do not change what a text means. One text in 32 (this is slow) gets enough of
 /// them to put the first, second or third edge of the reader's window somewhere in the rest of the text.
 std::string MoveWindowEdge(std::string Text) {
   const size_t Random = std::hash<std::string>{}(Text);
@@ -135,7 +136,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t Size) {
   const int Status = APP_Run(static_cast<int>(Args.size()), Args.data());
   Require(Status == (Expected && IsLegal ? 0 : 1));
   TestCheck(Input, File, BaseAddr, Expected);
-  // Addresses beyond 32 bits are cut: then records are not in ascending order, and an address can occur twice.
+  // Addresses beyond 32 bits are cut. Records are then not in ascending order, and an address can occur twice.
   if (Status == 0 && (Expected->empty() || Expected->rbegin()->first <= UINT32_MAX)) {
     Require(TestConditioned(Output, Set, Expected));
   }

@@ -55,15 +55,15 @@ std::string Layout(uint8_t NumBytes, uint32_t LineAlign, uint32_t BlockAlign) {
 }
 
 TEST(ConditionedWriter, CutsAndFillsAtBlockEnds) {
-  EXPECT_EQ("32 0 ", Layout(32, 8, 76)) << "fits exactly; the end record begins a block without fill before it";
+  EXPECT_EQ("32 0 ", Layout(32, 8, 76)) << "fits exactly; the end record begins the next block, without fill";
   EXPECT_EQ("32 +10 0 ", Layout(32, 8, 86)) << "no room for the end record";
   EXPECT_EQ("32 0 ", Layout(32, 8, 88)) << "just enough";
   EXPECT_EQ("32 +24 32 0 ", Layout(64, 8, 100)) << "less than a line group fits";
   EXPECT_EQ("32 6 26 0 ", Layout(64, 6, 100)) << "the cut fills the block to the last character";
-  EXPECT_EQ("32 4 +2 28 0 ", Layout(64, 2, 98)) << "the cut leaves a fill";
+  EXPECT_EQ("32 4 +2 28 0 ", Layout(64, 2, 98)) << "the cut leaves room for fill";
   EXPECT_EQ("32 +44 32 0 ", Layout(64, 0x80000000, 120)) << "the group never fits";
   EXPECT_EQ("32 16 16 0 ", Layout(64, 4, 120)) << "as many groups as fit";
-  EXPECT_EQ("8 +6 24 +8 0 ", Layout(32, 8, 34)) << "a small block: the rest crosses, and is not cut again";
+  EXPECT_EQ("8 +6 24 +8 0 ", Layout(32, 8, 34)) << "a small block: the rest crosses its end and is not cut again";
 }
 
 TEST(ConditionedWriter, EveryBlockIsUnderstoodByItself) {
@@ -75,7 +75,7 @@ TEST(ConditionedWriter, EveryBlockIsUnderstoodByItself) {
         Addr += Random() % 64 == 0 ? 9U : 0U;
         Map[Addr] = static_cast<uint8_t>(Random());
       }
-      // A line can cross the boundary of a block that is too small for the longest line.
+      // A line can cross the end of a block that is too small for the longest line.
       const std::string File = Write(Map, LineAlign, BlockAlign);
       const size_t BlockSize = BlockAlign >= 80 ? BlockAlign : File.size();
       ASSERT_TRUE(ReadConditioned(File, BlockSize) == Map) << LineAlign << ' ' << BlockAlign;

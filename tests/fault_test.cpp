@@ -28,7 +28,7 @@ TEST_P(FaultSweep, SucceedsOrSaysThatItFailed) {
   EXPECT_EQ(160U * 250U, ReadConditioned(Expected, 8192).value().size());
   for (const FaultKind What : {FAULT_ALLOC, FAULT_OPEN, FAULT_READ, FAULT_WRITE, FAULT_CLOSE}) {
     for (const int Error : {EIO, EINTR, ENOSPC, 0}) {
-      for (const bool IsAlone : {true, false}) {  // only this call, or also all that follow
+      for (const bool IsAlone : {true, false}) {  // only this call, or all later ones, too
         bool HasFired = true;
         for (int First = 1; HasFired; ++First) {
           std::filesystem::remove_all("new");
@@ -42,7 +42,7 @@ TEST_P(FaultSweep, SucceedsOrSaysThatItFailed) {
           ASSERT_TRUE(Status == 1 || ReadFile("new/out.srec") == Expected) << What << ' ' << First;
           ASSERT_TRUE(Status == 0 || What != FAULT_READ || Error != 0) << "short reads are normal";
           ASSERT_EQ(What == FAULT_CLOSE && HasFired && (First == 2 || !IsAlone), What == FAULT_CLOSE && Status == 1);
-          ASSERT_TRUE(HasFired || (Status == 0 && First > 2)) << "no fault, after at least two";
+          ASSERT_TRUE(HasFired || (Status == 0 && First > 2)) << "no fault is left, after at least two";
         }
       }
     }

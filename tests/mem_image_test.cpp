@@ -1,4 +1,4 @@
-// The sparse memory image, rule by rule and compared with a plain map of bytes.
+// The sparse memory image: rule by rule, and compared with a plain map of bytes.
 #include "support/harness.h"
 
 namespace {
@@ -7,11 +7,11 @@ constexpr uint64_t TOP = UINT64_MAX;
 
 class Image : public testing::Test {
  protected:
-  /// Writes NumBytes bytes of the text, or without a text only marks the addresses.
+  /// Writes NumBytes bytes of the text. Without a text, only marks the addresses.
   int Write(uint64_t Addr, uint64_t NumBytes, const char* pText = nullptr) {
     return MEMIMG_WriteData(m_pImage, Addr, NumBytes, reinterpret_cast<const uint8_t*>(pText), -1);
   }
-  /// Reads as RunsOf shows it, with '_' for bytes that are not valid.
+  /// Reads a span. Returns it as RunsOf does, with '_' for invalid bytes.
   std::string Read(uint64_t Start, uint64_t End = TOP, uint64_t MaxGap = 0, int64_t Max = 32, uint32_t StartBits = 0,
                    uint32_t EndBits = 0) {
     uint8_t aData[32];
@@ -153,8 +153,8 @@ struct SlotCase {
   uint64_t MaxBytes;
 };
 
-/// Writes to every slot once, starting in the middle and advancing by Step, or shuffled if Step is 0: every kind of
-/// join, refusal and growth happens many times.
+/// Writes to every slot once, starting in the middle and advancing by Step, or in random order if Step is 0. Every kind
+/// of join, refusal and growth happens many times.
 void ExpectLikeAMap(const SlotCase& Case, uint64_t Step, Shortage Memory) {
   const auto& [NumSlots, Base, SlotBytes, MinBytes, MaxBytes] = Case;
   std::mt19937_64 Random(Step);
@@ -203,7 +203,7 @@ void ExpectLikeAMap(const SlotCase& Case, uint64_t Step, Shortage Memory) {
 
 TEST(ImageRandom, AgreesWithAPlainMap) {
   constexpr uint64_t MANY = 5003;  // enough areas for an index of many pages
-  // Three times 43 bytes are one byte more than an area has room for in its own record.
+  // Three times 43 bytes is one byte more than an area has room for in its own record.
   const SlotCase aCase[] = {{MANY, 0, 43, 43, 43},
                             {MANY, 0, 1, 1, 1},
                             {MANY, 0, 8, 1, 10},

@@ -1,4 +1,4 @@
-// The readers: what they accept and refuse, their window, and mutated files compared with independent decoders.
+// The readers: what they accept and refuse, also compared with independent decoders, and their window.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -104,7 +104,7 @@ TEST(Readers, SayWhyAFileCannotBeOpened) {
       EXPECT_EQ(CouldNot + "f]\n" + Reason, ReadPath(pfRead, "f", FAULT_OPEN, {.Error = Error}));
     }
   }
-  // Of the text, 255 characters reach the caller from the binary reader, and 127 from the others.
+  // Of the text, the caller gets 255 characters from the binary reader and 127 from the others.
   EXPECT_EQ(CouldNot + Long.substr(0, 255 - CouldNot.size() + 3), ReadPath(ReadBin, Long));
   EXPECT_EQ(CouldNot + Long.substr(0, 127 - CouldNot.size() + 3), ReadPath(HEX_Read, Long));
 }
@@ -125,7 +125,7 @@ TEST(Readers, SayWhyAFileCannotBeReadOrKept) {
   }
 }
 
-/// The window's edge falls on every character of a longest record, of its line end and of the white space around it.
+/// The window's edge falls on every character of the longest record, its line end and the white space around it.
 TEST(Readers, AreNotAffectedByTheEdgeOfTheirWindow) {
   for (const ReadFn pfRead : {HEX_Read, MOT_Read}) {
     const bool IsHex = pfRead == HEX_Read;

@@ -24,7 +24,7 @@ FILE* Start(const std::string& Args) {
   return popen(("exec " BLOCKFIT_PROGRAM " " + Args).c_str(), "r");  // NOLINT(cert-env33-c): a shell is wanted
 }
 
-/// Waits for a run and expects its banner. Returns the exit status and what is printed after the banner.
+/// Waits for a run to end, and expects its banner. Returns the exit status and what is printed after the banner.
 std::string End(FILE* pOutput, const std::string& Printed = "") {
   std::string Result = Finish(pOutput, Printed);
   const size_t Start = Result.find(' ') + 1;
@@ -63,7 +63,7 @@ class Run : public testing::Test {
     std::filesystem::remove(Output);
   }
 
-  /// Expects a run that fails when it has created fw.srec.
+  /// Expects a run that fails after it has created fw.srec.
   static void FailsLate(const std::string& Args, const std::string& Confirmed) {
     Ends(Args, "1 " + Confirmed, "fw.srec", "Failed with error code -1\n");
     EXPECT_EQ("", ReadFile("fw.srec")) << Args;
@@ -88,7 +88,7 @@ TEST_F(Run, WritesTheOutput) {
   Writes("fw.hex", "", "fw.srec", HEX_OUT);
   Writes(".hex", "", ".hex.srec", HEX_OUT);
   for (const char* pInput : {"x.srec", "x.Mot", "x.S19", "x.s37"}) {
-    Writes(pInput, "", "x.srec", MOT_OUT);  // the first of them is replaced
+    Writes(pInput, "", "x.srec", MOT_OUT);  // the first run replaces its own input
   }
   Writes("./x.2.S", "", "x.2.srec", MOT_OUT);
   Writes("in/.bin", "", ".bin.srec", "S10500001122C7\r\n" + END_RECORD);

@@ -70,7 +70,7 @@ TEST(File, IsCreatedWithItsFoldersInTheHomeDirectory) {
 
 TEST(File, IsTriedAgainAfterADelay) {
   signal(SIGALRM, [](int) {});
-  ualarm(5000, 0);  // a sleep continues after the signal
+  ualarm(5000, 0);  // the sleep continues after this signal
   const auto Start = system_clock::now();
   FAULT_Arm(FAULT_OPEN, {.Last = 2});
   EXPECT_TRUE(Closes(SYS_OpenFileRetry("/dev/null", SYS_OPEN_READ, 2, 20)));

@@ -35,7 +35,7 @@ TEST(Text, IsComparedWithoutRegardToAsciiCase) {
   EXPECT_LT(UTIL_CompareNoCase("\x80", "a"), 0) << "bytes are taken as signed";
 }
 
-/// The value, if there is one, and the rest of the text.
+/// Returns the value, if there is one, and the rest of the text.
 std::string Parse(const char* pText) {
   uint32_t Value = 99;
   const bool IsNumber = UTIL_ParseHex32(&pText, &Value) == 0;
@@ -63,7 +63,7 @@ std::string Plain(const char* pFormat, ...) {
   return acText;
 }
 
-/// Formats into room for Size characters. The text is followed by the length of the complete text.
+/// Formats into room for Size characters. Returns the text and the length of the complete text.
 template <uint32_t Size = 99, typename... Arguments>
 std::string Full(const char* pFormat, Arguments... Args) {
   int32_t (*volatile pfFormat)(char*, uint32_t, const char*, ...) =
@@ -86,7 +86,7 @@ TEST(Format, PlainEngineHasItsOwnRepertoire) {
   EXPECT_EQ("[][][5d][7][8]", Plain("[%o][%_][%-5d][%u][%i]", 7, 8)) << "unknown conversions take no argument";
   EXPECT_EQ(std::string(39, ' '), Plain("%99999999999d", 1));
   EXPECT_EQ(std::string(39, 'x'), Plain("%s", std::string(50, 'x').c_str()));
-  void (*const pfPrint)(const char*, ...) = UTIL_Printf;  // past the compiler's check of formats
+  void (*const pfPrint)(const char*, ...) = UTIL_Printf;  // hides the formats from the compiler
   testing::internal::CaptureStdout();
   pfPrint(nullptr);
   pfPrint(std::string(4096, '%').c_str());

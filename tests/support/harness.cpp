@@ -24,7 +24,7 @@ class Folder : public testing::EmptyTestEventListener {
 
 const bool IS_LISTENING = (testing::UnitTest::GetInstance()->listeners().Append(new Folder), true);
 
-/// A program in which a sanitizer finds an error must not end as one that has failed properly.
+/// If a sanitizer finds an error, the program must not look as if it had failed properly.
 const bool IS_STRICT = [] {
   for (const char* pOptions : {"ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS"}) {
     const char* pGiven = std::getenv(pOptions);
@@ -37,7 +37,7 @@ thread_local FaultKind Armed = FAULT_NONE;
 thread_local Fault How;
 thread_local int NumCalls = 0;
 
-/// Counts a call. Returns whether it is to fail.
+/// Counts a call. Returns whether it must fail.
 bool IsHit(FaultKind Kind) {
   if (Kind != Armed || ++NumCalls < How.First || NumCalls > How.Last) {
     return false;
@@ -46,8 +46,8 @@ bool IsHit(FaultKind Kind) {
   return true;
 }
 
-/// Returns how many of NumBytes a read or write may handle, or -1 if it is to fail. Half of one byte is one byte: a
-/// read of no bytes would mean the end of the file.
+/// Returns how many of NumBytes a read or write may handle, or -1 if it must fail. Half of one byte is one byte: a read
+/// of no bytes would mean the end of the file.
 ssize_t Allowed(FaultKind Kind, size_t NumBytes) {
   if (!IsHit(Kind)) {
     return static_cast<ssize_t>(NumBytes);

@@ -29,7 +29,7 @@ inline std::string ReadFile(const std::string& Path) {
 /// Runs a shell script. Returns its exit status, negative if a signal ended it, and what it printed on standard output.
 std::string RunShell(const std::string& Script);
 
-/// Reads what a shell that was started with popen has left to print, and returns it as RunShell does.
+/// Reads the rest of the output of a shell that popen started. Returns it as RunShell does, after what is in Printed.
 std::string Finish(FILE* pOutput, std::string Printed = "");
 
 /// What can be made to fail. The tests are linked so that they intercept calls to malloc, realloc, open, read, write,
@@ -46,5 +46,5 @@ struct Fault {
 /// Arms one kind of fault for this thread until FAULT_Disarm; other kinds of calls are not affected.
 void FAULT_Arm(FaultKind Kind, const Fault& Which);
 
-/// Returns whether any call has failed since the fault was armed.
+/// Disarms the fault. Returns whether any call has failed since it was armed.
 bool FAULT_Disarm();

@@ -6,7 +6,7 @@
 
 namespace {
 
-/// A text that is consumed from the front. If anything expected is missing, the text is wrong for good.
+/// A text that is consumed from the front. Once anything expected is missing, it stays wrong.
 struct Scanner {
   std::string_view Rest;
   bool IsRight = true;
