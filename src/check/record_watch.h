@@ -6,8 +6,7 @@
 #include "check/finding.h"
 
 /// The warning of data whose addresses do not fit into an S-record.
-constexpr const char* CHECK_BEYOND_32_BITS =
-    "data beyond 0xFFFFFFFF: in the output, its addresses start again at 0";
+constexpr const char* CHECK_BEYOND_32_BITS = "data beyond 0xFFFFFFFF: in the output, its addresses start again at 0";
 
 /// What has been seen of a file so far.
 struct RecordWatch {

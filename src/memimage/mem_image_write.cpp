@@ -87,6 +87,7 @@ void RemoveNext(MemImage* pImage, DataArea* pArea) {
 }
 
 /// Joins pArea, the range after it and the next area, which the range touches.
+/// docs/architecture.md names it, so it has the prefix.
 [[nodiscard]] int MEMIMG_MergeWithNext(MemImage* pImage, DataArea* pArea, const WriteRange& Range) {
   if (!IsLegalLength(pArea->NumBytes + pArea->pNext->NumBytes, Range.NumBytes) ||
       !AREA_Join(pArea, Range, pArea->pNext)) {
