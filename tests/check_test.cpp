@@ -327,6 +327,7 @@ TEST(Conditioned, EveryPromiseIsTested) {
       {"S0030000FC\r\n" + End, {120, 8}, "offset 1: type 1, 2 or 3, or S9030000FC with CR LF, expected"},
       {"S4030000FC\r\n" + End, {120, 8}, "offset 1: type 1, 2 or 3, or S9030000FC with CR LF, expected"},
       {"x\r\n" + End, {120, 8}, "offset 0: record or CR LF expected"},
+      {"\r\n" + End, {72, 8}, "offset 0: a record expected: the file begins with fill"},
       {"\n" + End, {120, 8}, "offset 0: " + Lf},
       {"\r\r\n" + End, {120, 8}, "offset 1: LF expected"},
       {Line(0, 1).substr(0, 12) + "\n" + End, {120, 8}, "offset 12: " + Lf},

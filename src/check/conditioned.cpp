@@ -153,7 +153,8 @@ void EnterBlock(Check* pState, bool IsRest) {
   if (pLine[0] == '\r') {
     EnterBlock(pState, false);
     pState->Block.NumFill += 2;
-    return Expect(*pState, std::strcmp(pLine, "\r\n") == 0, 1, "LF expected");
+    return Expect(*pState, pState->Offset != 0, 0, "a record expected: the file begins with fill") &&
+           Expect(*pState, std::strcmp(pLine, "\r\n") == 0, 1, "LF expected");
   }
   if (std::strcmp(pLine, "S9030000FC\r\n") == 0) {
     EnterBlock(pState, false);
