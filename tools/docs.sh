@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the API reference (build/docs/api/index.html) and checks all documentation: that every name and link in it
-# exists, and that samples, picture, examples, options and version match what the tool does today.
+# exists, and that samples, examples, options and version match what the tool does today.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -64,9 +64,8 @@ for Option in $CheckOptions; do
   expect_in "-?-$Option" man/blockfit-check.1 completions/*blockfit-check*
 done
 
-echo "Samples and picture"
+echo "Samples"
 examples/make_samples.py --check
-tools/picture.py --check build/release/Blockfit
 
 echo "Pages"
 tools/docs_check.py build/release build/consumer
