@@ -12,17 +12,15 @@ if [[ ! $Rounds =~ ^[1-9][0-9]*$ || ! -x ${Other:-$0} ]]; then
 fi
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source tools/lib/quietly.sh
-source tools/lib/packages.sh
-source tools/lib/build.sh
-need g++ g++
-need make make
-need cmake cmake
-need /usr/bin/time time
-need objcopy binutils
-need srec_cat srecord
-need python3 python3
-install_needed
+source tools/lib/common.sh
+need g++ make cmake hyperfine /usr/bin/time:time objcopy:binutils srec_cat:srecord python3
+
+Rounds=${1:-7}
+if [[ ! $Rounds =~ ^[1-9][0-9]*$ ]]; then
+  echo "Usage: bench/run.sh [ROUNDS]" >&2
+  exit 2
+fi
+BuildDir=${BUILD_DIR:-build}
 
 build release
 Scratch=$(mktemp -d)

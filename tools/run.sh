@@ -3,28 +3,17 @@
 set -euo pipefail
 
 Root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-source "$Root/tools/lib/quietly.sh"
-source "$Root/tools/lib/packages.sh"
-
-need c++ g++
-need make make
-need cmake cmake
-install_needed
+source "$Root/tools/lib/common.sh"
+need c++:g++ make cmake
 
 quietly cmake -S "$Root" -B "$Root/build"
-quietly cmake --build "$Root/build" --parallel "$(nproc)"
+quietly cmake --build "$Root/build"
 
 if (($# != 0)); then
   exec "$Root/build/Blockfit" "$@"
 fi
-
-Sample=$Root/examples/sample.hex
-if [[ ! -f $Sample ]]; then
-  echo "The sample $Sample is missing." >&2
-  exit 1
-fi
-Folder=$(mktemp -d)
-"$Root/build/Blockfit" -o "$Folder/sample" "$Sample"
+cd "$Root"
+build/Blockfit -o build/sample examples/sample.hex
 echo
-echo "The first lines of $Folder/sample.srec:"
-head -n 8 "$Folder/sample.srec"
+echo "The first lines of $Root/build/sample.srec:"
+head -n 8 build/sample.srec

@@ -3,27 +3,15 @@
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source tools/lib/quietly.sh
-source tools/lib/packages.sh
-source tools/lib/build.sh
-
-# Which tests: a regular expression for ctest's names, and a GoogleTest filter.
-THREAD_TESTS='MutexTable|ImageLock'
-# valgrind uses descriptor 2 itself, even if it is closed, so the test that closes it is left out.
-RUN_TESTS='Run*-Run.KeepsMessagesOutOfItsOutput'
-
-need g++ g++
-need make make
-need cmake cmake
-need valgrind valgrind
-need /usr/include/gtest/gtest.h libgtest-dev
-install_needed
+source tools/lib/common.sh
+need g++ make cmake valgrind /usr/include/gtest/gtest.h:libgtest-dev
 
 build thread
 # Not reported: a thread that releases another's lock. The tests do this, and expect it to be refused.
-TSAN_OPTIONS=report_mutex_bugs=0 ctest --preset thread --tests-regex "$THREAD_TESTS" --no-tests=error
+TSAN_OPTIONS=report_mutex_bugs=0 ctest --preset thread --tests-regex 'MutexTable|ImageLock'
 
 build memcheck
-# A finding changes the program's exit status, which the tests compare.
+# A finding changes the program's exit status, which the tests compare. Left out is the test that closes descriptor 2,
+# which valgrind itself uses even then.
 valgrind --quiet --leak-check=full --error-exitcode=99 --trace-children=yes \
-  build/memcheck/blockfit_tests --gtest_filter="$RUN_TESTS" --gtest_brief=1
+  build/memcheck/blockfit_tests --gtest_filter='Run*-Run.KeepsMessagesOutOfItsOutput' --gtest_brief=1

@@ -4,26 +4,15 @@
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source tools/lib/quietly.sh
-source tools/lib/packages.sh
-source tools/lib/build.sh
+source tools/lib/common.sh
 
 Task=${1:-test}
-need make make
-need cmake cmake
-need em++ emscripten
-need python3 python3
+Needs=(make cmake em++:emscripten python3)
 if [[ $Task != build ]]; then
-  need c++ g++
-  need chromium chromium
-  need node nodejs
-  need npm npm
-  need /usr/share/fonts/truetype/dejavu/DejaVuSansMono.ttf fonts-dejavu-core
+  Needs+=(c++:g++ chromium node:nodejs npm pngquant
+    /usr/share/fonts/truetype/dejavu/DejaVuSansMono.ttf:fonts-dejavu-core)
 fi
-if [[ $Task == screenshots ]]; then
-  need pngquant pngquant
-fi
-install_needed
+need "${Needs[@]}"
 
 # Where Debian keeps the packages that its emscripten needs; a node that is not Debian's does not look there.
 export NODE_PATH=/usr/share/nodejs
