@@ -1,53 +1,34 @@
 #!/usr/bin/env bash
-# Runs every fuzz target for SECONDS from its seed corpus and reports the result: tools/fuzz.sh SECONDS
+# Runs all fuzz targets at once, each for SECONDS and from its own corpus: tools/fuzz.sh SECONDS. An input that fails is
+# kept in build/fuzz/findings.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source tools/lib/quietly.sh
-source tools/lib/packages.sh
-source tools/lib/build.sh
-
-if ! [[ ${1:-} =~ ^[1-9][0-9]*$ ]]; then
-  echo "Usage: tools/fuzz.sh SECONDS" >&2
-  exit 2
-fi
-export SECONDS_EACH=$1 FINDINGS=build/fuzz/findings
-SCRATCH=$(mktemp -d)
-export SCRATCH
-trap 'rm -rf "$SCRATCH"' EXIT
-
-need clang++ clang
-need "/usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-*.a" libclang-rt-dev
-need make make
-need cmake cmake
-install_needed
-
-# fuzz TARGET: new inputs are added to a copy of the corpus, and an input that fails is saved in $FINDINGS.
-fuzz() {
-  local Target=$1 Dict=fuzz/$1.dict Log=$SCRATCH/$1.log Options=() Status=0
-  [[ ! -f $Dict ]] || Options+=("-dict=$Dict")
-  cp -R "fuzz/corpus/$Target" "$SCRATCH/$Target" || return 1
-  "build/fuzz/$Target" "${Options[@]}" -max_total_time="$SECONDS_EACH" -timeout=10 -print_final_stats=1 \
-    -artifact_prefix="$FINDINGS/$Target-" "$SCRATCH/$Target" >"$Log" 2>&1 || Status=$?
-  local Executions
-  Executions=$(sed -n 's/^stat::number_of_executed_units: *//p' "$Log")
-  if ((Status == 0)) && [[ -n $Executions ]]; then
-    echo "$Target: $Executions executions, no finding"
-    return 0
-  fi
-  # The end of the log says what was found, after thousands of lines of progress.
-  grep -vE '^#[0-9]+' "$Log" | tail -n 100
-  echo "$Target: ${Executions:-no} executions, A FINDING (above); its input is in $FINDINGS/"
-  return 1
-}
-export -f fuzz
+source tools/lib/common.sh
+need clang++:clang "/usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-*.a:libclang-rt-dev" make cmake
+Seconds=${1:?is missing: tools/fuzz.sh SECONDS}
 
 build fuzz
-mkdir -p "$FINDINGS"
+Findings=build/fuzz/findings
+mkdir -p "$Findings"
+Scratch=$(mktemp -d)
+trap 'rm -rf "$Scratch"' EXIT
 
-mapfile -t Targets < <(find build/fuzz -maxdepth 1 -type f -name 'fuzz_*' -executable -printf '%f\n' | sort)
-if ((${#Targets[@]} == 0)); then
-  echo "There are no fuzz targets in build/fuzz." >&2
-  exit 1
-fi
-printf '%s\n' "${Targets[@]}" | xargs -P 0 -I{} bash -c 'fuzz {}'
+# fuzz TARGET: new inputs go to a folder that is empty at first.
+fuzz() {
+  local Options=(-verbosity=0 -timeout=10 -max_total_time="$Seconds" -artifact_prefix="$Findings/$1-")
+  [[ ! -f fuzz/$1.dict ]] || Options+=(-dict="fuzz/$1.dict")
+  mkdir "$Scratch/$1"
+  quietly "build/fuzz/$1" "${Options[@]}" "$Scratch/$1" "fuzz/corpus/$1" ||
+    fail "$1: A FINDING (above); its input is in $Findings/"
+  echo "$1: no finding in $Seconds seconds, $(find "$Scratch/$1" -type f | wc -l) new inputs that reach more"
+}
+
+for Target in fuzz/fuzz_*.cpp; do
+  fuzz "$(basename "$Target" .cpp)" &
+done
+Status=0
+for Job in $(jobs -p); do
+  wait "$Job" || Status=1
+done
+exit "$Status"
