@@ -3,39 +3,10 @@
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source tools/lib/quietly.sh
-source tools/lib/packages.sh
-
-need clang++ clang
-need "/usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-*.a" libclang-rt-dev
-need clang-format clang-format
-need run-clang-tidy clang-tidy
-need cppcheck cppcheck
-need shellcheck shellcheck
-need zsh zsh
-need flake8 flake8
-need make make
-need cmake cmake
-need /usr/include/gtest/gtest.h libgtest-dev
-install_needed
-
-# files PATTERN...: the project's files whose names match one of the patterns.
-files() {
-  local Names=() Pattern
-  for Pattern in "$@"; do
-    Names+=(-o -name "$Pattern")
-  done
-  find . \( -path './build*' -o -path ./.git -o -name node_modules \) -prune -o -type f \( "${Names[@]:1}" \) -print | sort
-}
-
-mapfile -t Sources < <(files '*.cpp' '*.[ch]')
-mapfile -t BashScripts < <(files '*.sh' '*.bash')
-mapfile -t ZshScripts < <(files '*.zsh' '_[A-Za-z]*')
-mapfile -t PythonScripts < <(files '*.py')
-BashScripts+=(.ci/run)
-
-echo "clang-format: ${#Sources[@]} files"
-clang-format --dry-run --Werror "${Sources[@]}"
+source tools/lib/common.sh
+need clang++:clang clang-format run-clang-tidy:clang-tidy cppcheck shellcheck zsh flake8 make cmake \
+  /usr/include/gtest/gtest.h:libgtest-dev /usr/include/benchmark/benchmark.h:libbenchmark-dev \
+  "/usr/lib/llvm-*/lib/clang/*/lib/linux:libclang-rt-dev"
 
 # Checks that are off for tests, in addition to those in .clang-tidy.
 RELAXED=(
@@ -49,30 +20,26 @@ RELAXED=(
   readability-function-cognitive-complexity  # a test reads best in one piece
 )
 
-# tidy [OPTION...] PATTERN: checks the files that match the pattern, and shows only findings.
-tidy() {
-  run-clang-tidy -quiet -j "$(nproc)" -p build/lint "$@" 2>&1 |
-    sed -E 's/\x1b\[[0-9;]*m//g; /^(clang-tidy|[0-9]+ warnings? generated)/d'
+# Lists the project's files with one of the given name patterns: not those of builds and of installed packages.
+files() {
+  find . \( -path './build*' -o -name node_modules \) -prune -o -type f -regextype posix-extended -regex "$1" -print0
 }
 
+echo "clang-format"
+files '.*\.(cpp|h|c)' | xargs -0 clang-format --dry-run --Werror
+
 # Configured with everything on, so that the compile commands include every source file.
+echo "clang-tidy"
 quietly cmake --preset lint
-echo "clang-tidy: $(grep -c '"file":' build/lint/compile_commands.json) files"
-tidy "$PWD/(src|fuzz|examples)/"
-tidy -checks="$(printf -- '-%s,' "${RELAXED[@]}")" "$PWD/tests/"
+quietly run-clang-tidy -quiet -p build/lint "$PWD/(src|fuzz|examples)/"
+quietly run-clang-tidy -quiet -p build/lint -checks="$(printf -- '-%s,' "${RELAXED[@]}")" "$PWD/(tests|bench)/"
 
 echo "cppcheck"
 cppcheck --quiet --error-exitcode=1 --enable=warning,style,performance,portability --inline-suppr -j "$(nproc)" \
   --std=c++20 --std=c11 --library=posix --library=googletest --suppressions-list=tools/cppcheck-suppressions.txt \
   -I src -I tests src tests fuzz examples
 
-echo "shellcheck: ${#BashScripts[@]} files"
-shellcheck --external-sources "${BashScripts[@]}"
-
-echo "zsh: ${#ZshScripts[@]} files"
-for Script in "${ZshScripts[@]}"; do
-  zsh -n "$Script"
-done
-
-echo "flake8: ${#PythonScripts[@]} files"
-flake8 "${PythonScripts[@]}"
+echo "shellcheck, zsh, flake8"
+files '.*\.(sh|bash)|\./\.ci/run' | xargs -0 shellcheck --external-sources
+files '.*\.zsh|.*/_[A-Za-z-]+' | xargs -0 -n 1 zsh -n
+files '.*\.py' | xargs -0 flake8
