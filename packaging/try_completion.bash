@@ -1,16 +1,17 @@
 # shellcheck shell=bash
-# What Tab offers for a command line in bash: bash try_completion.bash COMPLETION_FILE WORD... The last word is the one
-# being typed; each offer is printed on its own line.
+# What Tab offers for a command line in bash: bash try_completion.bash COMPLETION_FILE FOLDER LINE. LINE is typed in
+# FOLDER. Each offer is printed on its own line.
 
 # shellcheck source=/dev/null
 source "$1"
-shift
+cd "$2" || exit
 
 compopt() { :; } # works only inside a real completion
 
-read -r Function Program < <(complete -p | sed 's/.*-F \([^ ]*\) /\1 /')
-COMP_WORDS=("$Program" "$@")
-COMP_CWORD=$#
+read -r Function _ < <(complete -p | sed 's/.*-F //')
+read -ra COMP_WORDS <<<"$3"
+[[ $3 != *' ' ]] || COMP_WORDS+=('')
+COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
 COMPREPLY=()
 "$Function"
-printf '%s\n' "${COMPREPLY[@]}" | sort
+printf '%s\n' "${COMPREPLY[@]}" | LC_ALL=C sort
