@@ -1,23 +1,16 @@
 #!/usr/bin/env bash
 # Plants COUNT faults in src/, one at a time, and lists those that no test notices: tools/mutate.sh [COUNT [SEED]], by
-# default 150 and 1. The seed determines which faults. The work tree is not changed.
+# default 150 and 1. The same seed plants the same faults in the same code. The work tree is not changed.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source tools/lib/quietly.sh
-source tools/lib/packages.sh
+source tools/lib/common.sh
+need g++ make cmake objcopy:binutils srec_cat:srecord /usr/include/gtest/gtest.h:libgtest-dev python3
 
-if ! [[ ${1:-1} =~ ^[1-9][0-9]*$ && ${2:-1} =~ ^[0-9]+$ ]]; then
-  echo "Usage: tools/mutate.sh [COUNT [SEED]]" >&2
-  exit 2
-fi
-need g++ g++
-need make make
-need cmake cmake
-need objcopy binutils
-need srec_cat srecord
-need /usr/include/gtest/gtest.h libgtest-dev
-need python3 python3
-install_needed
-
-python3 tools/lib/mutate.py "${1:-150}" "${2:-1}"
+# Code that runs wild soon reaches a limit: seconds of processor time, KiB of files and of memory. What it leaves is removed.
+ulimit -c 0 -t 100 -f $((1 << 20)) -v $((8 << 20))
+TMPDIR=$(mktemp -d)
+trap 'rm -rf "$TMPDIR"' EXIT
+# The date of a build makes no difference between two programs.
+export TMPDIR SOURCE_DATE_EPOCH=0
+python3 -B tools/lib/mutate.py "${1:-150}" "${2:-1}"
