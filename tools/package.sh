@@ -5,7 +5,7 @@ set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source tools/lib/common.sh
-need c++:g++ make cmake dpkg-buildflags:dpkg-dev file lintian zsh em++:emscripten python3
+need c++:g++ make cmake dpkg-buildflags:dpkg-dev file lintian zsh em++:emscripten node:nodejs npm python3
 
 Build=build/package
 Scratch=$(mktemp -d)

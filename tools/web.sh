@@ -7,27 +7,33 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source tools/lib/common.sh
 
 Task=${1:-test}
-Needs=(make cmake em++:emscripten python3)
+Needs=(make cmake em++:emscripten node:nodejs npm python3)
 if [[ $Task != build ]]; then
-  Needs+=(c++:g++ chromium node:nodejs npm pngquant
-    /usr/share/fonts/truetype/dejavu/DejaVuSansMono.ttf:fonts-dejavu-core)
+  Needs+=(c++:g++ chromium firefox-esr pngquant /usr/share/fonts/truetype/dejavu/DejaVuSansMono.ttf:fonts-dejavu-core)
 fi
 need "${Needs[@]}"
 
+mkdir -p build
+(
+  flock 9
+  cd web
+  [[ node_modules/.package-lock.json -nt package-lock.json ]] || quietly npm ci --no-audit --no-fund
+) 9>build/npm.lock
 # Where Debian keeps the packages that its emscripten needs; a node that is not Debian's does not look there.
 export NODE_PATH=/usr/share/nodejs
 build web
 Size=$(stat --format=%s build/web/blockfit.html)
 echo "build/web/blockfit.html: $Size bytes"
-((Size < 500000)) || exit 1
+((Size < 500000)) || fail "That is more than half a megabyte."
 [[ $Task != build ]] || exit 0
 
 build release
 cd web
-[[ node_modules/.package-lock.json -nt package-lock.json ]] || quietly npm ci --no-audit --no-fund
 if [[ $Task == screenshots ]]; then
   node test/screenshots.mjs
   pngquant --force --ext .png --speed 1 ../docs/web-*.png
 else
-  node --test test/page.test.mjs
+  for Test in test/*.test.mjs; do
+    node --test "$Test"
+  done
 fi
