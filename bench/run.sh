@@ -13,14 +13,7 @@ fi
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source tools/lib/common.sh
-need g++ make cmake hyperfine /usr/bin/time:time objcopy:binutils srec_cat:srecord python3
-
-Rounds=${1:-7}
-if [[ ! $Rounds =~ ^[1-9][0-9]*$ ]]; then
-  echo "Usage: bench/run.sh [ROUNDS]" >&2
-  exit 2
-fi
-BuildDir=${BUILD_DIR:-build}
+need g++ make cmake /usr/bin/time:time objcopy:binutils srec_cat:srecord python3
 
 build release
 Scratch=$(mktemp -d)

@@ -12,12 +12,12 @@ case $Preset in
   clang) Needs=(clang++:clang "/usr/lib/llvm-*/lib/clang/*/lib/linux:libclang-rt-dev") ;;
   libcxx) Needs=(clang++:clang "/usr/lib/llvm-*/lib/clang/*/lib/linux:libclang-rt-dev"
     "/usr/lib/llvm-*/lib/libc++.so:libc++-dev" "/usr/lib/llvm-*/lib/libc++abi.so:libc++abi-dev") ;;
-  m32) Needs=(i686-linux-gnu-g++:g++-i686-linux-gnu qemu-i386:qemu-user python3) ;;
-  s390x) Needs=(s390x-linux-gnu-g++:g++-s390x-linux-gnu qemu-s390x:qemu-user python3) ;;
-  arm64) Needs=(aarch64-linux-gnu-g++:g++-aarch64-linux-gnu qemu-aarch64:qemu-user python3) ;;
+  m32) Needs=(i686-linux-gnu-g++:g++-i686-linux-gnu qemu-i386:qemu-user) ;;
+  s390x) Needs=(s390x-linux-gnu-g++:g++-s390x-linux-gnu qemu-s390x:qemu-user) ;;
+  arm64) Needs=(aarch64-linux-gnu-g++:g++-aarch64-linux-gnu qemu-aarch64:qemu-user) ;;
   *) fail "tools/check.sh: $Preset is no preset with tests" ;;
 esac
-need g++ make cmake objcopy:binutils srec_cat:srecord /usr/include/gtest/gtest.h:libgtest-dev "${Needs[@]}"
+need g++ make cmake objcopy:binutils srec_cat:srecord python3 /usr/include/gtest/gtest.h:libgtest-dev "${Needs[@]}"
 
 Options=()
 # Not every 64-bit system runs 32-bit programs, and the emulator has no memory for AddressSanitizer's shadow.

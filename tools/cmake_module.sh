@@ -102,6 +102,14 @@ for Generator in Ninja "Unix Makefiles"; do
   try for_another_machine "$Generator" -DCMAKE_TOOLCHAIN_FILE="$Scratch/bare.cmake"
   try find_package "$Generator" -DCMAKE_PREFIX_PATH="$Scratch/installed"
 
+  # A file that is cut off is not let through, unless it is known to be.
+  head -n 9 examples/sample.hex >"$Project/cut.hex"
+  echo 'blockfit_condition(INPUT cut.hex)' >>"$Project/CMakeLists.txt"
+  expect_no_file cut.srec "cut.hex:9: warning: no end record"
+  sed -i 's/INPUT cut.hex/& ALLOW_WARNINGS/' "$Project/CMakeLists.txt"
+  quietly cmake --build "$Build"
+  "$Check" --against "$Project/cut.hex" "$Build/cut.srec" >/dev/null 2>&1 || fail "cut.srec is not right"
+
   cp examples/refused/digit.hex "$Project/bad.hex"
   echo 'blockfit_condition(INPUT bad.hex)' >>"$Project/CMakeLists.txt"
   expect_no_file bad.srec "bad.hex:2: error: "

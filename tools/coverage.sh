@@ -4,7 +4,7 @@ set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source tools/lib/common.sh
-need g++ make cmake gcovr objcopy:binutils srec_cat:srecord /usr/include/gtest/gtest.h:libgtest-dev
+need g++ make cmake gcovr objcopy:binutils srec_cat:srecord python3 /usr/include/gtest/gtest.h:libgtest-dev
 
 build coverage
 find build/coverage -name '*.gcda' -delete

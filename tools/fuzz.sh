@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs each fuzz target for SECONDS, from its own corpus: tools/fuzz.sh SECONDS. An input that fails is kept in
+# Runs the fuzz target for SECONDS, from its corpus: tools/fuzz.sh SECONDS. An input that fails is kept in
 # build/fuzz/findings.
 set -euo pipefail
 
@@ -14,13 +14,7 @@ mkdir -p "$Findings"
 Scratch=$(mktemp -d)
 trap 'rm -rf "$Scratch"' EXIT
 
-for Target in fuzz/fuzz_*.cpp; do
-  Name=$(basename "$Target" .cpp)
-  Options=(-verbosity=0 -timeout=10 -max_total_time="$Seconds" -artifact_prefix="$Findings/$Name-")
-  [[ ! -f fuzz/$Name.dict ]] || Options+=(-dict="fuzz/$Name.dict")
-  # New inputs go to the first folder.
-  mkdir "$Scratch/$Name"
-  quietly "build/fuzz/$Name" "${Options[@]}" "$Scratch/$Name" "fuzz/corpus/$Name" ||
-    fail "$Name: A FINDING (above); its input is in $Findings/"
-  echo "$Name: no finding in $Seconds seconds, $(find "$Scratch/$Name" -type f | wc -l) new inputs that reach more"
-done
+# New inputs go to the first folder.
+quietly build/fuzz/fuzz_run -verbosity=0 -timeout=10 -max_total_time="$Seconds" -dict=fuzz/fuzz_run.dict \
+  -artifact_prefix="$Findings/" "$Scratch" fuzz/corpus || fail "A FINDING (above); its input is in $Findings/"
+echo "No finding in $Seconds seconds, $(find "$Scratch" -type f | wc -l) new inputs that reach more"
