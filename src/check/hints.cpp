@@ -47,8 +47,8 @@ constexpr std::array<Signature, 19> SIGNATURES = {{
 const Signature* FindSignature(const CheckBytes& Bytes) {
   const std::string_view Text{reinterpret_cast<const char*>(Bytes.aByte.data()), Bytes.NumBytes};
   const auto Matches = [&](const Signature& Row) { return Text.starts_with(Row.Bytes); };
-  const auto pFound = std::find_if(SIGNATURES.begin(), SIGNATURES.end(), Matches);
-  return pFound != SIGNATURES.end() ? &*pFound : nullptr;
+  const Signature* pFound = std::find_if(SIGNATURES.begin(), SIGNATURES.end(), Matches);
+  return pFound != SIGNATURES.end() ? pFound : nullptr;
 }
 
 /// Returns what a file is that begins with a complete record.

@@ -188,7 +188,8 @@ void ReportError(const Reading& Read, int Status) {
 
 /// Whether nothing but padding follows the mark that ends the data. Of a pipe, that is not known.
 [[nodiscard]] bool IsPadded(const CheckSource& Source, uint64_t EndMark) {
-  const auto IsPadding = [](uint8_t Byte) { return std::memchr("\0\x1A\r\n\t ", Byte, 6) != nullptr; };
+  constexpr std::array<uint8_t, 6> PADDING = {0, 0x1A, '\r', '\n', '\t', ' '};
+  const auto IsPadding = [&](uint8_t Byte) { return std::find(PADDING.begin(), PADDING.end(), Byte) != PADDING.end(); };
   CheckBytes Bytes = CHECK_ReadAgain(Source, EndMark);
   bool Result = Bytes.NumBytes != 0;
   while (Result && Bytes.NumBytes != 0) {
