@@ -16,6 +16,7 @@ typedef struct {
   uint8_t aBytes[MAX_ADDRESS_BYTES + CONSUMER_MAX_DATA_BYTES + 1];
 } DataRecord;
 
+#ifndef CONSUMER_NO_TEXTS
 static const char* const apErrorTexts[] = {
     [-CONSUMER_ERR_LINE_START] = "record or CR LF expected",
     [-CONSUMER_ERR_TYPE] = "record type 1, 2, 3 or 9 expected",
@@ -29,28 +30,37 @@ static const char* const apErrorTexts[] = {
     [-CONSUMER_ERR_AFTER_END] = "text after the end record",
     [-CONSUMER_ERR_REFUSED] = "record refused",
 };
+#endif
+
+static const char* TextOf(ConsumerStatus Status) {
+#ifndef CONSUMER_NO_TEXTS
+  return Status < 0 ? apErrorTexts[-Status] : NULL;
+#else
+  (void)Status;
+  return NULL;
+#endif
+}
 
 static ConsumerStatus FailAt(BlockText* pText, size_t Pos, ConsumerStatus Status) {
   pText->Pos = Pos;
   return Status;
 }
 
-/// Steps over the text pExpected. Returns Otherwise for any other character.
-static ConsumerStatus TakeText(BlockText* pText, const char* pExpected, ConsumerStatus Otherwise) {
-  for (; *pExpected != '\0'; pExpected++) {
-    if (pText->Pos == pText->NumChars) {
-      return CONSUMER_ERR_CUT_OFF;
-    }
-    if (pText->pChars[pText->Pos] != *pExpected) {
-      return Otherwise;
-    }
-    pText->Pos++;
+/// Steps over the character Expected. Returns Otherwise for any other.
+static ConsumerStatus TakeChar(BlockText* pText, char Expected, ConsumerStatus Otherwise) {
+  if (pText->Pos == pText->NumChars) {
+    return CONSUMER_ERR_CUT_OFF;
   }
+  if (pText->pChars[pText->Pos] != Expected) {
+    return Otherwise;
+  }
+  pText->Pos++;
   return CONSUMER_MORE;
 }
 
 static ConsumerStatus TakeLineEnd(BlockText* pText) {
-  return TakeText(pText, "\r\n", CONSUMER_ERR_LINE_END);
+  const ConsumerStatus Status = TakeChar(pText, '\r', CONSUMER_ERR_LINE_END);
+  return Status < 0 ? Status : TakeChar(pText, '\n', CONSUMER_ERR_LINE_END);
 }
 
 static int DigitValue(char Char) {
@@ -88,10 +98,10 @@ static int IsSumRight(uint8_t Count, const uint8_t* pBytes) {
   return (Sum & 0xFF) == 0xFF;
 }
 
-/// Reads the rest of a data record after its type, which determines pRecord->NumAddressBytes.
-static ConsumerStatus TakeDataRecord(BlockText* pText, DataRecord* pRecord) {
+/// Reads the rest of a data record after its type, which determines NumAddressBytes.
+static ConsumerStatus TakeDataRecord(BlockText* pText, size_t NumAddressBytes, DataRecord* pRecord) {
   const size_t CountPos = pText->Pos;
-  const size_t NumOtherBytes = pRecord->NumAddressBytes + 1;
+  const size_t NumOtherBytes = NumAddressBytes + 1;
   uint8_t Count = 0;
   ConsumerStatus Status = TakeBytes(pText, &Count, 1);
   if (Status < 0) {
@@ -100,6 +110,7 @@ static ConsumerStatus TakeDataRecord(BlockText* pText, DataRecord* pRecord) {
   if (Count <= NumOtherBytes || Count > NumOtherBytes + CONSUMER_MAX_DATA_BYTES) {
     return FailAt(pText, CountPos, CONSUMER_ERR_COUNT);
   }
+  pRecord->NumAddressBytes = NumAddressBytes;
   pRecord->NumDataBytes = Count - NumOtherBytes;
   Status = TakeBytes(pText, pRecord->aBytes, Count);
   if (Status < 0) {
@@ -125,6 +136,22 @@ static int IsTypeWideEnough(const DataRecord* pRecord) {
   return pRecord->NumDataBytes - 1 <= LastAddress - AddressOf(pRecord);
 }
 
+/// Reads the rest of an end record after its type: 030000FC and the line end.
+static ConsumerStatus TakeEndRecord(BlockText* pText) {
+  const uint32_t Digits = 0x030000FC;  // a number, because an AVR would keep a text in RAM
+  for (int Shift = 28; Shift >= 0; Shift -= 4) {
+    if (pText->Pos == pText->NumChars) {
+      return CONSUMER_ERR_CUT_OFF;
+    }
+    if (DigitValue(pText->pChars[pText->Pos]) != (int)(Digits >> Shift & 0xF)) {
+      return CONSUMER_ERR_END_RECORD;
+    }
+    pText->Pos++;
+  }
+  const ConsumerStatus Status = TakeLineEnd(pText);
+  return Status < 0 ? Status : CONSUMER_END;
+}
+
 static ConsumerStatus ReadRecord(BlockText* pText, ConsumerSink pfSink, void* pContext) {
   const size_t LineStart = pText->Pos;
   const size_t AddressPos = LineStart + 4;
@@ -134,14 +161,13 @@ static ConsumerStatus ReadRecord(BlockText* pText, ConsumerSink pfSink, void* pC
   const char Type = pText->pChars[LineStart + 1];
   pText->Pos = LineStart + 2;
   if (Type == '9') {
-    const ConsumerStatus Status = TakeText(pText, "030000FC\r\n", CONSUMER_ERR_END_RECORD);
-    return Status < 0 ? Status : CONSUMER_END;
+    return TakeEndRecord(pText);
   }
   if (Type < '1' || Type > '3') {
     return FailAt(pText, LineStart + 1, CONSUMER_ERR_TYPE);
   }
-  DataRecord Record = {.NumAddressBytes = (size_t)(Type - '0') + 1};
-  const ConsumerStatus Status = TakeDataRecord(pText, &Record);
+  DataRecord Record;  // without an initialiser, which would be a call of memset
+  const ConsumerStatus Status = TakeDataRecord(pText, (size_t)(Type - '0') + 1, &Record);
   if (Status < 0) {
     return Status;
   }
@@ -166,19 +192,40 @@ static ConsumerStatus ReadLine(BlockText* pText, ConsumerSink pfSink, void* pCon
   }
 }
 
+/// Reads lines up to the end record, the end of the text or the first fault.
+static ConsumerStatus ReadLines(BlockText* pText, ConsumerSink pfSink, void* pContext) {
+  ConsumerStatus Status = CONSUMER_MORE;
+  while (Status == CONSUMER_MORE && pText->Pos < pText->NumChars) {
+    Status = ReadLine(pText, pfSink, pContext);
+  }
+  return Status;
+}
+
+static ConsumerStatus Report(const BlockText* pText, ConsumerStatus Status, ConsumerError* pError) {
+  if (pError != NULL) {
+    pError->Offset = pText->Pos;
+    pError->pText = TextOf(Status);
+  }
+  return Status;
+}
+
 ConsumerStatus CONSUMER_ReadBlock(const char* pBlock, size_t NumChars, ConsumerSink pfSink, void* pContext,
                                   ConsumerError* pError) {
   BlockText Text = {pBlock, NumChars, 0};
-  ConsumerStatus Status = CONSUMER_MORE;
-  while (Status == CONSUMER_MORE && Text.Pos < NumChars) {
-    Status = ReadLine(&Text, pfSink, pContext);
-  }
+  ConsumerStatus Status = ReadLines(&Text, pfSink, pContext);
   if (Status == CONSUMER_END && Text.Pos < NumChars) {
     Status = CONSUMER_ERR_AFTER_END;
   }
-  if (pError != NULL) {
-    pError->Offset = Text.Pos;
-    pError->pText = Status < 0 ? apErrorTexts[-Status] : NULL;
+  return Report(&Text, Status, pError);
+}
+
+ConsumerStatus CONSUMER_ReadUnit(const char* pUnit, size_t NumChars, ConsumerSink pfSink, void* pContext,
+                                 ConsumerError* pError) {
+  BlockText Text = {pUnit, NumChars, 0};
+  ConsumerStatus Status = ReadLines(&Text, NULL, NULL);
+  if (Status >= 0 && pfSink != NULL) {
+    Text.Pos = 0;
+    Status = ReadLines(&Text, pfSink, pContext);
   }
-  return Status;
+  return Report(&Text, Status, pError);
 }
