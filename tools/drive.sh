@@ -19,4 +19,4 @@ cc -O2 -fPIC -shared "${Receiver[@]}" examples/drive/host.c -o build/release/dri
 arm-none-eabi-gcc -mcpu=cortex-m0 -mthumb -Os -ffreestanding -nostdlib -fno-tree-loop-distribute-patterns \
   -DCONSUMER_NO_TEXTS "${Receiver[@]}" examples/drive/microbit.c \
   -Wl,-T,examples/drive/microbit.ld,--fatal-warnings -o build/release/drive/drive.elf
-cd build/release/drive && mkfifo port.in port.out && PATH=$PATH:/usr/sbin ../../../examples/drive/trial.py
+cd build/release/drive && mkfifo port.in port.out && PATH=$PATH:/usr/sbin timeout 900 ../../../examples/drive/trial.py

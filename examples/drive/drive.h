@@ -4,7 +4,7 @@
 #include <stdint.h>
 
 /// The application's part of the flash. Its first word is the CRC-32 of all the rest of it.
-enum { APP_START = 0x4000, APP_END = 0x40000, PAGE_SIZE = 1024 };
+enum { APP_START = 0x4000, APP_END = 0x40000, PAGE_SIZE = 1024, MAX_UNIT = 8192 };
 
 extern const uint32_t* const pAppWords;                  ///< that part, as the little-endian processor reads it
 void FLASH_ErasePage(uint32_t Address);                  ///< Address: of its first byte

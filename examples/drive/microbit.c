@@ -1,6 +1,5 @@
 /// The board: an nRF51, which QEMU emulates as "microbit". Its serial port stands in for USB. A frame is a length of
-/// two bytes, low byte first, and a unit, which is answered. Length 0 asks whether all has arrived; the answer is Y or
-/// N.
+/// two bytes, low byte first, and a unit, which is answered. Length 0 asks whether all has arrived: Y or N.
 #include "drive.h"
 
 #define AT(Address) (*(volatile uint32_t*)(Address))
@@ -34,7 +33,7 @@ static uint8_t Receive(void) {
 
 /// Runs from reset. No variable has an initial value, and nothing relies on cleared RAM.
 void Reset(void) {
-  static char acUnit[8192];
+  static char acUnit[MAX_UNIT];
   DRIVE_Start();
   AT(UART + ENABLE) = 4;
   AT(UART + STARTRX) = AT(UART + STARTTX) = 1;
@@ -42,8 +41,9 @@ void Reset(void) {
     uint32_t NumChars = Receive();
     NumChars |= (uint32_t)Receive() << 8;
     for (uint32_t i = 0; i < NumChars; i++) {
-      acUnit[i % sizeof(acUnit)] = (char)Receive();
+      acUnit[i % MAX_UNIT] = (char)Receive();
     }
-    AT(UART + TXD) = (uint8_t)(NumChars != 0 ? DRIVE_TakeUnit(acUnit, NumChars) : DRIVE_IsWhole() ? 'Y' : 'N');
+    const int Answer = NumChars > MAX_UNIT ? 'I' : DRIVE_TakeUnit(acUnit, NumChars);
+    AT(UART + TXD) = (uint32_t)(NumChars != 0 ? Answer : DRIVE_IsWhole() ? 'Y' : 'N');
   }
 }

@@ -45,7 +45,7 @@ def make_app(size, start, block):
 
 
 def units_of(path, unit):
-    """The first MiBs of a file, in units. The last one is filled up with leftovers."""
+    """The first 4 MiB of a file, all that a disk uses, in units. The last one is filled up with leftovers."""
     data = run("head", "-c", "4M", path)
     return [data[i:i + unit].ljust(unit, b"S") for i in range(0, len(data), unit)]
 
