@@ -32,7 +32,7 @@ install(FILES docs/format.md docs/recipes.md docs/conditioned-file.svg DESTINATI
 # Building the page takes another compiler, so it is installed only if it is there.
 install(FILES build/web/blockfit.html DESTINATION ${BLOCKFIT_DOC_DIR} OPTIONAL)
 install(DIRECTORY examples DESTINATION ${BLOCKFIT_DOC_DIR} FILES_MATCHING
-  PATTERN "*.[ch]" PATTERN "CMakeLists.txt" PATTERN "README.md" PATTERN "make_samples.py"
+  PATTERN "*.[ch]" PATTERN "*.ld" PATTERN "*.py" PATTERN "*.sh" PATTERN "CMakeLists.txt" PATTERN "README.md"
   REGEX "/[^/]*\\.(hex|mot|srec|s19|s37|s|bin|txt)$")
 
 # find_package(Blockfit) works in a project for any target machine: the programs run on the build machine.

@@ -96,7 +96,7 @@ def main():
     path = os.pathsep.join([*map(os.path.abspath, sys.argv[1:]), os.environ["PATH"]])
     files = [file for file in sorted(ROOT.rglob("*.md")) if not OTHERS.match(str(file.relative_to(ROOT)))]
     pages = {file: read_page(file) for file in files}
-    source_files = [*ROOT.glob("src/**/*.[ch]*"), *ROOT.glob("examples/consumer/*.[ch]")]
+    source_files = [*ROOT.glob("src/**/*.[ch]*"), *ROOT.glob("examples/*/*.[ch]")]
     sources = "\n".join(file.read_text(encoding="utf-8") for file in source_files)
     problems = [f"{file.relative_to(ROOT)}: {problem}" for file, page in pages.items() for problem in
                 [*wrong_links(file, pages), *wrong_code(page, sources), *wrong_examples(page, path)]]

@@ -3,13 +3,9 @@
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source tools/lib/quietly.sh
-source tools/lib/packages.sh
-source tools/lib/build.sh
-
-for Need in c++:g++ cc:gcc make:make cmake:cmake python3:python3 arm-none-eabi-gcc:gcc-arm-none-eabi avr-gcc:gcc-avr \
-  qemu-system-arm:qemu-system-arm mcopy:mtools /usr/sbin/mkfs.fat:dosfstools; do need "${Need%:*}" "${Need#*:}"; done
-install_needed
+source tools/lib/common.sh
+need c++:g++ cc:gcc make cmake python3 arm-none-eabi-gcc:gcc-arm-none-eabi avr-gcc:gcc-avr qemu-system-arm mcopy:mtools \
+  /usr/sbin/mkfs.fat:dosfstools
 
 build release
 examples/consumer/measure.sh
