@@ -27,13 +27,13 @@ FILE* Start(const std::string& Args) {
 /// Waits for a run to end, and expects its banner. Returns the exit status and what is printed after the banner.
 std::string End(FILE* pOutput, const std::string& Printed = "") {
   std::string Result = Finish(pOutput, Printed);
-  const size_t Start = Result.find(' ') + 1;
-  const std::string Built = Result.substr(std::min(Start + TITLE.size(), Result.size()), 20);
+  const size_t TextStart = Result.find(' ') + 1;
+  const std::string Built = Result.substr(std::min(TextStart + TITLE.size(), Result.size()), 20);
   const std::string Banner = TITLE + Built + USAGE;
   tm BuildTime{};
-  EXPECT_EQ(Banner, Result.substr(Start, Banner.size()));
+  EXPECT_EQ(Banner, Result.substr(TextStart, Banner.size()));
   EXPECT_NE(nullptr, strptime(Built.c_str(), "%b %d %Y %T", &BuildTime)) << Built;
-  return Result.erase(Start, Banner.size());
+  return Result.erase(TextStart, Banner.size());
 }
 
 /// Runs in a folder of inputs.

@@ -215,7 +215,7 @@ bool HasHexPrefix(std::string_view Text) {
   const bool IsRight = Result.ec == std::errc() && Result.ptr == pEnd && *pValue >= Min && *pValue % Step == 0;
   if (!IsRight) {
     std::fprintf(stderr, "blockfit-check: '%s' is not a valid value for --%s, which takes %s, decimal or with 0x\n",
-                 optarg, pOption, pWanted);
+                 Show(optarg).acText.data(), pOption, pWanted);
   }
   return IsRight;
 }

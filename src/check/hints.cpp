@@ -65,7 +65,7 @@ const char* NameRecord(const CheckSource& Source, const CheckBytes& Bytes) {
 const char* CHECK_NameForeign(const CheckSource& Source) {
   const CheckBytes Bytes = CHECK_ReadAgain(Source, 0);
   const Signature* pFound = FindSignature(Bytes);
-  if (CHECK_IsRegular(Source) && Source.State.NumBytes == 0) {
+  if (CHECK_IsRegular(Source) && Source.State.NumBytes == 0 && Bytes.NumBytes == 0) {
     return "it is empty";
   }
   return pFound != nullptr ? pFound->pText : NameRecord(Source, Bytes);
@@ -90,12 +90,14 @@ CheckDigits CHECK_CountDigits(const CheckSource& Source, uint64_t Offset) {
   const auto IsNoDigit = [](uint8_t c) { return UTIL_HEX_DIGIT_VALUE[c] == UTIL_NO_HEX_DIGIT; };
   const uint8_t* pDigits = pText + (IsHex ? 1 : 2);
   const uint8_t* pEnd = IsHex || IsSRecord ? std::find_if(pDigits, pTextEnd, IsNoDigit) : pDigits;
-  CheckDigits Found{static_cast<uint32_t>(pEnd - pDigits), 0, pEnd == pTextEnd || std::isspace(*pEnd) != 0, false};
+  const bool IsLineEnd = pEnd == pTextEnd || *pEnd == '\r' || *pEnd == '\n';
+  CheckDigits Found{static_cast<uint32_t>(pEnd - pDigits), 0, IsLineEnd, false};
   std::array<uint8_t, sizeof(Bytes.aByte) / 2> aByte;
   uint8_t Sum = 0;
-  if (Found.NumDigits >= 2 && UTIL_DecodeHex(pDigits, Found.NumDigits / 2, aByte.data(), &Sum)) {
+  const bool IsCut = Found.NumDigits > aByte.size();  // longer than any record; the line may go on after these bytes
+  if (Found.NumDigits >= 2 && !IsCut && UTIL_DecodeHex(pDigits, Found.NumDigits / 2, aByte.data(), &Sum)) {
     // The count of Intel HEX does not count itself, the address, the type and the checksum; that of S-records, itself.
-    const uint32_t NumBytes = aByte[0] + (IsHex ? 5U : 1U);
+    const uint32_t NumBytes = IsHex ? aByte[0] + 5U : std::max<uint32_t>(aByte[0], 1) + 1;
     Found.NumWanted = 2 * NumBytes;
     Sum = std::accumulate(aByte.begin(), aByte.begin() + std::min(NumBytes, Found.NumDigits / 2), uint8_t{0});
     Found.IsSumRight = Found.NumDigits >= Found.NumWanted && Sum == (IsHex ? 0x00 : 0xFF);

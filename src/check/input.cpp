@@ -179,9 +179,10 @@ void ReportError(const Reading& Read, int Status) {
     PutReaderText(&acText, Read.acReaderError.data(), Place.Line != 0);
     PutHint(Read, Status, Place, &acHint);
     UTIL_AppendString(acText.data(), acHint.data(), TEXT_SIZE);
+  } else if (Status == READER_ERR_NO_MEMORY || Read.SystemError == 0) {
+    UTIL_CopyString(acText.data(), "Out of memory, or more data than an image can hold", TEXT_SIZE);
   } else {
-    const char* pReason = Status == READER_ERR_NO_MEMORY ? "Out of memory" : std::strerror(Read.SystemError);
-    UTIL_CopyString(acText.data(), pReason, TEXT_SIZE);
+    UTIL_CopyString(acText.data(), std::strerror(Read.SystemError), TEXT_SIZE);
   }
   Read.Sink.pfFound(Read.Sink.pContext, {CHECK_ERROR, acText.data(), Place, {}});
 }
@@ -257,6 +258,7 @@ CheckStatus CHECK_OpenInput(CheckInput* pInput, const char* pPath, uint32_t Base
   Reading Read{Sink, Source, pFormat, BaseAddr, pImage};
   Read.Watch = {Sink, Source, 0, 0, 0, false, false, 0};
   Read.Notes = {NoteRecord, &Read};
+  errno = 0;  // not every failure has a number of the system
   Status = ReadFile(Read, pImage, {KeepError, &Read}, &Read.Notes);
   if (Status < 0) {
     ReportError(Read, Status);

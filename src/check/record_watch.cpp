@@ -25,7 +25,7 @@ bool IsHeaderText(const NotedRecord& Record) {
 bool IsNotAllUsed(const RecordWatch& Watch, const NotedRecord& Record) {
   switch (Record.Kind) {
     case NOTED_HEADER:
-      return Watch.NumRecords != 0 && !IsHeaderText(Record);
+      return Watch.NumRecords != 0 ? !IsHeaderText(Record) : Record.Addr != 0;
     case NOTED_UPPER_ADDR:
       return Record.NumBytes > 2;
     case NOTED_COUNT:

@@ -90,7 +90,8 @@ uint32_t AddressOf(const MotRecord& Record, uint32_t NumBytes) {
 }
 
 [[nodiscard]] bool ActOnRecord(TextReadState* pState, MemImage* pImage, const MotRecord& Record) {
-  const auto& [Kind, NumAddressBytes] = TYPES[Record.Type];
+  const NotedKind Kind = TYPES[Record.Type].Kind;
+  const uint8_t NumAddressBytes = TYPES[Record.Type].NumAddressBytes;
   const int32_t NumBytes = static_cast<int32_t>(Record.NumBytes()) - 1 - NumAddressBytes;
   if (Kind == NOTED_DATA && NumBytes < 0) {
     return TEXT_FailRecord(pState, "Record too short");
