@@ -12,9 +12,9 @@ void FLASH_WriteWord(uint32_t Address, uint32_t Value);  ///< clears bits; twice
 
 /// Begins a session, in which each page is erased when its first record comes.
 void DRIVE_Start(void);
-/// Takes a unit of at most MAX_UNIT characters; they may come in any order, and again. Returns 'T': taken; 'I': ignored,
-/// it is damaged or not part of a conditioned file; 'C': conflict, an address outside the application's part, or one for
-/// which other bytes have come: the session has failed.
+/// Takes a unit of at most MAX_UNIT characters; they may come in any order, and again. Returns 'T': taken; 'I':
+/// ignored, it is damaged or not part of a conditioned file; 'C': conflict, an address outside the application's part,
+/// or one for which other bytes have come: the session has failed.
 int DRIVE_TakeUnit(const char* pUnit, uint32_t NumChars);
 /// Whether this session has brought all: the CRC-32 is right. Pages for which nothing has come count as erased.
 int DRIVE_IsWhole(void);
