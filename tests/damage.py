@@ -22,7 +22,7 @@ EDITS = {
     "NUL": lambda line, at: line[:at] + b"\0" + line[at + 1:],
 }
 FOREIGN = {
-    "nothing": b"", "a web page": b"<!DOCTYPE html>", "UF2": b"UF2\nWQ]\x9e", "ELF": b"\x7fELF",
+    "nothing": b"", "a web page": b"<!DOCTYPE html>", "another": b"<html>", "UF2": b"UF2\nWQ]\x9e", "ELF": b"\x7fELF",
     "a Git LFS pointer": b"version https://git-lfs.github.com/spec/v1\n", "S-records": b"S9030000FC\n",
     "Intel HEX": b":00000001FF\n",
     "compressed": gzip.compress(b"firmware"),
