@@ -125,15 +125,14 @@ void NoteDefinition(void* pContext, const NotedRecord& Record) {
   }
   const CheckPlace Place = CHECK_FindPlace(Read.Source, Record.DataOffset + 2 * First);
   const CheckPlace FirstPlace = FindDefinition(Read, Addr, aThere[0]);
-  std::array<char, 20> acAt{};
-  std::array<char, 30> acBytes{"the same bytes"};
+  std::array<char, 60> acBytes{"the same bytes"};
   if (i < NumBytes) {
-    std::snprintf(acBytes.data(), acBytes.size(), "there 0x%02X, here 0x%02X", aThere[i], pHere[i]);
-    std::snprintf(acAt.data(), acAt.size(), i != 0 ? "at 0x%08" PRIX64 " " : "", Addr + i);
+    const int Len = i != 0 ? std::snprintf(acBytes.data(), acBytes.size(), "at 0x%08" PRIX64 " ", Addr + i) : 0;
+    std::snprintf(acBytes.data() + Len, 30, "there 0x%02X, here 0x%02X", aThere[i], pHere[i]);
   }
   FindingText acText;
-  std::snprintf(acText.data(), TEXT_SIZE, "Areas overlap: 0x%08" PRIX64 ", first defined on line %" PRIu64 ", %s%s",
-                Addr, FirstPlace.Line, acAt.data(), acBytes.data());
+  std::snprintf(acText.data(), TEXT_SIZE, "Areas overlap: 0x%08" PRIX64 ", first defined on line %" PRIu64 ", %s", Addr,
+                FirstPlace.Line, acBytes.data());
   if (FirstPlace.Line != 0) {
     Read.Sink.pfFound(Read.Sink.pContext, {CHECK_ERROR, acText.data(), Place, FirstPlace});
   }
