@@ -1,5 +1,5 @@
-/// The library as the page's worker calls it. A worker conditions one file and ends, so what it works on is kept here,
-/// and nothing is ever freed. Numbers that JavaScript gets are doubles: those are the ones it has.
+/// The library as the page's worker calls it, for one file at a time, which is kept here. Numbers that JavaScript gets
+/// are doubles where they can pass 32 bits: those are the ones it has.
 #include <emscripten.h>
 
 #include <array>
@@ -12,29 +12,46 @@
 #include "util/format.h"
 
 /// Hands a finding to the worker, which has set onFinding.
-EM_JS(void, TellFinding, (bool IsError, const char* pText, double Line, const char* pExcerpt, uint32_t MarkColumn), {
-  const finding = {isError : IsError, text : UTF8ToString(pText), line : Line, markColumn : MarkColumn};
-  finding.excerpt = UTF8ToString(pExcerpt);
-  Module.onFinding(finding);
-});
+EM_JS(void, TellFinding, (const char* pLevel, const char* pText),
+      { Module.onFinding({level : UTF8ToString(pLevel), text : UTF8ToString(pText), places : []}); });
+
+/// Hands over a line that the latest finding is about.
+EM_JS(void, TellPlace, (double Line, const char* pExcerpt, uint32_t MarkColumn),
+      { Module.onPlace({line : Line, excerpt : UTF8ToString(pExcerpt), markColumn : MarkColumn}); });
+
+/// Hands over the next block of the output.
+EM_JS(void, TellBlock, (uint32_t NumRecords, uint32_t NumBytes, uint32_t NumFill, bool IsCut),
+      { Module.onBlock(NumRecords, NumBytes, NumFill, IsCut); });
 
 namespace {
 
 constinit CheckInput Input{};
 
+void TellLine(const CheckPlace& Place) {
+  if (Place.Line != 0) {
+    TellPlace(static_cast<double>(Place.Line), Place.acExcerpt.data(), Place.MarkColumn);
+  }
+}
+
 void Tell(void*, const CheckFinding& Finding) {
-  TellFinding(Finding.Level == CHECK_ERROR, Finding.pText, static_cast<double>(Finding.Line), Finding.pExcerpt,
-              Finding.MarkColumn);
+  constexpr std::array<const char*, 3> LEVELS = {"note", "warning", "error"};
+  TellFinding(LEVELS[Finding.Level], Finding.pText);
+  TellLine(Finding.Place);
+  TellLine(Finding.FirstPlace);
 }
 
 void TellError(void*, uint32_t, const char* pText) {
-  Tell(nullptr, {CHECK_ERROR, pText, 0, "", 0});
+  Tell(nullptr, {CHECK_ERROR, pText, {}, {}});
 }
 
 void TellErrorsOnly(void*, const CheckFinding& Finding) {
   if (Finding.Level == CHECK_ERROR) {
     Tell(nullptr, Finding);
   }
+}
+
+void PassBlock(void*, const ConditionedBlock& Block) {
+  TellBlock(Block.NumRecords, Block.NumBytes, Block.NumFill, Block.IsCut);
 }
 
 constexpr CheckSink SINK = {Tell, nullptr};
@@ -63,27 +80,33 @@ EMSCRIPTEN_KEEPALIVE int WEB_Write(const char* pPath, uint32_t LineAlign, uint32
   return SREC_WriteConditionedEx(Input.pImage, pPath, TellError, nullptr, LineAlign, BlockAlign);
 }
 
-/// Reads the output at pPath again, and tells which promise it breaks, or that its bytes are not those of the input.
+/// Tests what the output at pPath promises, hands over its blocks, and tells which promise it breaks.
 /// Returns a CheckStatus.
-EMSCRIPTEN_KEEPALIVE int WEB_Prove(const char* pPath, uint32_t LineAlign, uint32_t BlockAlign) {
-  CheckStatus Status = CHECK_Conditioned(pPath, {BlockAlign, LineAlign}, SINK, {nullptr, nullptr});
-  if (Status != CHECK_GOOD) {
-    return Status;
-  }
+EMSCRIPTEN_KEEPALIVE int WEB_TestPromises(const char* pPath, uint32_t LineAlign, uint32_t BlockAlign) {
+  return CHECK_Conditioned(pPath, {BlockAlign, LineAlign}, SINK, {PassBlock, nullptr});
+}
+
+/// Reads the output at pPath again, and tells whether its bytes are not those of the input. Returns a CheckStatus.
+EMSCRIPTEN_KEEPALIVE int WEB_Compare(const char* pPath) {
   CheckInput Output;
-  Status = CHECK_OpenInput(&Output, pPath, 0, {TellErrorsOnly, nullptr});
-  if (Status != CHECK_GOOD) {
-    return Status;
+  CheckStatus Status = CHECK_OpenInput(&Output, pPath, 0, {TellErrorsOnly, nullptr});
+  const CheckDifference Difference =
+      Status == CHECK_GOOD ? CHECK_Compare(Output.pImage, Input.pImage) : CheckDifference{};
+  CHECK_CloseInput(&Output);
+  if (!CHECK_IsSame(Difference)) {
+    std::array<char, 128> acText;
+    UTIL_snprintf(acText.data(), acText.size(),
+                  "the output does not have the input's bytes at their addresses: see 0x%X",
+                  static_cast<uint32_t>(Difference.FirstAddr));
+    TellError(nullptr, 0, acText.data());
+    Status = CHECK_BAD;
   }
-  const CheckDifference Difference = CHECK_Compare(Output.pImage, Input.pImage);
-  if (CHECK_IsSame(Difference)) {
-    return CHECK_GOOD;
-  }
-  std::array<char, 128> acText;
-  UTIL_snprintf(acText.data(), acText.size(), "the output does not have the input's bytes at their addresses: see 0x%X",
-                static_cast<uint32_t>(Difference.FirstAddr));
-  TellError(nullptr, 0, acText.data());
-  return CHECK_BAD;
+  return Status;
+}
+
+/// Forgets what has been read, so that the next file can be.
+EMSCRIPTEN_KEEPALIVE void WEB_Close() {
+  CHECK_CloseInput(&Input);
 }
 
 }  // extern "C"

@@ -1,374 +1,298 @@
-// The page: takes files, has each conditioned by a worker of its own, one after the other, and shows what came out.
+// The page: takes files, has a worker condition them, one after the other, and keeps what came out.
 
-const BLOCKS_ON_A_PAGE = 8;
-const MAX_CHARS_ON_A_PAGE = 2 ** 21;
-const RUNS_AT_FIRST = 20;
-const HOW_TO_VISIT = 'Point at a part, or reach it with Tab and the arrow keys.';
+const DEFAULTS = { BlockAlign: 8192, LineAlign: 8, BaseAddr: 0 }; // the settings are kept in the address by the same names
 const MAX_ALIGN = 2 ** 32 - 2;
+const MAX_ZIP_BYTES = 2 ** 32 - 2 ** 24;
+const SMALL_FILE_BYTES = 2 ** 20; // the worker of a small file is kept for the next one; that of a larger one holds memory
+const EXTENSIONS = /\.(hex|mot|srec|s19|s37|s|bin)$/i;
 
-const byId = (id) => document.getElementById(id);
 const embedded = (id) => byId(id).textContent;
 const program = Uint8Array.from(atob(embedded('program')), (c) => c.charCodeAt(0));
-const workerUrl = URL.createObjectURL(
-  new Blob([embedded('loader'), embedded('worker')], { type: 'text/javascript' }));
+const workerUrl = URL.createObjectURL(new Blob([embedded('loader'), embedded('worker')], { type: 'text/javascript' }));
 
 const jobs = []; // one for each file, in the order in which they came
 let runningJob = null;
-
-const evenFrom = (min) => (n) => {
-  if (n < min || n > MAX_ALIGN) {
-    return `From ${min} to ${MAX_ALIGN}.`;
-  }
-  return n % 2 ? 'An even number.' : '';
-};
-
-const blockField = makeNumberField({
-  legend: 'Block size, in characters',
-  hint: 'No line crosses the end of a block, for sizes of 80 and more.',
-  value: 8192,
-  presets: [512, 1024, 2048, 4096, 8192, 16384],
-  check: evenFrom(34),
-  onChange: runAllAgain,
-});
-const lineField = makeNumberField({
-  legend: 'Line group, in bytes',
-  hint: 'A record at the end of a block is cut after a multiple of this many bytes. 0: never cut.',
-  value: 8,
-  presets: [0, 2, 4, 8, 16, 32],
-  check: evenFrom(0),
-  onChange: runAllAgain,
-});
-byId('settings').append(blockField.element, lineField.element);
+let worker = null;
 
 const isRawBinary = (file) => /\.bin$/i.test(file.name);
-const outputName = (job) => `${job.nameBox.value.trim().replace(/[\\/]/g, '_') || 'output'}.srec`;
 const say = (text) => { byId('status').textContent = text; };
+const notice = (text) => { byId('notice').textContent = text; };
 
-// --- Jobs -----------------------------------------------------------------------------------------------------------
+const makeLayoutField = (name, label, min, wanted, presets, hint) => makeNumberField({
+  label: [label, make('code', {}, `-${name}`)], hint, presets, value: DEFAULTS[name], onChange: takeSettings, onEnter: convertOutdated,
+  check: (n) => (n > MAX_ALIGN ? `${formatDecimal(MAX_ALIGN)} or less` : n < min || n % 2 ? wanted : ''),
+});
+const fields = {
+  BlockAlign: makeLayoutField('BlockAlign', 'Block size, in characters', 34, '34 or more, and even', [512, 1024, 2048, 4096, 8192, 16384],
+    'No line crosses the end of a block, for sizes of 80 and more.'),
+  LineAlign: makeLayoutField('LineAlign', 'Line alignment, in bytes', 0, 'an even number', [0, 2, 4, 8, 16, 32],
+    'A record at the end of a block is cut after a multiple of this many bytes. 0: never cut.'),
+};
+let lastBaseAddr = DEFAULTS.BaseAddr; // the load address that the next raw binary file begins with
 
-function addFiles(files) {
-  const added = [...files].map(addFile);
-  added.forEach((job) => { job.details.open = jobs.length === 1; });
-  added.filter((job) => !job.needsStart).forEach(enqueue);
-  (added.find((job) => job.needsStart)?.baseField.element.querySelector('input') ?? added[0]?.heading)?.focus();
+function readAddress() {
+  const kept = new URLSearchParams(location.hash.slice(1));
+  for (const [name, { getValue, set }] of Object.entries(fields)) {
+    const n = parseNumber(kept.get(name) ?? String(DEFAULTS[name]));
+    if (!Number.isNaN(n) && n !== getValue()) {
+      set(n);
+    }
+  }
+  const baseAddr = parseNumber(kept.get('BaseAddr') ?? '');
+  lastBaseAddr = baseAddr < 2 ** 32 ? baseAddr : DEFAULTS.BaseAddr;
 }
 
-function addFile(file) {
-  const job = { file, state: '', needsStart: isRawBinary(file), worker: null, output: null };
+function takeSettings() {
+  const values = Object.entries(fields).map(([name, { getValue }]) => [name, getValue()]);
+  if (!values.some(([, value]) => Number.isNaN(value))) {
+    location.replace(`#${new URLSearchParams([...values, ['BaseAddr', formatHex(lastBaseAddr)]])}`);
+  }
+  convertOutdated();
+}
+
+// The settings that a job would be run with; null while one is not valid.
+function settingsOf(job) {
+  const settings = {
+    BaseAddr: job.baseField?.getValue() ?? 0, BlockAlign: fields.BlockAlign.getValue(), LineAlign: fields.LineAlign.getValue(),
+  };
+  return Object.values(settings).some(Number.isNaN) ? null : settings;
+}
+
+const isSame = (a, b) => Boolean(a && b) && Object.keys(a).every((name) => a[name] === b[name]);
+
+// Whether a job's result, the last one that it had, is that of its file and the settings as they are.
+const isCurrent = (job) => job.result?.file === job.file && isSame(job.result.settings, settingsOf(job));
+
+// The one state of a job: a key of VERDICTS.
+function stateOf(job) {
+  return job.phase !== 'converted' ? job.phase : !isCurrent(job) ? 'outdated' : job.result.isProved ? 'proved' : 'unproved';
+}
+
+// A file that is chosen again takes its place.
+function addFiles(found) {
+  notice('');
+  const before = new Map(jobs.map((job) => [job.path, job]));
+  const added = found.map(({ file, path }) => {
+    const old = before.get(path);
+    before.delete(path);
+    return old ? Object.assign(old, { file }) : addJob(file, path);
+  });
+  jobs.forEach((job) => { job.details.open ||= jobs.length === 1; });
+  convert(...added.filter(({ phase }) => phase !== 'ready'));
+  (added.find(({ phase }) => phase === 'ready')?.baseField.input ?? added[0]?.heading)?.focus();
+}
+
+function addJob(file, path) {
+  const job = { file, path, phase: 'queued', step: '', progress: 0, refusal: [], result: null, outputName: '' };
+  if (isRawBinary(file)) {
+    job.phase = 'ready';
+    job.baseField = makeNumberField({
+      label: ['Load address, hexadecimal', make('code', {}, '-BaseAddr')],
+      hint: 'Where the first byte of the file is in memory. A raw binary file does not say.',
+      value: lastBaseAddr, isAddress: true, check: (n) => (n >= 2 ** 32 ? 'FFFFFFFF or less' : ''),
+      onChange: () => { lastBaseAddr = settingsOf(job)?.BaseAddr ?? lastBaseAddr; takeSettings(); },
+      onEnter: () => convert(...[job].filter(({ phase }) => ['ready', 'cancelled'].includes(phase))),
+    });
+  }
   buildCard(job);
   jobs.push(job);
   return job;
 }
 
-function removeJob(job) {
-  stop(job);
-  jobs.splice(jobs.indexOf(job), 1);
-  job.card.remove();
-  say(`${job.file.name} removed.`);
-  showToolbar();
+function remove(...removed) {
+  removed.forEach((job) => {
+    stop(job);
+    jobs.splice(jobs.indexOf(job), 1);
+    job.card.remove();
+  });
+  say(`${removed.length === 1 ? removed[0].path : formatCount(removed.length, 'file')} removed.`);
   runNext();
+  drawAll();
   byId('choose').focus();
 }
 
-function enqueue(job) {
-  stop(job);
-  job.needsStart = false;
-  job.output = null;
-  job.details.hidden = true;
-  job.message.replaceChildren();
-  setState(job, 'queued', 'Waiting for the file before');
+function convert(...wanted) {
+  wanted.forEach((job) => {
+    stop(job);
+    Object.assign(job, { phase: 'queued', progress: 0, refusal: [] });
+  });
   runNext();
+  drawAll();
 }
 
-function runAllAgain() {
-  jobs.filter((job) => !job.needsStart).forEach(enqueue);
+// Converts again what is no longer that of the settings, and what has waited for valid ones.
+function convertOutdated() {
+  convert(...jobs.filter((job) => settingsOf(job) &&
+    (job === runningJob ? !isSame(job.settings, settingsOf(job)) : stateOf(job) === 'outdated')));
 }
 
-function cancel(job) {
-  stop(job);
-  job.needsStart = true;
-  setState(job, 'cancelled', 'Cancelled');
-  say(`${job.file.name}: cancelled.`);
-  job.startButton.focus();
-  runNext();
+function cancel(...cancelled) {
+  cancelled.forEach((job) => {
+    stop(job);
+    job.phase = 'cancelled';
+  });
+  if (cancelled.length) {
+    runNext();
+    drawAll();
+    say(`${cancelled.length === 1 ? cancelled[0].path : formatCount(cancelled.length, 'conversion')}: cancelled.`);
+    cancelled[0].startButton.focus();
+  }
 }
 
 function stop(job) {
-  job.worker?.terminate();
-  job.worker = null;
   if (runningJob === job) {
-    runningJob = null;
+    endRun(true);
   }
 }
 
-function settingsOf(job) {
-  const settings = {
-    baseAddr: job.baseField?.getValue() ?? 0,
-    blockAlign: blockField.getValue(),
-    lineAlign: lineField.getValue(),
-  };
-  return Object.values(settings).some(Number.isNaN) ? null : settings;
+function endRun(endsWorker) {
+  runningJob = null;
+  if (endsWorker) {
+    worker.terminate();
+    worker = null;
+  }
 }
 
 function runNext() {
-  const job = runningJob ? undefined : jobs.find((candidate) => candidate.state === 'queued');
+  const job = runningJob ? undefined : jobs.find((candidate) => candidate.phase === 'queued' && settingsOf(candidate));
   if (!job) {
     return;
   }
-  job.settings = settingsOf(job);
-  if (!job.settings) {
-    setState(job, 'invalid', 'A number is not valid');
-    runNext();
-    return;
-  }
   runningJob = job;
-  job.bar.value = 0;
-  setState(job, 'running', 'Starting');
-  job.worker = new Worker(workerUrl);
-  job.worker.onmessage = ({ data }) => take(job, data);
-  job.worker.onerror = (event) => take(job, { failed: `The conversion could not start: ${event.message}` });
-  job.worker.postMessage({ program, file: job.file, ...job.settings });
+  Object.assign(job, { phase: 'running', step: 'Starting', settings: settingsOf(job) });
+  drawCard(job);
+  const isNew = !worker;
+  worker ??= new Worker(workerUrl);
+  worker.onmessage = ({ data }) => take(job, data);
+  worker.onerror = () => take(job, { refused: [{ level: 'error', text: 'The conversion could not start in this browser.', places: [] }] });
+  worker.postMessage({ program: isNew ? program : null, file: job.file, ...job.settings });
 }
 
 function take(job, answer) {
   if (answer.progress !== undefined) {
-    job.bar.value = answer.progress;
-    setState(job, 'running', answer.step);
+    Object.assign(job, { step: answer.step, progress: Math.max(job.progress, answer.progress) });
+    drawProgress(job);
     return;
   }
-  stop(job);
-  if (answer.accepted) {
-    job.output = new Blob([answer.accepted.output], { type: 'application/octet-stream' });
-    showAccepted(job, answer.accepted);
-  } else if (answer.refused) {
-    showRefused(job, answer.refused);
+  endRun(answer.refused || job.file.size > SMALL_FILE_BYTES);
+  if (answer.refused) {
+    Object.assign(job, { phase: 'refused', refusal: answer.refused });
   } else {
-    showFailed(job, answer.failed);
+    const { pieces, ...rest } = answer.converted;
+    const output = new Blob(pieces, { type: 'application/octet-stream' });
+    Object.assign(job, { phase: 'converted', result: { ...rest, output, file: job.file, settings: job.settings } });
   }
-  showToolbar();
   runNext();
-}
-
-// Browsers drop downloads that come faster than some ten a second.
-const PAUSE_BETWEEN_SAVES = 150;
-
-async function saveAll() {
-  for (const job of jobs.filter((candidate) => candidate.output)) {
-    save(job);
-    await new Promise((resolve) => { setTimeout(resolve, PAUSE_BETWEEN_SAVES); });
+  drawCard(job);
+  drawToolbar();
+  if (!runningJob) {
+    const findings = answer.refused ?? answer.converted.findings;
+    say(jobs.length > 1 ? summarise(jobs) : [`${job.path}: ${verdictOf(job)}.`, ...findings.map(textOf)].join(' '));
   }
 }
 
-function save(job) {
-  const url = URL.createObjectURL(job.output);
-  make('a', { href: url, download: outputName(job) }).click();
+// Draws everything from the jobs. Outputs whose names would be the same are told apart.
+function drawAll() {
+  const taken = new Set();
+  for (const job of jobs) {
+    const wanted = job.nameBox.value.trim().replace(/[\\/]/g, '_') || 'output';
+    job.outputName = `${wanted}.srec`;
+    for (let i = 2; taken.has(job.outputName.toLowerCase()); ++i) {
+      job.outputName = `${wanted}-${i}.srec`;
+    }
+    taken.add(job.outputName.toLowerCase());
+    drawCard(job);
+  }
+  drawToolbar();
+}
+
+function drawToolbar() {
+  byId('toolbar').hidden = jobs.length < 2;
+  byId('summary').textContent = summarise(jobs);
+  byId('save-all').disabled = isZipping || !jobs.some((job) => stateOf(job) === 'proved');
+}
+
+function save(blob, name) {
+  const url = URL.createObjectURL(blob);
+  make('a', { href: url, download: name }).click();
   setTimeout(() => URL.revokeObjectURL(url), 60000);
 }
 
-// --- Cards ----------------------------------------------------------------------------------------------------------
+let isZipping = false;
 
-function makeButton(text, onclick, properties = {}) {
-  return make('button', { type: 'button', onclick, ...properties }, text);
-}
-
-function buildCard(job) {
-  const { file } = job;
-  job.heading = make('h2', { tabIndex: -1 }, file.name);
-  job.stateText = make('span', { className: 'state' });
-  job.bar = make('progress', { max: 1, value: 0 });
-  job.bar.setAttribute('aria-label', `Progress of ${file.name}`);
-  job.startButton = makeButton('Convert', () => enqueue(job), { className: 'primary' });
-  job.cancelButton = makeButton('Cancel', () => cancel(job));
-  job.saveButton = makeButton('', () => save(job), { className: 'primary save' });
-  job.nameBox = make('input', { type: 'text', value: file.name.replace(/(.)\.[^.]*$/, '$1'), spellcheck: false });
-  job.nameBox.oninput = () => { job.saveButton.textContent = `Save ${outputName(job)}`; };
-  job.nameBox.oninput();
-  job.baseField = isRawBinary(file) ? makeNumberField({
-    legend: 'Load address',
-    hint: 'Where the first byte of the file is in memory. A raw binary file does not say.',
-    value: 0,
-    check: (n) => (n > 2 ** 32 - 1 ? 'At most 0xFFFFFFFF.' : ''),
-    onChange: () => { if (!job.needsStart) { enqueue(job); } },
-  }) : null;
-  job.message = make('div', { className: 'message' });
-  job.contents = make('div');
-  job.details = make('details', { hidden: true }, make('summary', {}, 'Memory map, blocks and runs'), job.contents);
-  job.details.addEventListener('toggle', () => { if (job.details.open) { job.redraw?.(); } });
-  job.card = make('article', { className: 'card' },
-    make('div', { className: 'head' },
-      job.heading, make('span', { className: 'size' }, `${formatCount(file.size, 'byte')}`), job.stateText,
-      makeButton('×', () => removeJob(job), { className: 'remove', 'aria-label': `Remove ${file.name}` })),
-    job.baseField?.element ?? null,
-    make('div', { className: 'actions' }, job.bar, job.cancelButton, job.startButton,
-      make('label', { className: 'name' }, make('span', {}, 'Output name'), make('span', { className: 'suffixed' }, job.nameBox, '.srec')),
-      job.saveButton),
-    job.message, job.details);
-  byId('files').append(job.card);
-  setState(job, 'ready', 'Enter the load address, then convert');
-}
-
-function setState(job, state, text) {
-  job.state = state;
-  job.card.dataset.state = state;
-  job.stateText.textContent = text;
-  job.bar.hidden = job.cancelButton.hidden = !['running', 'queued'].includes(state);
-  job.startButton.hidden = !job.needsStart;
-  job.saveButton.hidden = job.nameBox.closest('label').hidden = state !== 'done';
-}
-
-function showToolbar() {
-  byId('save-all').parentElement.hidden = jobs.filter((job) => job.output).length < 2;
-}
-
-// --- Results --------------------------------------------------------------------------------------------------------
-
-function showFailed(job, text) {
-  setState(job, 'failed', 'Not converted');
-  job.message.replaceChildren(makeFinding({ isError: true, text }));
-  say(`${job.file.name}: ${text}`);
-}
-
-const textOf = ({ line, text, isOfOutput }) =>
-  `${isOfOutput ? 'In the output: ' : ''}${line ? `Line ${formatDecimal(line)}: ` : ''}${text}`;
-
-// A finding, with its line and a mark under the place, and the lines around it if they came with it.
-function makeFinding(finding) {
-  const children = [make('p', {}, textOf(finding))];
-  if (finding.excerpt) {
-    const width = String(finding.line + 9).length;
-    const row = (number, text) => `${String(number).padStart(width)}  ${text}\n`;
-    const { line, around = [] } = finding;
-    children.push(make('pre', { tabIndex: 0, role: 'region', 'aria-label': `Around line ${line}` },
-      ...around.filter(({ number }) => number < line).map(({ number, text }) => row(number, text)),
-      make('b', {}, row(line, finding.excerpt), row('', `${' '.repeat(finding.markColumn)}^`)),
-      ...around.filter(({ number }) => number > line).map(({ number, text }) => row(number, text))));
+async function saveAll() {
+  isZipping = true;
+  drawToolbar();
+  try {
+    save(await makeZip(jobs.filter((job) => stateOf(job) === 'proved')), 'blockfit.zip');
+    notice('');
+  } catch {
+    notice('The zip file could not be made: together, the outputs are too large for it or for this browser’s memory. Save them one by one.');
   }
-  return make('div', { className: finding.isError ? 'refusal' : 'warning' }, ...children);
+  isZipping = false;
+  drawToolbar();
 }
 
-function showRefused(job, finding) {
-  setState(job, 'refused', 'Refused');
-  job.message.replaceChildren(makeFinding(finding));
-  say(`${job.file.name} is refused. ${textOf(finding)}`);
-}
-
-function showAccepted(job, result) {
-  const { blockAlign } = job.settings;
-  job.redraw = () => showContents(job, result);
-  setState(job, 'done', 'Done');
-  const numBlocks = Math.ceil(job.output.size / blockAlign);
-  const summary = `${formatCount(result.numBytes, 'byte')} in ${formatCount(result.numRuns, 'run')}, ` +
-    `written as ${formatCount(job.output.size, 'character')} in ${formatCount(numBlocks, 'block')} of ` +
-    `${formatDecimal(blockAlign)} (${formatHex(blockAlign)})`;
-  const proof = result.isProved
-    ? make('p', { className: 'proof' }, 'Checked: the output has the same bytes at the same addresses, ' +
-      `${blockAlign < 80 ? 'and is laid out as promised' : 'and no line crosses the end of a block'}.`) : null;
-  job.message.replaceChildren(make('p', {}, summary), ...result.findings.map(makeFinding), ...(proof ? [proof] : []));
-  job.details.hidden = false;
-  if (job.details.open) {
-    job.redraw();
+// The outputs pass in pieces, so that the page stays alive.
+async function makeZip(proved) {
+  const outputs = proved.map(({ outputName, result }) => [outputName, result.output]);
+  if (outputs.reduce((sum, [, { size }]) => sum + size, 0) > MAX_ZIP_BYTES) {
+    throw new RangeError();
   }
-  say(`${job.file.name}: done. ${summary}. ${result.findings.map(textOf).join('. ')}`);
-}
-
-function showContents(job, result) {
-  job.contents.replaceChildren(makeMapSection(job, result), makeBlocksSection(job));
-}
-
-const widthOf = (job) => Math.max(240, Math.floor(job.contents.clientWidth));
-
-function makeMapSection(job, { groups, runs, numRuns, numBytes }) {
-  if (!numRuns) {
-    return make('p', {}, 'The file has no data: the output is the end record only.');
-  }
-  const note = make('p', { className: 'visited' }, HOW_TO_VISIT);
-  const width = widthOf(job) > 660 ? 300 : widthOf(job);
-  const picture = drawMap(groups, width, (one) => { note.textContent = one.getAttribute('aria-label'); });
-  note.style.maxWidth = `${width}px`;
-  const joined = groups.length < numRuns
-    ? ` ${formatDecimal(numRuns)} runs are drawn as ${groups.length} areas; small gaps are left out.` : '';
-  return make('section', {},
-    make('h3', {}, 'Memory map'),
-    make('p', { className: 'hint' }, `Heights follow the logarithm of the size.${joined}`),
-    make('div', { className: 'side-by-side' }, make('div', { className: 'map-frame' }, picture, note), makeRunTable(runs, numRuns, numBytes)));
-}
-
-function makeRunTable(runs, numRuns, numBytes) {
-  const row = (run) => make('tr', {},
-    make('td', {}, formatAddress(run.start)), make('td', {}, formatAddress(run.start + run.numBytes - 1)),
-    make('td', {}, formatDecimal(run.numBytes)), make('td', {}, formatHex(run.numBytes)));
-  const body = make('tbody', {}, ...runs.slice(0, RUNS_AT_FIRST).map(row));
-  const more = make('p', { className: 'hint' });
-  const showRest = () => {
-    const rest = numRuns - body.rows.length;
-    more.replaceChildren();
-    if (body.rows.length < runs.length) {
-      more.append(makeButton(`Show ${formatDecimal(runs.length - body.rows.length)} more`, () => {
-        body.append(...runs.slice(RUNS_AT_FIRST).map(row));
-        showRest();
-      }));
+  const parts = [];
+  const zip = new fflate.Zip((error, data) => parts.push(data));
+  for (const [name, output] of outputs) {
+    const entry = new fflate.ZipDeflate(name, { level: 1 });
+    zip.add(entry);
+    const reader = output.stream().getReader();
+    for (let piece; !(piece = await reader.read()).done;) {
+      entry.push(piece.value);
     }
-    more.append(rest ? ` ${formatCount(rest, 'run')} not shown.` : '');
-  };
-  showRest();
-  const head = ['first', 'last', 'bytes', 'hexadecimal'].map((text) => make('th', { scope: 'col' }, text));
-  return make('div', { className: 'runs', tabIndex: 0, role: 'region', 'aria-label': 'Table of runs' },
-    make('table', {},
-      make('caption', {}, `${formatCount(numRuns, 'run')}, ${formatCount(numBytes, 'byte')}`),
-      make('thead', {}, make('tr', {}, ...head)), body),
-    more);
-}
-
-function makeBlocksSection(job) {
-  const { output, settings: { blockAlign } } = job;
-  const numBlocks = Math.ceil(output.size / blockAlign);
-  const scale = numBlocks === 1 ? `The output fills ${formatDecimal(output.size)} of the block’s ${formatDecimal(blockAlign)} characters.`
-    : 'Each bar is a block; its width is the block size.';
-  const numShown = Math.max(1, Math.min(BLOCKS_ON_A_PAGE, numBlocks, Math.floor(MAX_CHARS_ON_A_PAGE / blockAlign)));
-  const frame = make('div');
-  const place = make('span', { className: 'place' });
-  const visited = make('p', { className: 'visited' }, HOW_TO_VISIT);
-  const text = make('code', { className: 'line' });
-  let first = 0;
-
-  async function show(block) {
-    first = Math.max(0, Math.min(block, numBlocks - 1));
-    first -= first % numShown;
-    const blocks = await readBlocks(output, blockAlign, first, numShown, MAX_CHARS_ON_A_PAGE);
-    const last = first + blocks.length - 1;
-    frame.replaceChildren(drawBlocks(blocks, first, blockAlign, Math.min(blockAlign, output.size), widthOf(job), (one) => {
-      visited.textContent = one.getAttribute('aria-label');
-      text.textContent = one.dataset.text;
-    }));
-    place.textContent = `Blocks ${formatDecimal(first)} to ${formatDecimal(last)} of 0 to ${formatDecimal(numBlocks - 1)}`;
-    if (blockAlign > MAX_CHARS_ON_A_PAGE) {
-      place.textContent += `; the first ${formatDecimal(MAX_CHARS_ON_A_PAGE)} characters`;
-    }
-    for (const [button, target] of pager) {
-      button.disabled = target() < 0 || target() >= numBlocks || target() === first;
-    }
+    entry.push(new Uint8Array(0), true);
   }
-  const lastPage = () => numBlocks - 1 - ((numBlocks - 1) % numShown);
-  const pager = [['First', () => 0], ['Previous', () => first - numShown], ['Next', () => first + numShown], ['Last', lastPage]]
-    .map(([name, target]) => [makeButton(name, () => show(target())), target]);
-  show(0);
-  const legend = [['record', 'record'], ['cut', 'cut record'], ['fill', 'fill'], ['end', 'end record']]
-    .map(([className, name]) => make('span', { className: `key ${className}` }, name));
-  return make('section', {},
-    make('h3', {}, 'Blocks of the output'),
-    make('p', { className: 'hint' }, scale),
-    make('p', { className: 'legend' }, ...legend),
-    frame, visited, text,
-    make('div', { className: 'pager', hidden: numBlocks <= numShown }, ...pager.map(([button]) => button), place));
+  zip.end();
+  return new Blob(parts, { type: 'application/zip' });
 }
 
-// --- Files come in --------------------------------------------------------------------------------------------------
+const asPromise = (start) => new Promise((resolve, reject) => { start(resolve, reject); });
+
+// The files at an entry that was dropped, which is one or a folder.
+async function filesAt(entry) {
+  if (!entry.isDirectory) {
+    return [{ file: await asPromise((...then) => entry.file(...then)), path: entry.fullPath.slice(1) }];
+  }
+  const found = [];
+  const reader = entry.createReader();
+  for (let some; (some = await asPromise((...then) => reader.readEntries(...then))).length;) {
+    found.push(...(await Promise.all(some.map(filesAt))).flat());
+  }
+  return found;
+}
+
+async function takeDropped({ items }) {
+  const dropped = [...items].filter(({ kind }) => kind === 'file').map((item) => [item.webkitGetAsEntry?.(), item.getAsFile()]);
+  const notices = [];
+  const found = await Promise.all(dropped.map(async ([entry, file]) => {
+    if (!entry?.isDirectory) {
+      return [{ file, path: file.name }];
+    }
+    const all = await filesAt(entry).catch(() => null);
+    const known = all?.filter((one) => EXTENSIONS.test(one.file.name)) ?? [];
+    notices.push(!all ? `The folder ${entry.name} could not be opened. Choose its files instead.`
+      : known.length < all.length ? `${entry.name}: ${formatCount(all.length - known.length, 'file')} of other kinds left out.` : '');
+    return known;
+  }));
+  addFiles(found.flat());
+  notice(notices.join(' '));
+}
 
 byId('choose').onchange = ({ target }) => {
-  addFiles(target.files);
+  addFiles([...target.files].map((file) => ({ file, path: file.name })));
   target.value = '';
 };
 byId('save-all').onclick = saveAll;
+byId('remove-all').onclick = () => remove(...jobs);
+byId('settings').append(fields.BlockAlign.element, fields.LineAlign.element);
 byId('settings').onsubmit = (event) => event.preventDefault();
 
 for (const type of ['dragenter', 'dragover', 'dragleave', 'drop']) {
@@ -376,15 +300,18 @@ for (const type of ['dragenter', 'dragover', 'dragleave', 'drop']) {
     event.preventDefault();
     byId('drop').classList.toggle('over', type === 'dragenter' || type === 'dragover');
     if (type === 'drop') {
-      addFiles(event.dataTransfer.files);
+      takeDropped(event.dataTransfer);
     }
   });
 }
 
-let drawnWidth = document.body.clientWidth;
-addEventListener('resize', () => {
-  if (document.body.clientWidth !== drawnWidth) {
-    drawnWidth = document.body.clientWidth;
-    jobs.filter((job) => job.output && job.details.open).forEach((job) => job.redraw());
-  }
-});
+const isBusy = ({ phase }) => phase === 'running' || phase === 'queued';
+onkeydown = ({ key }) => { if (key === 'Escape') { cancel(...jobs.filter(isBusy)); } };
+onbeforeunload = (event) => { if (jobs.some(isBusy)) { event.preventDefault(); } };
+onhashchange = () => { readAddress(); convertOutdated(); };
+
+if (self.WebAssembly?.validate(program)) {
+  byId('unable').hidden = true;
+  document.querySelector('main').hidden = false;
+  readAddress();
+}

@@ -2,7 +2,7 @@
 """Puts the page and its program into one HTML file: page.py PROGRAM.js VERSION OUTPUT.html.
 
 PROGRAM.js is what emscripten made, PROGRAM.wasm is beside it. Styles and scripts are allowed by their hashes, so the
-page runs what is in this file and nothing else, and connects to nothing. Needs Python 3 only.
+page runs what is in this file and nothing else, and connects to nothing. Needs Python 3, and fflate in node_modules.
 """
 
 import base64
@@ -11,7 +11,7 @@ import pathlib
 import sys
 
 HERE = pathlib.Path(__file__).resolve().parent
-SCRIPTS = ["numbers.js", "output.js", "drawings.js", "page.js"]
+SCRIPTS = ["numbers.js", "map.js", "blocks.js", "card.js", "page.js"]
 
 
 def read(path):
@@ -22,34 +22,36 @@ def hash_of(text):
     return "'sha256-" + base64.b64encode(hashlib.sha256(text.encode()).digest()).decode() + "'"
 
 
-def data_block(name, text):
+def element(text, attributes=""):
     if "</script" in text.lower() or "<!--" in text:
-        sys.exit(f"{name}: its text would end the element that holds it")
-    return f'<script type="text/plain" id="{name}">{text}</script>'
+        sys.exit(f"a script{attributes} has a text that would end it")
+    return f"<script{attributes}>{text}</script>"
+
+
+def data_block(name, text):
+    return element(text, f' type="text/plain" id="{name}"')
 
 
 def main(loader, version, output):
     style = read(HERE / "style.css")
-    script = "'use strict';\n" + "\n".join(read(HERE / name) for name in SCRIPTS)
-    policy = [
-        "default-src 'none'",
-        f"script-src {hash_of(script)} 'wasm-unsafe-eval'",
-        "worker-src blob:",
-        f"style-src {hash_of(style)}",
-        "img-src data:",
-        "base-uri 'none'",
-        "form-action 'none'",
+    zip_library = HERE / "node_modules" / "fflate"
+    scripts = [
+        f"/* fflate, which makes zip files.\n{read(zip_library / 'LICENSE')} */\n{read(zip_library / 'umd' / 'index.js')}",
+        "'use strict';\n" + "\n".join(read(HERE / name) for name in SCRIPTS),
     ]
+    policy = (
+        f"default-src 'none'; script-src {' '.join(map(hash_of, scripts))} 'wasm-unsafe-eval'; worker-src blob:; "
+        f"style-src {hash_of(style)}; img-src data:; base-uri 'none'; form-action 'none'"
+    )
     parts = {
-        "@POLICY@": "; ".join(policy),
+        "@POLICY@": policy,
         "@STYLE@": style,
         "@VERSION@": version,
         "@DATA@": "\n".join([
             data_block("program", base64.b64encode(loader.with_suffix(".wasm").read_bytes()).decode()),
-            data_block("loader", read(loader)),
-            data_block("worker", read(HERE / "worker.js")),
+            data_block("loader", read(loader)), data_block("worker", read(HERE / "worker.js")),
         ]),
-        "@SCRIPT@": script,
+        "@SCRIPTS@": "\n".join(map(element, scripts)),
     }
     page = read(HERE / "index.html")
     for mark, text in parts.items():

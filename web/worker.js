@@ -1,100 +1,122 @@
-// Conditions one file, off the page's thread. The page starts a worker for each file and ends it to cancel.
+// Conditions files, one at a time, off the page's thread. The page ends a worker to cancel, and to free its memory.
 //
-// It gets one message, { program, file, baseAddr, blockAlign, lineAlign }, and answers with any number of
-// { progress: 0 to 1, step }, then one of { accepted }, { refused: finding } and { failed: text }. A finding is
-// { isError, text, line, excerpt, markColumn, around, isOfOutput }; line 0: it has no place in the file.
+// It gets { program, file, BaseAddr, BlockAlign, LineAlign }, program only the first time, and answers with any number
+// of { progress: 0 to 1, step }, then with { converted } or { refused: findings }. A finding is { level, text, places,
+// isOfOutput }, a place in a file { line, excerpt, markColumn, around }; the level is 'error', 'warning' or 'note'.
 'use strict';
 
 const MAX_FILE_BYTES = 2 ** 31 - 1; // the program addresses 4 GiB, and an image of the file has to fit in
+const OUTPUT_PATH = '/out.srec';
+const WRITE_BYTES = 32768; // the program writes the output in pieces of this size, and the rest
 const LINES_AROUND = 2;
 const LINE_WIDTH = 78;
-const MAX_RUNS_LISTED = 1000;
 const MAX_RUNS_DRAWN = 24;
+const MS_BETWEEN_REPORTS = 50;
 
-// How far the bar goes in each step.
-const STEPS = {
-  load: { text: 'Loading', from: 0, to: 0.1 },
-  read: { text: 'Reading', from: 0.1, to: 0.4 },
-  write: { text: 'Writing', from: 0.4, to: 0.7 },
-  prove: { text: 'Checking the output', from: 0.7, to: 1 },
-};
+const TOO_LARGE = 'The file does not fit into this browser’s memory. The command-line program, Blockfit, can convert it.';
+const CHANGED = 'The file could not be read to its end: it has changed, or is gone, since it was chosen. Choose it again.';
+const STOPPED = 'The conversion stopped unexpectedly. The command-line program, Blockfit, may be able to do it.';
 
-let lastProgress = -1;
+// What a step says, and the nanoseconds that it takes for a byte that passes, as measured: only their relations matter.
+const LOAD = { text: 'Loading', cost: 4 };
+const READ_TEXT = { text: 'Reading', cost: 3 };
+const READ_BINARY = { text: 'Reading', cost: 2 };
+const WRITE = { text: 'Writing', cost: 2.5 };
+const TEST = { text: 'Checking the output', cost: 7.5 };
+const COMPARE = { text: 'Comparing the output', cost: 2.5 };
+const HAND_OVER = { text: 'Comparing the output', cost: 4 };
+const GROWTH = 2.5; // characters for a byte
+const START_COST = 6e7; // for the file
 
-function report(step, done, total) {
-  const progress = step.from + (step.to - step.from) * Math.min(1, total ? done / total : 1);
-  if (progress - lastProgress >= 0.01) {
-    lastProgress = progress;
-    postMessage({ progress, step: step.text });
+class Refusal extends Error {} // its message is for the user
+
+let starting = null;
+let found = null; // findings and blocks of the file at hand
+let progress = null;
+
+function begin(step, totalLeft) {
+  progress = { ...progress, step, total: progress.done + totalLeft };
+}
+
+function report(numBytes) {
+  progress.done += numBytes * progress.step.cost;
+  const now = performance.now();
+  if (now - progress.last >= MS_BETWEEN_REPORTS) {
+    progress.last = now;
+    postMessage({ progress: Math.min(1, progress.done / progress.total), step: progress.step.text });
   }
 }
 
+// Reads the file once, to its end: that is all a browser can do to notice that it is not the one that was chosen.
 async function load(file) {
   const bytes = new Uint8Array(file.size);
-  const reader = file.stream().getReader();
   let done = 0;
-  for (let piece = await reader.read(); !piece.done; piece = await reader.read()) {
-    bytes.set(piece.value, done);
-    done += piece.value.length;
-    report(STEPS.load, done, file.size);
+  try {
+    const reader = file.stream().getReader();
+    for (let piece; !(piece = await reader.read()).done; done += piece.value.length) {
+      bytes.set(piece.value, done);
+      report(piece.value.length);
+    }
+  } catch {
+    done = -1;
+  }
+  if (done !== file.size) {
+    throw new Refusal(CHANGED);
   }
   return bytes;
 }
 
-// Calls the program, and reports how many bytes of the one file that it reads or writes have passed.
-function callReporting(blockfit, step, total, name, ...args) {
-  const { read, write } = blockfit.FS;
-  let done = 0;
-  const counting = (transfer) => (...transferArgs) => {
-    const numBytes = transfer.apply(blockfit.FS, transferArgs);
-    done += numBytes;
-    report(step, done, total);
-    return numBytes;
+// Makes a file of pieces, pieceBytes each, to which the program adds what it writes: emscripten's own file is copied
+// again and again as it grows. Whatever is read or written is reported. This relies on emscripten's inner parts.
+function makeFile(FS, path, pieces, pieceBytes) {
+  FS.writeFile(path, '');
+  const { node } = FS.lookupPath(path);
+  node.usedBytes = pieces.reduce((sum, piece) => sum + piece.length, 0);
+  const read = (stream, buffer, offset, length, position) => {
+    const from = position % pieceBytes;
+    const piece = pieces[Math.floor(position / pieceBytes)]?.subarray(from, from + length) ?? [];
+    buffer.set(piece, offset);
+    report(piece.length);
+    return piece.length;
   };
-  blockfit.FS.read = counting(read);
-  blockfit.FS.write = counting(write);
-  try {
-    return blockfit.ccall(name, 'number', args.map((arg) => typeof arg), args);
-  } finally {
-    Object.assign(blockfit.FS, { read, write });
-  }
+  const write = (stream, buffer, offset, length) => {
+    pieces.push(buffer.slice(offset, offset + length));
+    node.usedBytes += length;
+    report(length);
+    return length;
+  };
+  node.stream_ops = { ...node.stream_ops, read, write };
 }
 
+// The runs of bytes, as start and size in turn.
 function listRuns(blockfit) {
   const runs = [];
   const paRun = blockfit._malloc(16);
   for (let addr = 0; blockfit._WEB_FindRun(addr, paRun);) {
     const [start, numBytes] = new Float64Array(blockfit.HEAPU8.buffer, paRun, 2);
-    runs.push({ start, numBytes, numRuns: 1 });
+    runs.push(start, numBytes);
     addr = start + numBytes;
   }
-  return runs;
+  blockfit._free(paRun);
+  return new Float64Array(runs);
 }
 
 // The runs as they are drawn: when there are too many, only the widest gaps between them count.
 function groupRuns(runs) {
-  const gaps = runs.slice(1).map((run, i) => run.start - runs[i].start - runs[i].numBytes);
-  const widestIgnored = [...gaps].sort((a, b) => b - a)[MAX_RUNS_DRAWN - 1] ?? 0;
+  const gapBefore = (i) => runs[i] - runs[i - 2] - runs[i - 1];
+  const gaps = new Float64Array(Math.max(0, runs.length / 2 - 1)).map((_, i) => gapBefore(2 * i + 2));
+  const widestIgnored = gaps.sort()[gaps.length - MAX_RUNS_DRAWN] ?? 0;
   const groups = [];
-  runs.forEach((run, i) => {
-    const last = groups.at(-1);
-    if (i === 0 || gaps[i - 1] > widestIgnored) {
-      groups.push({ start: run.start, end: run.start + run.numBytes, numBytes: run.numBytes, numRuns: 1 });
-    } else {
-      last.end = run.start + run.numBytes;
-      last.numBytes += run.numBytes;
-      last.numRuns += 1;
+  for (let i = 0; i < runs.length; i += 2) {
+    if (i === 0 || gapBefore(i) > widestIgnored) {
+      groups.push({ start: runs[i], numBytes: 0, numRuns: 0 });
     }
-  });
+    const last = groups.at(-1);
+    last.end = runs[i] + runs[i + 1];
+    last.numBytes += runs[i + 1];
+    last.numRuns += 1;
+  }
   return groups;
-}
-
-// The characters of the records that hold the runs, without cuts and fill; a little less than the output.
-function estimateOutput(runs) {
-  return runs.reduce((sum, run) => {
-    const lineChars = run.start + run.numBytes <= 0x10000 ? 12 : run.start + run.numBytes <= 0x1000000 ? 14 : 16;
-    return sum + Math.ceil(run.numBytes / 32) * lineChars + 2 * run.numBytes;
-  }, 0);
 }
 
 // The lines before and after a line, as { number, text }: LF, CR LF and CR end one.
@@ -116,61 +138,75 @@ function linesAround(bytes, line) {
   return lines;
 }
 
-async function condition({ program, file, baseAddr, blockAlign, lineAlign }) {
-  if (file.size > MAX_FILE_BYTES) {
-    throw new RangeError('too large');
+function explainRefusal(bytes) {
+  if (found.findings.some(({ level, text }) => level === 'error' && /memory|malloc/i.test(text))) {
+    throw new RangeError();
   }
-  const findings = [];
-  const blockfit = await loadBlockfit({ wasmBinary: program, onFinding: (finding) => findings.push(finding) });
-  const { FS } = blockfit;
-  const inputPath = `/in/${file.name}`;
-  const outputPath = '/out.srec';
-  FS.mkdir('/in');
-  FS.writeFile(inputPath, await load(file), { canOwn: true });
-
-  if (callReporting(blockfit, STEPS.read, file.size, 'WEB_Read', inputPath, baseAddr) !== 0) {
-    const error = findings.at(-1);
-    if (/memory|malloc/i.test(error.text)) {
-      throw new RangeError(error.text);
-    }
-    return { refused: { ...error, around: error.line ? linesAround(FS.lookupPath(inputPath).node.contents, error.line) : [] } };
-  }
-  const runs = listRuns(blockfit);
-  FS.unlink(inputPath); // its memory is free for the output
-  if (callReporting(blockfit, STEPS.write, estimateOutput(runs), 'WEB_Write', outputPath, lineAlign, blockAlign) !== 0) {
-    return { failed: findings.find((finding) => finding.isError)?.text ?? 'The program does not accept these numbers.' };
-  }
-  const { contents, usedBytes } = FS.lookupPath(outputPath).node; // contents has room for more
-  const numInputFindings = findings.length;
-  const proof = callReporting(blockfit, STEPS.prove, 2 * usedBytes, 'WEB_Prove', outputPath, lineAlign, blockAlign);
-  return {
-    accepted: {
-      output: contents.subarray(0, usedBytes),
-      findings: findings.map((finding, i) => ({ ...finding, isOfOutput: i >= numInputFindings })),
-      isProved: proof === 0,
-      numBytes: runs.reduce((sum, run) => sum + run.numBytes, 0),
-      numRuns: runs.length,
-      runs: runs.slice(0, MAX_RUNS_LISTED),
-      groups: groupRuns(runs),
-    },
-  };
+  found.findings.forEach(({ places: [place] }) => place && (place.around = linesAround(bytes, place.line)));
+  return { refused: found.findings };
 }
 
-function explain(error) {
-  if (error instanceof RangeError) {
-    return 'The file does not fit into this browser’s memory. The command-line program, Blockfit, can convert it.';
+async function condition({ program, file, BaseAddr, BlockAlign, LineAlign }) {
+  if (file.size > MAX_FILE_BYTES) {
+    throw new RangeError();
   }
-  if (error.name === 'NotReadableError' || error.name === 'NotFoundError') {
-    return 'The browser could not read the file. It may have been moved or changed.';
+  found = { findings: [], blocks: [], isOutput: false };
+  progress = { done: START_COST, last: 0 };
+  const extension = /(\.[^.]*)?$/.exec(file.name)[0].toLowerCase();
+  const [readStep, growth] = extension === '.bin' ? [READ_BINARY, GROWTH] : [READ_TEXT, 1.1];
+  const outputCost = WRITE.cost + TEST.cost + COMPARE.cost + HAND_OVER.cost;
+  begin(LOAD, file.size * (LOAD.cost + readStep.cost + growth * outputCost));
+  starting ??= loadBlockfit({
+    wasmBinary: program,
+    onFinding: (finding) => found.findings.push({ ...finding, isOfOutput: found.isOutput }),
+    onPlace: (place) => found.findings.at(-1).places.push(place),
+    onBlock: (...block) => found.blocks.push(...block),
+  });
+  const blockfit = await starting;
+  const { FS } = blockfit;
+  const call = (name, ...args) => blockfit.ccall(name, 'number', args.map((arg) => typeof arg), args);
+  const inputPath = `/in${extension}`;
+  let bytes = await load(file);
+  makeFile(FS, inputPath, [bytes], Infinity);
+
+  begin(readStep, file.size * (readStep.cost + growth * outputCost));
+  if (call('WEB_Read', inputPath, BaseAddr) !== 0) {
+    return explainRefusal(bytes);
   }
-  return `The conversion stopped unexpectedly: ${error.message}`;
+  FS.unlink(inputPath);
+  bytes = null;
+  const runs = listRuns(blockfit);
+  const numBytes = runs.reduce((sum, n, i) => (i % 2 ? sum + n : sum), 0);
+  const pieces = [];
+  begin(WRITE, (GROWTH * numBytes + 14 * runs.length / 2) * outputCost);
+  makeFile(FS, OUTPUT_PATH, pieces, WRITE_BYTES);
+  if (call('WEB_Write', OUTPUT_PATH, LineAlign, BlockAlign) !== 0) {
+    return explainRefusal([]);
+  }
+  found.isOutput = true;
+  const { size } = FS.stat(OUTPUT_PATH);
+  begin(TEST, size * (outputCost - WRITE.cost));
+  let isProved = call('WEB_TestPromises', OUTPUT_PATH, LineAlign, BlockAlign) === 0;
+  begin(COMPARE, size * (COMPARE.cost + HAND_OVER.cost));
+  isProved = isProved && call('WEB_Compare', OUTPUT_PATH) === 0;
+  begin(HAND_OVER, size * HAND_OVER.cost);
+  report(size / 3);
+  FS.unlink(OUTPUT_PATH);
+  blockfit._WEB_Close();
+  const { findings, blocks } = found;
+  return { converted: { pieces, findings, isProved, numBytes, runs, groups: groupRuns(runs), blocks: new Uint32Array(blocks) } };
 }
 
 onmessage = async ({ data }) => {
   try {
     const answer = await condition(data);
-    postMessage(answer, answer.accepted ? [answer.accepted.output.buffer] : []);
+    const { pieces = [], runs, blocks } = answer.converted ?? {};
+    postMessage(answer, pieces.length ? [...pieces, runs, blocks].map(({ buffer }) => buffer) : []);
   } catch (error) {
-    postMessage({ failed: explain(error) });
+    const text = error instanceof RangeError ? TOO_LARGE : error instanceof Refusal ? error.message : STOPPED;
+    if (text === STOPPED) {
+      console.error(error);
+    }
+    postMessage({ refused: [{ level: 'error', text, places: [] }] });
   }
 };

@@ -1,280 +1,312 @@
-// The page in a browser, opened from disk and from a server: what it saves, says, draws and leaves alone.
+// The page in a browser, opened from disk and from a server: what it saves, says, shows and leaves alone.
 
 import assert from 'node:assert/strict';
-import { mkdirSync, mkdtempSync, readdirSync, readFileSync, rmSync, truncateSync, writeFileSync } from 'node:fs';
-import { createServer } from 'node:http';
+import { execFileSync } from 'node:child_process';
+import { appendFileSync, copyFileSync, mkdirSync, mkdtempSync, readdirSync, readFileSync, rmSync, truncateSync, writeFileSync } from 'node:fs';
 import { tmpdir } from 'node:os';
-import { basename, join } from 'node:path';
-import { after, before, describe, test } from 'node:test';
+import { join } from 'node:path';
+import { after, before, test } from 'node:test';
+import { pathToFileURL } from 'node:url';
 import axe from 'axe-core';
-import { PAGE, PAGE_URL, ROOT, card, checkNatively, conditionNatively, drop, launch, setNumber, waitForState } from './support.mjs';
+import { unzipSync } from 'fflate';
+import { NATIVE, PAGE, PAGE_URL, ROOT, card, checkNatively, conditionNatively, drop, hexRecord, hexText, launch, setNumber, waitForState } from './support.mjs';
 
 const EXAMPLES = join(ROOT, 'examples');
+const GAPS = join(EXAMPLES, 'gaps.hex');
 const samples = readdirSync(EXAMPLES).filter((name) => /\.(hex|mot|srec|s19|s37|s|bin)$/.test(name));
-const refused = readdirSync(join(EXAMPLES, 'refused'));
+const refused = readdirSync(join(EXAMPLES, 'refused')).map((name) => join(EXAMPLES, 'refused', name));
 const scratch = mkdtempSync(join(tmpdir(), 'blockfit-web-'));
+const scratchFile = (name, contents) => (writeFileSync(join(scratch, name), contents), join(scratch, name));
+
+const HTTP_URL = 'http://localhost/';
 
 let browser;
-let server;
-const served = []; // what the server was asked for
-
-before(async () => {
-  browser = await launch();
-  server = createServer((request, response) => {
-    served.push(request.url);
-    response.setHeader('Content-Type', 'text/html');
-    response.end(readFileSync(PAGE));
-  });
-  await new Promise((resolve) => { server.listen(0, '127.0.0.1', resolve); });
-});
-
+before(async () => { browser = await launch(); });
 after(async () => {
   await browser.close();
-  server.close();
   rmSync(scratch, { recursive: true });
 });
 
 // Opens the page for a test, and ends the test with a look at what it asked for and whether it ran without an error.
-async function withPage(origin, { mayLog = /^$/, ...options }, run) {
-  const url = origin === 'file' ? PAGE_URL : `http://127.0.0.1:${server.address().port}/`;
+async function withPage({ mayLog = /^$/, url = PAGE_URL, ...options }, run) {
   const page = await browser.newPage({ viewport: { width: 1180, height: 900 }, ...options });
   const unexpected = [];
-  page.on('request', (request) => {
-    if (request.url() !== url && !/^(blob|data):/.test(request.url())) {
-      unexpected.push(request.url());
-    }
-  });
-  page.on('console', (message) => {
-    if (!mayLog.test(message.text())) {
-      unexpected.push(message.text());
-    }
-  });
+  await page.route(HTTP_URL, (route) => route.fulfill({ contentType: 'text/html', path: PAGE }));
+  page.on('request', (request) => unexpected.push(...[request.url()].filter((asked) => asked.split('#')[0] !== url && !/^(blob|data):/.test(asked))));
+  page.on('console', (message) => unexpected.push(...[message.text()].filter((text) => !mayLog.test(text))));
   page.on('pageerror', (error) => unexpected.push(error.stack));
-  served.length = 0;
   await page.goto(url);
   await run(page);
   assert.deepEqual(unexpected, []);
-  assert.deepEqual(served, origin === 'file' ? [] : ['/']);
   await page.close();
 }
 
-async function save(page, name) {
+// Writes the page with a fault planted in its worker.
+function plant(original, fault) {
+  const page = readFileSync(PAGE, 'utf8');
+  assert.equal(page.split(original).length, 2, original);
+  return pathToFileURL(scratchFile('planted.html', page.replace(original, () => fault))).href;
+}
+
+async function save(page, button) {
   const arrival = page.waitForEvent('download');
-  await card(page, name).getByRole('button', { name: /^Save / }).click();
+  await button.click();
   const download = await arrival;
   return { name: download.suggestedFilename(), bytes: readFileSync(await download.path()) };
 }
 
-async function saveAll(page, numFiles) {
-  const downloads = [];
-  page.on('download', (download) => downloads.push(download));
-  await page.getByRole('button', { name: 'Save all' }).click();
-  await expectSoon(() => downloads.length === numFiles, () => `${downloads.length} of ${numFiles} files were saved`);
-  page.removeAllListeners('download');
-  return Promise.all(downloads.map(async (download) => readFileSync(await download.path())));
-}
+const saveAll = async (page) => unzipSync((await save(page, page.getByText('Save all as zip'))).bytes);
+const stateOf = (page, name) => card(page, name).locator('.state').innerText();
 
-async function expectSoon(isTrue, describe) {
-  for (const end = Date.now() + 10000; !isTrue();) {
-    assert.ok(Date.now() < end, describe());
-    await new Promise((resolve) => { setTimeout(resolve, 20); });
-  }
-}
-
-async function convertRaw(page, name) {
-  await setNumber(card(page, name), 'Load address', 'hexadecimal', '8000');
-  await card(page, name).getByRole('button', { name: 'Convert' }).click();
-}
-
-// 32 MiB of Intel HEX.
-function largeHexFile() {
-  const path = join(scratch, 'large.hex');
-  const lines = [];
-  const record = (bytes) => {
-    const sum = bytes.reduce((a, b) => a + b, 0);
-    return `:${Buffer.from([...bytes, -sum & 0xFF]).toString('hex').toUpperCase()}\n`;
-  };
-  const data = Array.from({ length: 32 }, (_, i) => 7 * i & 0xFF);
-  for (let i = 0, chars = 0; chars < 2 ** 25; ++i) {
-    const addr = 32 * i;
-    const line = (addr & 0xFFFF ? '' : record([2, 0, 0, 4, addr >> 24, addr >> 16 & 0xFF])) +
-      record([32, addr >> 8 & 0xFF, addr & 0xFF, 0, ...data]);
-    lines.push(line);
-    chars += line.length;
-  }
-  writeFileSync(path, lines.join(''));
-  return path;
-}
-
-for (const origin of ['file', 'http']) {
-  describe(`opened by ${origin}`, () => {
-    test('samples are saved as the program writes them', () => withPage(origin, {}, async (page) => {
+for (const url of [PAGE_URL, HTTP_URL]) {
+  test(`samples are saved as the program writes them, opened by ${url.split(':')[0]}`, () =>
+    withPage({ url }, async (page) => {
       await drop(page, ...samples.map((name) => join(EXAMPLES, name)));
       for (const name of samples.filter((sample) => sample.endsWith('.bin'))) {
-        await convertRaw(page, name);
+        await setNumber(card(page, name), /Load address/, '8000');
       }
-      const cases = [['BlockAlign', 8192], ['BlockAlign', 34], ['BlockAlign', 96], ['BlockAlign', 512], ['LineAlign', 0]];
-      for (const [option, value] of cases) {
-        const legend = option === 'BlockAlign' ? /Block size/ : /Line group/;
-        await setNumber(page, legend, 'decimal', String(value));
-        for (const name of samples) {
-          await waitForState(page, name, 'done');
+      for (const [label, option, value] of [[/Block size/, '-BlockAlign', 8192], [/Block size/, '-BlockAlign', 34],
+        [/Block size/, '-BlockAlign', 96], [/Block size/, '-BlockAlign', 8192], [/Line align/, '-LineAlign', 0]]) {
+        await setNumber(page, label, String(value));
+        const proved = samples.filter((name) => name !== 'beyond-32-bits.hex');
+        for (const name of proved) {
+          await waitForState(page, name, 'proved');
         }
-        const saved = await saveAll(page, samples.length);
-        samples.forEach((name, i) => {
-          const hexValue = value.toString(16);
-          assert.ok(saved[i].equals(conditionNatively(scratch, join(EXAMPLES, name), `-${option}`, hexValue)),
-            `${name} with ${option} ${value}`);
+        const expected = proved.map((name) => conditionNatively(scratch, join(EXAMPLES, name),
+          ...(name.endsWith('.bin') ? ['-a', '8000'] : [option, value.toString(16)])));
+        const saved = Object.entries(await saveAll(page));
+        assert.equal(saved.length, proved.length);
+        saved.forEach(([name, bytes], i) => {
+          const isSame = proved[i].endsWith('.bin') && value !== 8192 || expected[i].equals(Buffer.from(bytes));
+          assert.ok(isSame, `${proved[i]} as ${name} with ${option} ${value}`);
         });
-        await setNumber(page, /Block size/, 'decimal', '8192');
+        assert.deepEqual(saved.slice(-3).map(([name]) => name), ['sample-6.srec', 'sample-7.srec', 'two-blocks.srec']);
       }
     }));
-
-    test('refused files say why, as the check does', () => withPage(origin, {}, async (page) => {
-      await drop(page, ...refused.map((name) => join(EXAMPLES, 'refused', name)));
-      for (const name of refused) {
-        const found = await waitForState(page, name, 'refused', 'done');
-        const shown = (await found.locator('.message > div').first().innerText()).split('\n');
-        const [first, excerpt, mark] = checkNatively(join(EXAMPLES, 'refused', name));
-        const [, line, text] = /^.*?(?::(\d+))?: (?:error|warning): (.*)$/.exec(first);
-        assert.equal(shown[0], `${line ? `Line ${line}: ` : ''}${text}`, name);
-        if (excerpt) {
-          const marked = shown.findIndex((row) => row.trim() === '^');
-          const gutter = shown[marked - 1].length - excerpt.slice(2).length;
-          assert.equal(shown[marked - 1].slice(gutter), excerpt.slice(2), name);
-          assert.equal(shown[marked].indexOf('^') - gutter, mark.indexOf('^') - 2, name);
-        }
-      }
-    }));
-
-    test('a large file moves the bar, leaves the page alive and can be cancelled', () => withPage(origin, {}, async (page) => {
-      await page.evaluate(() => {
-        window.seen = { values: new Set(), longestFrame: 0 };
-        let last = performance.now();
-        const look = (now) => {
-          const bar = document.querySelector('progress');
-          if (bar && !bar.hidden) {
-            window.seen.values.add(bar.value);
-            window.seen.longestFrame = Math.max(window.seen.longestFrame, now - last);
-          }
-          last = now;
-          requestAnimationFrame(look);
-        };
-        requestAnimationFrame(look);
-      });
-      await page.setInputFiles('#choose', largeHexFile());
-      await waitForState(page, 'large.hex', 'running');
-      await page.waitForFunction(() => {
-        const cancel = [...document.querySelectorAll('button')].find((button) => button.textContent === 'Cancel');
-        return document.querySelector('progress').value > 0.1 && (cancel.click(), true);
-      });
-      await waitForState(page, 'large.hex', 'cancelled');
-      await card(page, 'large.hex').getByRole('button', { name: 'Convert' }).click();
-      await waitForState(page, 'large.hex', 'done');
-      const { values, longestFrame } = await page.evaluate(() => ({ ...window.seen, values: [...window.seen.values] }));
-      assert.ok(values.length > 6, `the bar showed ${values}`);
-      assert.ok(longestFrame < 1000, `a frame took ${longestFrame} ms`);
-      const saved = await save(page, 'large.hex');
-      assert.equal(saved.name, 'large.srec');
-      assert.ok(saved.bytes.equals(conditionNatively(scratch, join(scratch, 'large.hex'), '-balign', '2000')));
-    }));
-  });
 }
 
-test('the page cannot connect to anything', () => withPage('http', { mayLog: /Content Security Policy/ }, async (page) => {
-  const refusals = await page.evaluate(async () => {
-    const violations = [];
-    document.addEventListener('securitypolicyviolation', (event) => violations.push(event.effectiveDirective));
-    await fetch('/x').catch(() => {});
-    navigator.sendBeacon('/x');
-    const script = document.createElement('script');
-    script.textContent = 'window.injected = true';
-    document.body.append(script);
-    await new Promise((resolve) => { setTimeout(resolve, 100); });
-    return [...violations.sort(), window.injected ?? 'not run'];
-  });
-  assert.deepEqual(refusals, ['connect-src', 'connect-src', 'script-src-elem', 'not run']);
-}));
-
-test('numbers are shown both ways, and wrong ones are not used', () => withPage('file', {}, async (page) => {
-  await drop(page, join(EXAMPLES, 'sample.hex'));
-  const block = page.getByRole('group', { name: /Block size/ });
-  const rows = [['hexadecimal', '1000', '4096', '0x1000', 'done'], ['decimal', '1000', '1000', '0x3E8', 'done'],
-    ['decimal', '81', '81', '0x51', 'invalid'], ['hexadecimal', '0x20', '32', '0x20', 'invalid'],
-    ['decimal', '12a', '12a', '', 'invalid'], ['decimal', '4294967296', '4294967296', '0x100000000', 'invalid']];
-  for (const [box, typed, decimal, hexadecimal, state] of rows) {
-    await setNumber(page, /Block size/, box, typed);
-    assert.equal(await block.getByLabel('decimal', { exact: true }).inputValue(), decimal, typed);
-    assert.equal(await block.getByLabel('hexadecimal', { exact: true }).inputValue(), hexadecimal, typed);
-    await waitForState(page, 'sample.hex', state);
+test('findings are those of the check, with the lines around them', () => withPage({}, async (page) => {
+  const windows = ':0400000001020304F2\r\n:0400040001020304EE\r\n\r\n:0400080001020304FF\r\n:00000001FF\r\n';
+  const paths = [...refused, scratchFile('windows.hex', windows), scratchFile('empty.hex', ''), scratchFile('cut.hex', windows.slice(0, 20))];
+  await drop(page, ...paths);
+  for (const path of paths) {
+    const found = await waitForState(page, path.split('/').at(-1), 'refused', 'proved');
+    const shown = await found.locator(':is(.error, .warning, .note)').evaluateAll((all) => all.flatMap((one) => [
+      one.querySelector('p').textContent, ...[...one.querySelectorAll('pre b')].flatMap((b) => b.textContent.trimEnd().split('\n').map((row) => row.trim()))]));
+    const expected = checkNatively(path).stderr.filter(Boolean).flatMap((row) => {
+      const [, line, level, text] = /^\S.*?(?::(\d+))?: (error|warning|note): (.*)$/.exec(row) ?? [];
+      return text === 'first defined here' ? [] : text === undefined ? [row.trim()] : [`${line ? `Line ${line}: ` : ''}${level === 'error' ? '' : `${level}: `}${text}`];
+    });
+    assert.deepEqual(shown.map((row) => row.replace(/^\d+ {2}/, '')), expected, path);
   }
+  assert.deepEqual((await card(page, 'windows.hex').locator('pre').innerText()).split('\n').map((row) => row.trim()).filter((row) => row !== '^'),
+    ['2  :0400040001020304EE', '3', '4  :0400080001020304FF', '5  :00000001FF', '']);
+  assert.equal(await stateOf(page, 'cut.hex'), 'Proved, 1 warning');
 }));
 
-test('what does not fit into memory is said', () => withPage('file', {}, async (page) => {
-  const path = join(scratch, 'huge.hex');
-  writeFileSync(path, '');
-  truncateSync(path, 3 * 2 ** 30);
+test('an output that breaks a promise, or has another byte, is never called proved', async () => {
+  for (const fault of ['pieces[0][8] |= 32;', 'pieces[0][9] ^= 1; pieces[0][73] -= 1;']) {
+    await withPage({ url: plant('begin(TEST,', `${fault} begin(TEST,`) }, async (page) => {
+      await drop(page, GAPS, join(EXAMPLES, 'beyond-32-bits.hex'));
+      const found = await waitForState(page, 'gaps.hex', 'unproved');
+      assert.match(await found.innerText(), /Not proved[^]*Save gaps.srec \(not proved\)/);
+      assert.equal(await found.locator('.primary:visible, .proof').count(), 0);
+      assert.ok(await page.getByText('Save all as zip').isDisabled());
+    });
+  }
+});
+
+test('a result stays while another is made, and when that is cancelled', () => withPage({}, async (page) => {
+  const path = scratchFile('large.hex', hexText(2 ** 25));
   await page.setInputFiles('#choose', path);
-  assert.match(await (await waitForState(page, 'huge.hex', 'failed')).innerText(), /does not fit into this browser/);
+  await waitForState(page, 'large.hex', 'proved');
+  await setNumber(page, /Block size/, '4096');
+  const running = await waitForState(page, 'large.hex', 'running');
+  let asked = '';
+  page.on('dialog', (dialog) => { asked = dialog.type(); dialog.dismiss(); });
+  await page.evaluate(() => { setTimeout(() => location.reload()); });
+  await page.waitForFunction(() => document.querySelector('progress').value > 0.2);
+  assert.equal(asked, 'beforeunload');
+  assert.match(await running.innerText(), /Save large.srec \(out of date\)[^]*made with block size 8,192/);
+  await page.keyboard.press('Escape');
+  const cancelled = await waitForState(page, 'large.hex', 'cancelled');
+  const saved = await save(page, cancelled.getByText('Save large.srec (out of date)'));
+  assert.ok(saved.bytes.equals(conditionNatively(scratch, path)));
+  await cancelled.getByText('Convert').click();
+  await waitForState(page, 'large.hex', 'proved');
+  const { bytes } = await save(page, page.getByText('Save large.srec'));
+  assert.ok(bytes.equals(conditionNatively(scratch, path, '-balign', '1000')));
 }));
 
-test('pictures can be read with the keyboard', () => withPage('file', {}, async (page) => {
-  await drop(page, join(EXAMPLES, 'gaps.hex'));
-  await setNumber(page, /Block size/, 'decimal', '96');
-  const found = await waitForState(page, 'gaps.hex', 'done');
-  const spoken = () => page.evaluate(() => document.activeElement.getAttribute('aria-label'));
-  await found.locator('svg.map [tabindex="0"]').focus();
-  await page.keyboard.press('ArrowDown');
-  assert.match(await spoken(), /^Nothing from 0x00000028 to 0x0000FFFB: 65,492 bytes/);
-  await page.keyboard.press('End');
-  assert.match(await spoken(), /^0xFFFFFFF0 to 0xFFFFFFFF: 16 bytes/);
-  await page.keyboard.press('Tab');
-  assert.equal(await spoken(), 'Table of runs');
-  await page.keyboard.press('Tab');
-  assert.match(await spoken(), /^S1 record: 0x00000000 to 0x0000001F; block 0, offset 0x0 to 0x4B/);
-  const parts = await found.locator('svg.blocks .part').evaluateAll((all) => all.map((one) => one.getAttribute('aria-label')));
-  for (const kind of [/^Fill: /, /cut here/, /rest of a cut record/, /^End record/]) {
-    assert.ok(parts.some((one) => kind.test(one)), `${kind} in ${parts}`);
+test('a file that has changed is refused, and takes its old place when it is chosen again', () => withPage({}, async (page) => {
+  const changes = [(path) => appendFileSync(path, 'x'), (path) => truncateSync(path, 3), (path) => rmSync(path)];
+  for (const [i, change] of changes.entries()) {
+    const path = join(scratch, `file-${i}.bin`);
+    copyFileSync(join(EXAMPLES, 'sample.bin'), path);
+    await page.setInputFiles('#choose', path);
+    change(path);
+    await setNumber(card(page, `file-${i}.bin`), /Load address/, '8000000');
+    assert.match(await (await waitForState(page, `file-${i}.bin`, 'refused')).innerText(), /Choose it again/);
+    copyFileSync(join(EXAMPLES, 'sample.bin'), path);
+    await page.setInputFiles('#choose', path);
+    await waitForState(page, `file-${i}.bin`, 'proved');
+  }
+  assert.equal(await page.locator('.card').count(), changes.length);
+}));
+
+test('numbers are read both ways, and wrong ones are said at their field and lose nothing', () => withPage({}, async (page) => {
+  await drop(page, GAPS);
+  const rows = [['0x1000', '= 4,096', '', 'Proved'], ['1000', '= 0x3E8', '', 'Proved'], ['81', '= 0x51', '34 or more, and even', 'Out of date'],
+    ['0x20', '= 32', '34 or more, and even', 'Out of date'], ['12a', '', 'digits, or 0x and hexadecimal digits', 'Out of date'],
+    ['4294967296', '= 0x100000000', '4,294,967,294 or less', 'Out of date'], ['1000', '= 0x3E8', '', 'Proved']];
+  const field = page.locator('.number', { hasText: 'Block size' });
+  for (const [typed, reading, problem, verdict] of rows) {
+    await setNumber(page, /Block size/, typed);
+    await page.waitForFunction((text) => document.querySelector('.state').textContent === text, verdict);
+    assert.deepEqual([await field.locator('.reading').innerText(), await field.locator('.problem').innerText()], [reading, problem], typed);
+    assert.match(await card(page, 'gaps.hex').innerText(), /Save gaps.srec/);
+  }
+  await page.reload();
+  assert.equal(await page.getByLabel(/Block size/).inputValue(), '1000');
+}));
+
+test('the command line that is shown makes the same output', () => withPage({}, async (page) => {
+  const name = 'it’s a "test".bin';
+  copyFileSync(join(EXAMPLES, 'sample.bin'), join(scratch, name));
+  await page.setInputFiles('#choose', join(scratch, name));
+  await setNumber(card(page, name), /Load address/, '1000');
+  for (const change of [() => {}, () => setNumber(page, /Block size/, '512'), () => setNumber(page, /Line align/, '16'),
+    () => card(page, name).getByLabel('Output name').fill('-new')]) {
+    await change();
+    const found = await waitForState(page, name, 'proved');
+    const saved = await save(page, found.locator('.save'));
+    execFileSync('sh', ['-ec', await found.locator('.command code').innerText()],
+      { cwd: scratch, env: { ...process.env, PATH: `${NATIVE}:${process.env.PATH}` } });
+    assert.ok(saved.bytes.equals(readFileSync(join(scratch, saved.name.replace(/_/g, '"')))), saved.name);
   }
 }));
 
-test('a file with very many runs and records is drawn with few parts, and all blocks can be reached', () =>
-  withPage('file', {}, async (page) => {
-    const path = join(scratch, 'sparse.srec');
-    const record = (addr) => {
-      const body = Buffer.from([4, addr >> 8, addr & 0xFF, 0]);
-      return `S1${body.toString('hex')}${(~body.reduce((a, b) => a + b) & 0xFF).toString(16).padStart(2, '0')}\n`;
-    };
-    writeFileSync(path, Array.from({ length: 20000 }, (_, i) => record(3 * i + 1000 * (i >> 12))).join(''));
-    await page.setInputFiles('#choose', path);
-    const found = await waitForState(page, 'sparse.srec', 'done');
-    assert.match(await found.innerText(), /20,000 runs are drawn as 5 areas[^]*19,980 runs not shown/);
-    assert.match(await found.locator('.warning').innerText(), /^Line 20,000: no end record/);
-    assert.ok(await found.locator('.part').count() < 8 * 130 + 10);
-    await found.getByRole('button', { name: 'Last' }).click();
-    await page.getByText('Blocks 32 to 34 of 0 to 34').waitFor();
-    assert.match(await found.locator('svg.blocks .part').last().getAttribute('aria-label'), /^End record; block 34/);
+test('blocks are shown as the check counts them, and found by address', () => withPage({}, async (page) => {
+  for (const blockSize of ['96', '34']) {
+    await page.goto(`${PAGE_URL}#BlockAlign=${blockSize}`);
+    await page.reload();
+    await drop(page, GAPS);
+    const found = await waitForState(page, 'gaps.hex', 'proved');
+    const output = scratchFile('gaps.srec', conditionNatively(scratch, GAPS, '-balign', Number(blockSize).toString(16)));
+    const table = checkNatively('--blocks', '--block', blockSize, output).stdout.slice(1, -2).map((row) => row.trim().split(/ +/));
+    const lines = [];
+    for (const [i, [, records, bytes, cut, fill]] of table.entries()) {
+      await found.locator(`pre[aria-label="Text of block ${i}"]`).waitFor();
+      const place = (await found.locator('.blocks [role=status]').innerText()).replace(/s\b/g, '');
+      assert.ok(place.endsWith(`${records} record, ${bytes} byte, ${fill} character of fill`), place);
+      lines.push(...(await found.locator('.block').evaluate((block) => {
+        getSelection().selectAllChildren(block);
+        return getSelection().toString();
+      })).split('\n').filter((line) => line && !line.startsWith('Free')));
+      const notes = await found.locator('.record').evaluateAll((all) => all.map((one) => one.dataset.note).join());
+      assert.equal(notes.includes('cut here'), cut === 'yes', place);
+      assert.equal(notes.includes('the rest of'), table.slice(0, i).findLast(([, count]) => count !== '0')?.[3] === 'yes', place);
+      if (i + 1 < table.length) {
+        await found.getByText('Next', { exact: true }).click();
+      }
+    }
+    assert.equal(lines.join(''), readFileSync(output, 'latin1').replaceAll('\r\n', ''));
+    await found.getByText('0x08000011', { exact: true }).last().click();
+    assert.match(await found.locator('.sought').innerText(), /^S31408000011/);
+    await setNumber(found, 'Address', '8000010');
+    assert.match(await found.locator('.blocks').innerText(), /There is no byte at 0x08000010/);
+  }
+}));
+
+test('a file with very many runs is drawn with few parts', () => withPage({}, async (page) => {
+  const records = Array.from({ length: 20000 }, (_, i) => 3 * i + 1000 * (i >> 12)).map((addr) => hexRecord(1, addr >> 8, addr & 0xFF, 0, 0));
+  await page.setInputFiles('#choose', scratchFile('sparse.hex', records.join('')));
+  const found = await waitForState(page, 'sparse.hex', 'proved');
+  assert.match(await found.innerText(), /20,000 runs are drawn as 5 areas[^]*19,000 runs not listed/);
+}));
+
+test('a batch has a summary, and is removed at once', () => withPage({}, async (page) => {
+  await drop(page, GAPS, scratchFile('cut.hex', ':0100000000FF\n'), refused[0], join(EXAMPLES, 'sample.bin'));
+  await page.locator('#summary').getByText('2 proved, 1 of them with warnings; 1 refused; 1 without a load address').waitFor();
+  await page.getByText('Remove all').click();
+  assert.equal(await page.locator('.card').count(), 0);
+}));
+
+test('a dropped folder gives its files, or a sentence where the browser keeps it closed', async () => {
+  mkdirSync(join(scratch, 'folder/inner'), { recursive: true });
+  for (const name of ['a.hex', 'inner/b.hex', 'notes.md']) {
+    copyFileSync(GAPS, join(scratch, 'folder', name));
+  }
+  for (const [url, notice, headings] of [[HTTP_URL, 'folder: 1 file of other kinds left out.', ['folder/a.hex', 'folder/inner/b.hex']],
+    [PAGE_URL, 'The folder folder could not be opened. Choose its files instead.', []]]) {
+    await withPage({ url }, async (page) => {
+      const session = await page.context().newCDPSession(page);
+      const data = { items: [], files: [join(scratch, 'folder')], dragOperationsMask: 1 };
+      for (const type of ['dragEnter', 'dragOver', 'drop']) {
+        await session.send('Input.dispatchDragEvent', { type, x: 300, y: 200, data });
+      }
+      await page.getByText(notice).waitFor();
+      assert.deepEqual((await page.locator('.card h2').allInnerTexts()).sort(), headings);
+    });
+  }
+});
+
+test('what the browser cannot do is said in a sentence', async () => {
+  const cases = [[{ javaScriptEnabled: false }, () => {}], [{}, () => { delete window.WebAssembly; }], [{}, () => { WebAssembly.validate = () => false; }]];
+  for (const [options, prepare] of cases) {
+    const page = await browser.newPage(options);
+    await page.addInitScript(prepare);
+    await page.goto(PAGE_URL);
+    assert.ok(await page.getByText('This page needs JavaScript, and WebAssembly').isVisible());
+    assert.ok(!await page.locator('#drop').isVisible());
+    await page.close();
+  }
+  await withPage({}, async (page) => {
+    truncateSync(scratchFile('huge.hex', ''), 3 * 2 ** 30);
+    await page.setInputFiles('#choose', join(scratch, 'huge.hex'));
+    assert.match(await (await waitForState(page, 'huge.hex', 'refused')).innerText(), /does not fit into this browser’s memory/);
+  });
+});
+
+test('the page cannot connect to anything', () =>
+  withPage({ url: HTTP_URL, mayLog: /Content Security Policy/ }, async (page) => {
+    const refusals = await page.evaluate(async () => {
+      const violations = [];
+      document.addEventListener('securitypolicyviolation', (event) => violations.push(event.effectiveDirective));
+      await fetch('/x').catch(() => {});
+      navigator.sendBeacon('/x');
+      const script = document.createElement('script');
+      script.textContent = 'window.injected = true';
+      document.body.append(script);
+      await new Promise((resolve) => { setTimeout(resolve, 100); });
+      return [...violations.sort(), window.injected ?? 'not run'];
+    });
+    assert.deepEqual(refusals, ['connect-src', 'connect-src', 'script-src-elem', 'not run']);
   }));
 
-for (const [colorScheme, width] of [['light', 1180], ['dark', 360]]) {
-  test(`nothing serious is inaccessible, overlaps or sticks out: ${colorScheme}, ${width} pixels`, () =>
-    withPage('file', { colorScheme, viewport: { width, height: 800 } }, async (page) => {
-      await drop(page, join(EXAMPLES, 'gaps.hex'), join(EXAMPLES, 'refused/checksum.hex'), join(EXAMPLES, 'sample.bin'));
-      await waitForState(page, 'checksum.hex', 'refused');
-      await page.locator('.card details').first().evaluate((details) => { details.open = true; });
-      await page.locator('svg.blocks .part').first().waitFor();
+for (const [colorScheme, width, forcedColors] of [['light', 1180, 'none'], ['dark', 360, 'none'], ['light', 360, 'active']]) {
+  test(`nothing is inaccessible or sticks out, in any state: ${colorScheme}, ${width} pixels, forced colours ${forcedColors}`, () =>
+    withPage({ url: plant('let bytes = await load(file);', "if (file.name === 'slow.hex') { await new Promise(() => {}); }\n  let bytes = await load(file);"),
+      colorScheme, forcedColors, viewport: { width, height: 800 } }, async (page) => {
       // The page's own policy keeps scripts out, so this one comes by way of the debugger.
       await page.evaluate(axe.source);
-      const { violations } = await page.evaluate(() => window.axe.run());
-      assert.deepEqual(violations.filter(({ impact }) => ['serious', 'critical'].includes(impact))
-        .map(({ id, nodes }) => [id, nodes.map((node) => node.html)]), []);
-      const layout = await page.evaluate(() => {
-        const boxes = [...document.querySelectorAll('svg text')].map((text) => [text.textContent, text.getBoundingClientRect()]);
-        const touching = boxes.flatMap(([a, p], i) => boxes.slice(i + 1)
-          .filter(([, q]) => p.width && q.width && p.left < q.right && q.left < p.right && p.top + 2 < q.bottom && q.top + 2 < p.bottom)
-          .map(([b]) => `${a} and ${b}`));
-        return { touching, width: document.documentElement.scrollWidth };
-      });
-      assert.deepEqual(layout, { touching: [], width });
+      const look = async (states) => {
+        const { violations } = await page.evaluate(() => window.axe.run());
+        assert.deepEqual(violations.map(({ id, nodes }) => [id, nodes.map((node) => node.html)]), []);
+        const shown = await page.evaluate(() => [document.documentElement.scrollWidth, ...[...document.querySelectorAll('.card')].map((one) => one.dataset.state)]);
+        assert.deepEqual(shown, [width, ...states]);
+      };
+      const slow = scratchFile('slow.hex', hexText(100));
+      const long = scratchFile(`${'x'.repeat(240)}.hex`, hexText(100));
+      await look([]);
+      await drop(page, GAPS, long, join(EXAMPLES, 'beyond-32-bits.hex'), join(EXAMPLES, 'refused/checksum.hex'), join(EXAMPLES, 'sample.bin'), slow);
+      await waitForState(page, 'slow.hex', 'running');
+      await drop(page, scratchFile('last.hex', hexText(100)));
+      await page.locator('.card details').first().evaluate((details) => { details.open = true; });
+      await page.locator('.block .record').first().waitFor();
+      await look(['proved', 'proved', 'unproved', 'refused', 'ready', 'running', 'queued']);
+      await page.keyboard.press('Escape');
+      await setNumber(page, /Block size/, '33');
+      await look(['outdated', 'outdated', 'outdated', 'refused', 'ready', 'cancelled', 'cancelled']);
     }));
 }

@@ -9,7 +9,7 @@ import { chromium } from 'playwright-core';
 export const ROOT = join(dirname(fileURLToPath(import.meta.url)), '..', '..');
 export const PAGE = join(ROOT, 'build/web/blockfit.html');
 export const PAGE_URL = pathToFileURL(PAGE).href;
-const NATIVE = join(ROOT, 'build/release');
+export const NATIVE = join(ROOT, 'build/release');
 
 export const launch = () => chromium.launch({
   executablePath: '/usr/bin/chromium',
@@ -32,9 +32,11 @@ export async function drop(page, ...paths) {
 
 export const card = (page, name) => page.locator('.card', { has: page.getByRole('heading', { name, exact: true }) });
 
-export const setNumber = (scope, legend, box, text) =>
-  scope.getByRole('group', { name: legend }).getByRole('textbox', { name: box, exact: true })
-    .fill(text).then(() => scope.page?.().keyboard.press('Enter') ?? scope.keyboard.press('Enter'));
+export async function setNumber(scope, label, text) {
+  const box = scope.getByLabel(label, { exact: true });
+  await box.fill(text);
+  await box.press('Enter');
+}
 
 export async function waitForState(page, name, ...states) {
   const found = card(page, name).and(page.locator(states.map((state) => `[data-state="${state}"]`).join()));
@@ -42,12 +44,29 @@ export async function waitForState(page, name, ...states) {
   return found;
 }
 
-// Runs the native program in a folder and returns the file it writes.
-export function conditionNatively(folder, path, option, value) {
-  execFileSync(join(NATIVE, 'Blockfit'), ['-a', '8000', option, value, path], { cwd: folder });
-  return readFileSync(join(folder, basename(path).replace(/\.[^.]*$/, '.srec')));
+// Runs the native program in a folder and returns the file that it writes.
+export function conditionNatively(folder, path, ...options) {
+  execFileSync(join(NATIVE, 'Blockfit'), [...options, '-o', 'native', path], { cwd: folder });
+  return readFileSync(join(folder, 'native.srec'));
 }
 
-// Returns what the native check finds in a file, in lines.
-export const checkNatively = (path) =>
-  spawnSync(join(NATIVE, 'blockfit-check'), [path], { encoding: 'utf8' }).stderr.split('\n');
+// Runs the native check and returns what it prints, as lines.
+export function checkNatively(...args) {
+  const { stdout, stderr } = spawnSync(join(NATIVE, 'blockfit-check'), args, { encoding: 'utf8' });
+  return { stdout: stdout.split('\n'), stderr: stderr.split('\n') };
+}
+
+export function hexRecord(...bytes) {
+  const sum = bytes.reduce((a, b) => a + b, 0);
+  return `:${Buffer.from([...bytes, -sum & 0xFF]).toString('hex').toUpperCase()}\n`;
+}
+
+// Intel HEX text of about numChars characters, with ascending addresses.
+export function hexText(numChars) {
+  const data = Array.from({ length: 32 }, (_, i) => 7 * i & 0xFF);
+  const lines = [];
+  for (let addr = 0, left = numChars; left > 0; addr += 32, left -= lines.at(-1).length) {
+    lines.push((addr & 0xFFFF ? '' : hexRecord(2, 0, 0, 4, addr >> 24, addr >> 16 & 0xFF)) + hexRecord(32, addr >> 8 & 0xFF, addr & 0xFF, 0, ...data));
+  }
+  return `${lines.join('')}:00000001FF\n`;
+}
