@@ -1,0 +1,54 @@
+// The main path in Firefox: files are chosen, converted, shown and saved as one zip file; one that is damaged is refused.
+
+import assert from 'node:assert/strict';
+import { mkdtempSync, readFileSync, rmSync } from 'node:fs';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
+import { test } from 'node:test';
+import { unzipSync } from 'fflate';
+import puppeteer from 'puppeteer-core';
+import { PAGE_URL, ROOT, conditionNatively } from './support.mjs';
+
+test('Firefox converts files, shows their blocks and saves them', async () => {
+  const folder = mkdtempSync(join(tmpdir(), 'blockfit-firefox-'));
+  const browser = await puppeteer.launch({
+    browser: 'firefox',
+    executablePath: '/usr/bin/firefox-esr',
+    extraPrefsFirefox: {
+      'browser.download.dir': folder, 'browser.download.folderList': 2, 'browser.download.useDownloadDir': true,
+      'browser.download.always_ask_before_handling_new_types': false,
+    },
+  });
+  try {
+    const page = await browser.newPage();
+    const errors = [];
+    page.on('pageerror', (error) => errors.push(error.message));
+    page.on('console', (message) => errors.push(message.text()));
+    await page.goto(PAGE_URL);
+    const paths = ['gaps.hex', 'sample.s19', 'sample.bin', 'refused/checksum.hex'].map((name) => join(ROOT, 'examples', name));
+    await (await page.$('#choose')).uploadFile(...paths);
+    await page.waitForSelector('[data-state="ready"] input');
+    await page.locator('[data-state="ready"] input').fill('8000');
+    await page.keyboard.press('Enter');
+    await page.waitForFunction(() => document.querySelector('#summary').textContent === '3 proved; 1 refused');
+    await page.locator('.card summary').click();
+    await page.waitForSelector('.block .record');
+    await page.locator('#save-all').click();
+    const zip = join(folder, 'blockfit.zip');
+    let saved;
+    for (const end = Date.now() + 20000; !saved;) {
+      assert.ok(Date.now() < end, 'no zip file was saved');
+      await new Promise((resolve) => { setTimeout(resolve, 100); });
+      try { // Firefox names the file before it has written it
+        saved = Object.values(unzipSync(readFileSync(zip)));
+      } catch {}
+    }
+    saved.forEach((bytes, i) => {
+      assert.ok(conditionNatively(folder, paths[i], ...(i === 2 ? ['-a', '8000'] : [])).equals(Buffer.from(bytes)), paths[i]);
+    });
+    assert.deepEqual([saved.length, errors], [3, []]);
+  } finally {
+    await browser.close();
+    rmSync(folder, { recursive: true });
+  }
+});
