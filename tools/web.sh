@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Builds the page, build/web/blockfit.html, which has the program in it, and tests it in a browser.
-# With the argument "build" it only builds; with "screenshots" it makes the documentation's pictures of the page anew.
+# Builds the page, build/web/blockfit.html, which has the program in it, and tests it in Chromium and Firefox.
+# With the argument "build" it only builds; with "screenshots" it makes the documentation's pictures of the page anew;
+# with "speed" it prints how the page's times compare with the native programs'.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -32,6 +33,8 @@ cd web
 if [[ $Task == screenshots ]]; then
   node test/screenshots.mjs
   pngquant --force --ext .png --speed 1 ../docs/web-*.png
+elif [[ $Task == speed ]]; then
+  node test/speed.mjs
 else
   for Test in test/*.test.mjs; do
     node --test "$Test"
