@@ -31,10 +31,10 @@ echo "build/web/blockfit.html: $Size bytes"
 build release
 cd web
 if [[ $Task == screenshots ]]; then
-  node test/screenshots.mjs
+  node ../tools/lib/screenshots.mjs
   pngquant --force --ext .png --speed 1 ../docs/web-*.png
 elif [[ $Task == speed ]]; then
-  node test/speed.mjs
+  node ../bench/page_speed.mjs
 else
   for Test in test/*.test.mjs; do
     node --test "$Test"

@@ -1,12 +1,12 @@
 // Prints how the page's times compare with the native programs' for the same work: the conversion and both checks. Names
-// no limit and judges nothing. speed.mjs [PAGE]: another page than the one that has been built.
+// no limit and judges nothing. tools/web.sh speed runs it; page_speed.mjs PAGE measures another page.
 
 import { execFileSync } from 'node:child_process';
 import { mkdtempSync, rmSync, writeFileSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { join, resolve } from 'node:path';
 import { pathToFileURL } from 'node:url';
-import { NATIVE, PAGE, hexText, launch } from './support.mjs';
+import { NATIVE, PAGE, hexText, launch } from '../web/test/support.mjs';
 
 const folder = mkdtempSync(join(tmpdir(), 'blockfit-speed-'));
 const url = pathToFileURL(resolve(process.argv[2] ?? PAGE)).href;

@@ -1,7 +1,7 @@
 // Makes the pictures of the page that the documentation shows: docs/web-light.png and docs/web-dark.png.
 
 import { join } from 'node:path';
-import { PAGE_URL, ROOT, drop, launch, waitForState } from './support.mjs';
+import { PAGE_URL, ROOT, drop, launch, waitForState } from '../../web/test/support.mjs';
 
 const browser = await launch();
 for (const colorScheme of ['light', 'dark']) {
