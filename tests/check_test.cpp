@@ -21,93 +21,18 @@ const std::string MOT_END = "S9030000FC\n";
 const std::string TABLE = "       first        last        size\n";
 const std::string DIGIT = "error: Expected Hex character : 0..9, A..F";
 
-TEST(Check, ExplainsWhyAFileIsRefused) {
-  const std::string At4 = "f.hex:4: " + DIGIT + ": the count asks for 16 digits, the line has 14\n" +
-                          "  :03004000616263\n                 ^\n";
-  const std::string Zeros(500, '0');
-  std::string CrLfs;
-  for (int i = 0; i < 2040; ++i) {
-    CrLfs += "\r\n";
-  }
-  const std::tuple<std::string, std::string, std::string> aCase[] = {
-      {"f.hex", REC + "\r\n\r\n\r\n:03004000616263\r\n", At4},
-      {"f.hex", REC + "\r\r\r:03004000616263\r", At4},
-      {"f.hex", REC + "\n\n\n:03004000616263", At4},
-      {"f.hex", REC + "\n:\x1B[31m~\t" + std::string(1, '\0') + "\x7F\n",
-       "f.hex:2: " + DIGIT + "\n  :\\x1B[31m~\\x09\\x00\\x7F\n   ^\n"},
-      {"f.hex", REC + "\n\x1B", "f.hex:2: error: Unexpected character (Expected: :, Found: \\x1B)\n  \\x1B\n  ^\n"},
-      {"f.hex", ":03003000616263A8\n",
-       "f.hex:1: error: Checksum error ! Expected: 0xA7, found: 0xA8\n  :03003000616263A8\n                 ^\n"},
-      {"f.hex", ":0300300061626361A7\n",
-       "f.hex:1: error: Checksum error ! Expected: 0xA7, found: 0x61: the count asks for 16 digits, the line has 18\n"
-       "  :0300300061626361A7\n                 ^\n"},
-      {"f.hex", REC + " \n", "f.hex:1: error: Expected CR or LF\n  :03003000616263A7 \n                   ^\n"},
-      // A CR LF on the edge of a piece of 4096 bytes.
-      {"f.hex", REC + CrLfs + "x", "f.hex:2041: error: Unexpected character (Expected: :, Found: x)\n  x\n  ^\n"},
-      // Lines that are too long: with the place at the end, and at the start; and one that just fits.
-      {"f.hex", REC + "\n:FF000000" + Zeros + "\n",
-       "f.hex:2: " + DIGIT + ": the count asks for 520 digits, the line has 508\n  ..." + Zeros.substr(0, 70) + "\n" +
-           std::string(75, ' ') + "^\n"},
-      {"f.hex", ":0G" + Zeros, "f.hex:1: " + DIGIT + "\n  :0G" + Zeros.substr(0, 91) + "...\n    ^\n"},
-      {"f.hex", ":0G" + Zeros.substr(0, 97), "f.hex:1: " + DIGIT + "\n  :0G" + Zeros.substr(0, 97) + "\n    ^\n"},
-      {"f.mot", MOT + "\r\rS106004061X263A3", "f.mot:4: " + DIGIT + "\n  S106004061X263A3\n            ^\n"},
-      {"f.mot", "S1060030616263A300\n",
-       "f.mot:1: error: Unexpected character: the count asks for 14 digits, the line has 16\n"
-       "  S1060030616263A300\n                  ^\n"},
-      {"f.mot", MOT + std::string(90000, ' ') + "X",
-       "f.mot:2: error: Unexpected character\n  ..." + std::string(70, ' ') + "X\n" + std::string(75, ' ') + "^\n"},
-      {"f.mot", MOT + std::string(99, ' ') + "X\n",
-       "f.mot:2: error: Unexpected character\n  " + std::string(99, ' ') + "X\n" + std::string(101, ' ') + "^\n"},
-      {"f.mot", MOT + "S 10600406162\n", "f.mot:2: " + DIGIT + "\n  S 10600406162\n               ^\n"},
-      {"f.hex", ":03003000 616263A7", "f.hex:1: " + DIGIT + "\n  :03003000 616263A7\n           ^\n"},
-  };
-  for (const auto& [Name, Text, Expected] : aCase) {
-    WriteFile(Name, Text);
-    EXPECT_EQ("1 " + Expected, Check(Name)) << Text.substr(0, 200);
-  }
-}
-
-TEST(Check, ExplainsAnOverlap) {
-  const std::string Text = ": error: Areas overlap: 0x000000";
-  const auto At = [](size_t Column) { return std::string(2 + Column, ' ') + "^\n"; };
-  const std::string First = "f.hex:1: note: first defined here\n  " + REC + "\n";
-  const std::tuple<std::string, std::string, std::string> aCase[] = {
-      {REC, REC,
-       "f.hex:2" + Text + "30, first defined on line 1, the same bytes\n  " + REC + "\n" + At(9) + First + At(9)},
-      {REC, ":020031006278F3",
-       "f.hex:2" + Text + "31, first defined on line 1, at 0x00000032 there 0x63, here 0x78\n  :020031006278F3\n" +
-           At(9) + First + At(11)},
-      {REC, ":03002F007A7A7A60",
-       "f.hex:2" + Text + "30, first defined on line 1, there 0x61, here 0x7A\n  :03002F007A7A7A60\n" + At(11) + First +
-           At(9)},
-      {REC, ":02002F007A61F4",
-       "f.hex:2" + Text + "30, first defined on line 1, the same bytes\n  :02002F007A61F4\n" + At(11) + First + At(9)},
-      // Two areas with a gap, of which the record has the same bytes; and a line that ends where the address begins.
-      {":0200300061620B\n:02003400636403", ":0600300061627A7A63644C",
-       "f.hex:3" + Text + "30, first defined on line 1, the same bytes\n  :0600300061627A7A63644C\n" + At(9) +
-           "f.hex:1: note: first defined here\n  :0200300061620B\n" + At(9)},
-      {":03002D0078797A65\n" + REC, ":01003000715E",
-       "f.hex:3" + Text + "30, first defined on line 2, there 0x61, here 0x71\n  :01003000715E\n" + At(9) +
-           "f.hex:2: note: first defined here\n  " + REC + "\n" + At(9)},
-  };
-  for (const auto& [Before, Record, Expected] : aCase) {
-    WriteFile("f.hex", Before + "\n" + Record + "\n" + END);
-    EXPECT_EQ("1 " + Expected, Check("f.hex")) << Record;
-  }
-  // The window moves between the S and the type of the refused record.
-  WriteFile("f.mot", MOT + "S" + std::string(70000, '\n') + MOT.substr(1));
-  EXPECT_EQ("1 f.mot:70002" + Text + "30, first defined on line 1, the same bytes\n  " + MOT.substr(1) + At(7) +
-                "f.mot:1: note: first defined here\n  " + MOT + At(8),
-            Check("f.mot"));
-}
-
-/// Checks a text as a data file. Returns the findings: for each its line, the first letter of its level, and its text.
+/// Checks a text as a data file. Returns the findings, each with its line and column, the first letter of its level,
+/// its text and, of an overlap, the line and column where the address was first defined.
 std::string Findings(const std::string& Name, const std::string& Text) {
   WriteFile(Name, Text);
   std::string Found;
   const auto Keep = [](void* pContext, const CheckFinding& Finding) {
-    *static_cast<std::string*>(pContext) +=
-        std::to_string(Finding.Place.Line) + " " + "nwe"[Finding.Level] + " " + Finding.pText + "\n";
+    const auto Show = [](const CheckPlace& At) {
+      return std::to_string(At.Line) + ":" + std::to_string(At.MarkColumn);
+    };
+    *static_cast<std::string*>(pContext) += Show(Finding.Place) + " " + "nwe"[Finding.Level] + " " + Finding.pText +
+                                            (Finding.FirstPlace.Line != 0 ? " <" + Show(Finding.FirstPlace) : "") +
+                                            "\n";
   };
   CheckInput Input;
   EXPECT_NE(CHECK_UNREADABLE, CHECK_OpenInput(&Input, Name.c_str(), 0, {Keep, &Found}));
@@ -115,43 +40,107 @@ std::string Findings(const std::string& Name, const std::string& Text) {
   return Found;
 }
 
+TEST(Check, ExplainsWhyAFileIsRefused) {
+  const std::string Digit = " e Expected Hex character : 0..9, A..F";
+  const std::string Short = Digit + ": the count asks for 16 digits, the line has 14\n";
+  const std::string Checksum = " e Checksum error ! Expected: 0xA7, found: 0x";
+  const std::string Overlap = " e Areas overlap: 0x000000";
+  std::string CrLfs;
+  for (int i = 0; i < 2040; ++i) {
+    CrLfs += "\r\n";
+  }
+  const std::tuple<std::string, std::string, std::string> aCase[] = {
+      {"f.hex", REC + "\r\n\r\n\r\n:03004000616263\r\n", "4:15" + Short},
+      {"f.hex", REC + "\r\r\r:03004000616263\r", "4:15" + Short},
+      {"f.hex", REC + "\n\n\n:03004000616263", "4:15" + Short},
+      {"f.hex", ":03003000 616263A7", "1:9" + Digit + "\n"},
+      {"f.hex", REC + "\n\x1B", "2:0 e Unexpected character (Expected: :, Found: \\x1B)\n"},
+      {"f.hex", REC + CrLfs + "x",
+       "2041:0 e Unexpected character (Expected: :, Found: x)\n"},  // read in pieces of 4096
+      {"f.hex", ":03003000616263A8\n", "1:15" + Checksum + "A8\n"},
+      {"f.hex", ":0300300061626361A7\n", "1:15" + Checksum + "61: the count asks for 16 digits, the line has 18\n"},
+      {"f.hex", REC + " \n", "1:17 e Expected CR or LF\n"},
+      {"f.mot", MOT + "\r\rS106004061X263A3", "4:10" + Digit + "\n"},
+      {"f.mot", MOT + "S 10600406162\n", "2:13" + Digit + "\n"},
+      {"f.mot", "S1060030616263A300\n", "1:16 e Unexpected character: the count asks for 14 digits, the line has 16\n"},
+      {"f.hex", REC + "\n" + REC, "2:9" + Overlap + "30, first defined on line 1, the same bytes <1:9\n"},
+      {"f.hex", REC + "\n:020031006278F3",
+       "2:9" + Overlap + "31, first defined on line 1, at 0x00000032 there 0x63, here 0x78 <1:11\n"},
+      {"f.hex", REC + "\n:03002F007A7A7A60",
+       "2:11" + Overlap + "30, first defined on line 1, there 0x61, here 0x7A <1:9\n"},
+      {"f.hex", REC + "\n:02002F007A61F4", "2:11" + Overlap + "30, first defined on line 1, the same bytes <1:9\n"},
+      {"f.hex", ":0200300061620B\n:02003400636403\n:0600300061627A7A63644C",
+       "3:9" + Overlap + "30, first defined on line 1, the same bytes <1:9\n"},
+      {"f.hex", ":03002D0078797A65\n" + REC + "\n:01003000715E",
+       "3:9" + Overlap + "30, first defined on line 2, there 0x61, here 0x71 <2:9\n"},
+      // The window moves between the S and the type of the refused record.
+      {"f.mot", MOT + "S" + std::string(70000, '\n') + MOT.substr(1),
+       "70002:7" + Overlap + "30, first defined on line 1, the same bytes <1:8\n"},
+  };
+  for (const auto& [Name, Text, Expected] : aCase) {
+    EXPECT_EQ(Expected, Findings(Name, Text)) << Text.substr(0, 200);
+  }
+}
+
+TEST(Check, ShowsTheLine) {
+  const std::string Zeros(500, '0');
+  const std::string Unexpected = ": error: Unexpected character\n  ";
+  const std::tuple<std::string, std::string, std::string> aCase[] = {
+      {"f.hex", REC + "\n" + REC,
+       "f.hex:2: error: Areas overlap: 0x00000030, first defined on line 1, the same bytes\n  " + REC +
+           "\n           ^\nf.hex:1: note: first defined here\n  " + REC + "\n           ^\n"},
+      {"f.hex", REC + "\n:\x1B[31m~\t" + std::string(1, '\0') + "\x7F\n",
+       "f.hex:2: " + DIGIT + "\n  :\\x1B[31m~\\x09\\x00\\x7F\n   ^\n"},
+      {"f.hex", ":0G" + Zeros, "f.hex:1: " + DIGIT + "\n  :0G" + Zeros.substr(0, 91) + "...\n    ^\n"},
+      {"f.hex", ":0G" + Zeros.substr(0, 97), "f.hex:1: " + DIGIT + "\n  :0G" + Zeros.substr(0, 97) + "\n    ^\n"},
+      {"f.mot", MOT + std::string(90000, ' ') + "X",
+       "f.mot:2" + Unexpected + "..." + std::string(70, ' ') + "X\n" + std::string(75, ' ') + "^\n"},
+      {"f.mot", MOT + std::string(99, ' ') + "X\n",
+       "f.mot:2" + Unexpected + std::string(99, ' ') + "X\n" + std::string(101, ' ') + "^\n"},
+  };
+  for (const auto& [Name, Text, Expected] : aCase) {
+    WriteFile(Name, Text);
+    EXPECT_EQ("1 " + Expected, Check(Name)) << Text.substr(0, 200);
+  }
+}
+
 TEST(Check, NamesWhatAFileIsInstead) {
   const std::string Elf = "it is an ELF file: convert it with objcopy\n";
   const std::string Gzip = "it is compressed with gzip: unpack it first\n";
   const std::string HexName = "it is an Intel HEX file: rename it to .hex\n";
   const std::tuple<std::string, std::string, std::string> aCase[] = {
-      {"f.hex", "", "1 e Not a hex file: it is empty\n"},
-      {"f.hex", "\r\n" + REC, "1 e Not a hex file: it begins with a blank line or a space: remove it\n"},
-      {"f.hex", "\x7F\x45LF", "1 e Not a hex file: " + Elf},
-      {"f.hex", "\x1F\x8B\x08", "1 e Not a hex file: " + Gzip},
-      {"f.hex", MOT, "1 e Not a hex file: it is an S-record file: rename it to .srec\n"},
-      {"f.hex", "S1060030616263A4\n", "1 e Not a hex file\n"},
-      {"f.mot", REC, "1 e Not a mot file: " + HexName},
-      {"f.bin", "", "0 w the file has no data\n"},
+      {"f.hex", "", "1:0 e Not a hex file: it is empty\n"},
+      {"f.hex", "\r\n" + REC, "1:0 e Not a hex file: it begins with a blank line or a space: remove it\n"},
+      {"f.hex", "\x7F\x45LF", "1:0 e Not a hex file: " + Elf},
+      {"f.hex", "\x1F\x8B\x08", "1:0 e Not a hex file: " + Gzip},
+      {"f.hex", MOT, "1:0 e Not a hex file: it is an S-record file: rename it to .srec\n"},
+      {"f.hex", "S1060030616263A4\n", "1:0 e Not a hex file\n"},
+      {"f.mot", REC, "1:0 e Not a mot file: " + HexName},
+      {"f.bin", "", "0:0 w the file has no data\n"},
       {"f.bin", "\n", ""},
-      {"f.bin", "\x7F\x45LF", "0 w " + Elf},
-      {"f.bin", "\x1F\x8B\x08", "0 n " + Gzip},
-      {"f.bin", REC + "01\n", "0 w " + HexName}};
+      {"f.bin", "\x7F\x45LF", "0:0 w " + Elf},
+      {"f.bin", "\x1F\x8B\x08", "0:0 n " + Gzip},
+      {"f.bin", REC + "01\n", "0:0 w " + HexName}};
   for (const auto& [Name, Bytes, Expected] : aCase) {
     EXPECT_EQ(Expected, Findings(Name, Bytes));
   }
 }
 
 TEST(Check, WarnsOfDataThatMayBeMissing) {
-  const std::string CutOff = " w no end record follows this last record: the file may have been cut off\n";
+  const std::string CutOff = ":0 w no end record follows this last record: the file may have been cut off\n";
   const std::string After =
-      " w a record after the end record: were two files joined? In Intel HEX, the second must set its "
+      ":0 w a record after the end record: were two files joined? In Intel HEX, the second must set its "
       "own upper address\n";
-  const std::string EndMark = " w a byte 0x00 or 0x1A ends the data here: what follows is not read\n";
-  const std::string Unused = " w no data is taken from this record: is its type or length damaged?\n";
+  const std::string EndMark = ":0 w a byte 0x00 or 0x1A ends the data here: what follows is not read\n";
+  const std::string Unused = ":0 w no data is taken from this record: is its type or length damaged?\n";
   const std::string Upper =
-      " w an upper address record has 2 bytes, this one more: what follows may be at wrong addresses\n";
-  const std::string Start = " n the start address 0x";
+      ":0 w an upper address record has 2 bytes, this one more: what follows may be at wrong addresses\n";
+  const std::string Start = ":0 n the start address 0x";
   const std::string Written = " is not written to the output\n";
-  const std::string Header = " n another header: the file is made of several\n";
-  const std::string Beyond = " w data beyond 0xFFFFFFFF: in the output, its addresses start again at 0\n";
+  const std::string Header = ":0 n another header: the file is made of several\n";
+  const std::string Beyond = ":0 w data beyond 0xFFFFFFFF: in the output, its addresses start again at 0\n";
   const auto Count = [](const std::string& Said, const std::string& Read) {
-    return " w the count record says " + Said + " data records, " + Read + " were read: are some missing?\n";
+    return ":0 w the count record says " + Said + " data records, " + Read + " were read: are some missing?\n";
   };
   const std::tuple<std::string, std::string, std::string> aCase[] = {
       {"f.hex", REC + "\n" + END, ""},
@@ -188,7 +177,7 @@ TEST(Check, WarnsOfDataThatMayBeMissing) {
       {"f.mot", MOT + "S5030001FB\nS1040040615A\nS5030005F7\n" + MOT_END, "4" + Count("5", "1")},
       {"f.mot", MOT + "S0030000FC\nS1040040615A\nS5030001FB\n", "2" + Header},
       {"f.mot", "S308FFFFFFFE616263D6\n" + MOT_END, "1" + Beyond},
-      {"f.mot", "S5030001FB\nS10200FD", "1" + Count("1", "0") + "2 e Record too short\n"},
+      {"f.mot", "S5030001FB\nS10200FD", "1" + Count("1", "0") + "2:0 e Record too short\n"},
   };
   for (const auto& [Name, Text, Expected] : aCase) {
     EXPECT_EQ(Expected, Findings(Name, Text)) << Text;
