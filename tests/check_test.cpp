@@ -129,8 +129,7 @@ TEST(Check, NamesWhatAFileIsInstead) {
 TEST(Check, WarnsOfDataThatMayBeMissing) {
   const std::string CutOff = ":0 w no end record follows this last record: the file may have been cut off\n";
   const std::string After =
-      ":0 w a record after the end record: were two files joined? In Intel HEX, the second must set its "
-      "own upper address\n";
+      ":0 w a record after the end record: were two files joined? The second must set its own upper address\n";
   const std::string EndMark = ":0 w a byte 0x00 or 0x1A ends the data here: what follows is not read\n";
   const std::string Unused = ":0 w no data is taken from this record: is its type or length damaged?\n";
   const std::string Upper =

@@ -255,7 +255,7 @@ CheckStatus CHECK_OpenInput(CheckInput* pInput, const char* pPath, uint32_t Base
     return FailOpen(Sink, "Out of memory");
   }
   Reading Read{Sink, Source, pFormat, BaseAddr, pImage};
-  Read.Watch = {Sink, Source, 0, 0, 0, false, false, 0};
+  Read.Watch = {Sink, Source, pFormat->pfReadText == HEX_ReadEx, 0, 0, 0, false, false, 0};
   Read.Notes = {NoteRecord, &Read};
   errno = 0;  // not every failure has a number of the system
   Status = ReadFile(Read, pImage, {KeepError, &Read}, &Read.Notes);

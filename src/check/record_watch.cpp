@@ -60,7 +60,8 @@ void ApplyRules(RecordWatch* pWatch, const NotedRecord& Record) {
                 Record.Addr);
   const std::array<Rule, 6> Rules = {{
       {pWatch->HasEnded, CHECK_WARNING,
-       "a record after the end record: were two files joined? In Intel HEX, the second must set its own upper address"},
+       pWatch->IsHex ? "a record after the end record: were two files joined? The second must set its own upper address"
+                     : "a record after the end record: were two files joined?"},
       {IsBeyond32Bits(Record), CHECK_WARNING, CHECK_BEYOND_32_BITS},
       {IsNotAllUsed(*pWatch, Record), CHECK_WARNING,
        Record.Kind == NOTED_UPPER_ADDR

@@ -12,6 +12,7 @@ constexpr const char* CHECK_BEYOND_32_BITS = "data beyond 0xFFFFFFFF: in the out
 struct RecordWatch {
   CheckSink Sink;
   CheckSource Source;
+  bool IsHex;  ///< Intel HEX, not S-records.
   uint64_t NumRecords;
   uint64_t NumData;        ///< Data records, also empty ones.
   uint64_t NumDataInPart;  ///< Those since the last header or count.
