@@ -58,6 +58,14 @@ TEST_F(Image, TracksAreasWithoutStorage) {
   EXPECT_EQ(1, MEMIMG_FlushByteCache(m_pImage));
 }
 
+TEST_F(Image, GivesStorageToAnAreaBelowAShortOne) {
+  EXPECT_EQ(0, Write(0x10, 3, "abc"));
+  EXPECT_EQ(0, Write(0x0F, 1, "x"));
+  EXPECT_EQ(0, Write(0x0C, 2));
+  EXPECT_EQ(0, Write(0x0E, 1));
+  EXPECT_EQ(" c=\xFF\xFF\xFFxabc", RunsOf(BytesOf(m_pImage)));
+}
+
 TEST_F(Image, LimitsItsAreasAndCountsItsWrites) {
   constexpr uint64_t MAX = MEMIMG_MAX_AREA_BYTES;
   EXPECT_EQ(MEMIMG_ERR_NO_MEMORY, Write(0, MAX + 1));
@@ -68,8 +76,10 @@ TEST_F(Image, LimitsItsAreasAndCountsItsWrites) {
   EXPECT_EQ(0, Write(0xFFF, 1));
   EXPECT_EQ(MEMIMG_ERR_NO_MEMORY, Write(0x1001 + MAX, MAX));
   EXPECT_EQ(MEMIMG_ERR_OVERLAP, Write(0x1001 + MAX, TOP));
+  EXPECT_EQ(0, Write(0x2001 + MAX, MAX));
+  EXPECT_EQ(MEMIMG_ERR_NO_MEMORY, Write(0x1001 + MAX, 0x1000)) << "two areas that are too long together";
   EXPECT_EQ(0, Write(0x1000, 0));
-  EXPECT_EQ(10U, m_pImage->NumChanges) << "a new image counts as changed";
+  EXPECT_EQ(12U, m_pImage->NumChanges) << "a new image counts as changed";
 }
 
 TEST_F(Image, IsReadInSpansThatAreBridgedAlignedAndLimited) {

@@ -134,6 +134,8 @@ TEST_F(Run, KeepsMessagesOutOfItsOutput) {
   EXPECT_EQ("1 ", RunShell("exec " BLOCKFIT_PROGRAM " -o in/fw fw.hex >>fw.srec"));
   EXPECT_TRUE(ReadFile("fw.srec").starts_with("old\nVORNEX")) << "the old contents are kept";
   EXPECT_EQ("0 ", RunShell("exec " BLOCKFIT_PROGRAM " fw.hex >messages"));
+  std::filesystem::create_symlink("/dev/null", "null.srec");
+  EXPECT_EQ("0 ", RunShell("exec " BLOCKFIT_PROGRAM " -o null fw.hex >/dev/null"));
   for (const std::string Closed : {">&-", "<&- >&-", ">&- 2>&-", "<&- >&- 2>&-"}) {
     WriteFile("fw.srec", "");
     EXPECT_EQ("0 ", RunShell("exec " BLOCKFIT_PROGRAM " fw.hex " + Closed)) << Closed;

@@ -36,7 +36,7 @@ def main(loader, version, output):
     style = read(HERE / "style.css")
     zip_library = HERE / "node_modules" / "fflate"
     scripts = [
-        f"/* fflate, which makes zip files.\n{read(zip_library / 'LICENSE')} */\n{read(zip_library / 'umd' / 'index.js')}",
+        f"/* fflate, which makes zip files.\n{read(zip_library / 'LICENSE')} */\n" + read(zip_library / "umd/index.js"),
         "'use strict';\n" + "\n".join(read(HERE / name) for name in SCRIPTS),
     ]
     policy = (

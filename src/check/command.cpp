@@ -7,6 +7,7 @@
 #include <charconv>
 #include <cinttypes>
 #include <cstdio>
+#include <cstring>
 #include <string_view>
 #include <system_error>
 
@@ -63,12 +64,15 @@ struct ShownName {
 ShownName Show(const char* pPath) {
   ShownName Name;
   char* pEnd = Name.acText.data();
-  uint8_t Previous = 0;
-  for (const char* p = pPath; *p != '\0' && pEnd < &Name.acText.back() - 4; ++p) {
-    const uint8_t Byte = static_cast<uint8_t>(*p);
-    const bool IsText = Byte > '~' && Byte != 0x7F && (Previous != 0xC2 || Byte >= 0xA0);  // C2 80 to C2 9F: control
-    pEnd = IsText ? std::copy_n(p, 1, pEnd) : CHECK_PutVisible(pEnd, Byte);
-    Previous = Byte;
+  for (const char* p = pPath; *p != '\0' && pEnd < &Name.acText.back() - 8;) {
+    const uint8_t Byte = static_cast<uint8_t>(*p++);
+    const uint8_t Next = static_cast<uint8_t>(*p);
+    if (Byte == 0xC2 && Next >= 0x80 && Next < 0xA0) {  // a control character in UTF-8
+      pEnd = CHECK_PutVisible(CHECK_PutVisible(pEnd, Byte), Next);
+      ++p;
+    } else {
+      pEnd = Byte >= 0x80 ? std::copy_n(p - 1, 1, pEnd) : CHECK_PutVisible(pEnd, Byte);
+    }
   }
   *pEnd = '\0';
   return Name;
@@ -168,18 +172,18 @@ void PrintBlock(void*, const ConditionedBlock& Block) {
   return Status;
 }
 
-/// Checks a file in all ways that are asked for.
-[[nodiscard]] CheckStatus CheckFile(const Settings& Set, const char* pPath, const CheckInput& Other,
+/// Checks a file in all ways that are asked for. WasRead: it has been read before.
+[[nodiscard]] CheckStatus CheckFile(const Settings& Set, const char* pPath, bool WasRead, const CheckInput& Other,
                                     const CheckSink& Sink) {
   const bool TestsPromises = Set.TestsConditioned != 0 || Set.ShowsBlocks != 0;
   const bool ShowsInput = !TestsPromises || Set.ShowsRuns != 0 || Set.pAgainst != nullptr;
+  if ((WasRead || (TestsPromises && ShowsInput)) && SYS_IsPipe(pPath)) {
+    CHECK_Report(Sink, CHECK_ERROR, "a pipe cannot be read twice: ask for one thing at a time", {}, READ_NOWHERE);
+    return CHECK_UNREADABLE;
+  }
   const CheckStatus Status = TestsPromises ? TestConditioned(Set, pPath, Sink) : CHECK_GOOD;
   if (!ShowsInput || Status == CHECK_UNREADABLE) {
     return Status;
-  }
-  if (TestsPromises && !CHECK_IsRegular(CHECK_SourceOf(pPath))) {
-    CHECK_Report(Sink, CHECK_ERROR, "a pipe cannot be read twice: ask for one thing at a time", {}, READ_NOWHERE);
-    return CHECK_UNREADABLE;
   }
   return std::max(Status, ExplainInput(Set, pPath, Other, Sink));
 }
@@ -192,9 +196,11 @@ void PrintBlock(void*, const ConditionedBlock& Block) {
   if (Set.pAgainst != nullptr) {
     Status = CHECK_OpenInput(&Other, Set.pAgainst, Set.BaseAddr, Sink);
   }
-  for (; *paPath != nullptr; ++paPath) {
-    Print.pPath = *paPath;
-    Status = std::max(Status, CheckFile(Set, *paPath, Other, Sink));
+  for (char* const* pp = paPath; *pp != nullptr; ++pp) {
+    const auto IsSame = [&](const char* pOther) { return std::strcmp(*pp, pOther) == 0; };
+    const bool WasRead = std::any_of(paPath, pp, IsSame) || (Set.pAgainst != nullptr && IsSame(Set.pAgainst));
+    Print.pPath = *pp;
+    Status = std::max(Status, CheckFile(Set, *pp, WasRead, Other, Sink));
   }
   CHECK_CloseInput(&Other);
   return Set.IsStrict != 0 && Print.HasWarned ? std::max(Status, CHECK_BAD) : Status;

@@ -71,7 +71,7 @@ CheckPlace CHECK_FindPlace(const CheckSource& Source, uint64_t Offset);
 
 /// Bytes of a file.
 struct CheckBytes {
-  std::array<uint8_t, 4096> aByte;
+  std::array<uint8_t, 32768> aByte;
   uint32_t NumBytes;
 };
 

@@ -5,11 +5,14 @@
 
 #include "check/finding.h"
 
-/// Returns what a file is that does not begin as its extension says, if that is certain; else null.
-const char* CHECK_NameForeign(const CheckSource& Source);
+/// What a file is, by its first bytes.
+struct CheckForeign {
+  const char* pText;       ///< What it is, and what helps; null: nothing that is certain.
+  CheckLevel BinaryLevel;  ///< How that is reported of raw binary. CHECK_ERROR: not at all, it can begin so.
+};
 
-/// Reports a raw binary file that begins like something else: a complete record, for example, is hardly firmware.
-void CHECK_JudgeBinary(const CheckSource& Source, const CheckSink& Sink);
+/// Names a file that is not what its extension says.
+CheckForeign CHECK_NameForeign(const CheckSource& Source);
 
 /// The digits of a record, right or wrong.
 struct CheckDigits {

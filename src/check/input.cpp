@@ -47,8 +47,7 @@ struct Reading {
   RecordWatch Watch{};
   NotedRecord Last{};  ///< The latest record whose text is right, with its data in aLastData.
   std::array<uint8_t, MAX_DATA> aLastData{};
-  FindingText acReaderError{};  ///< What the reader says,
-  int SystemError = 0;          ///< and the system's error number at that time.
+  FindingText acError{};  ///< What the reader says.
 };
 
 const Format* FormatOf(const DataFile& File) {
@@ -62,13 +61,6 @@ void NoteRecord(void* pContext, const NotedRecord& Record) {
   pRead->Last.pData = pRead->aLastData.data();
   std::copy_n(Record.pData, std::max(Record.NumBytes, 0), pRead->aLastData.data());
   CHECK_WatchRecord(&pRead->Watch, Record);
-}
-
-/// Keeps the error, which is explained when the read has ended: a reader serves one read at a time.
-void KeepError(void* pContext, uint32_t, const char* pText) {
-  Reading* pRead = static_cast<Reading*>(pContext);
-  pRead->SystemError = errno;
-  UTIL_CopyString(pRead->acReaderError.data(), pText, TEXT_SIZE);
 }
 
 /// Reads the file into an image. Returns the reader's result.
@@ -151,37 +143,50 @@ void PutReaderText(FindingText* pText, const char* pReaderText, bool IsLineShown
   *pEnd = '\0';
 }
 
-/// Writes what helps with an error at a place: what the file is, or how far the line is from what its count asks for.
-void PutHint(const Reading& Read, int Status, const CheckPlace& Place, FindingText* pHint) {
-  const CheckDigits Digits = CHECK_CountDigits(Read.Source, Place.LineOffset);
+/// Returns what helps with an error in the file's text, in *pHint: what the file is, what a record needs, or how far
+/// the record is from what its count asks for.
+void PutHint(const Reading& Read, int Status, FindingText* pHint) {
+  if (Status == READER_ERR_NOT_FORMAT) {
+    const bool IsEmpty = CHECK_IsRegular(Read.Source) && CHECK_ReadAgain(Read.Source, 0).NumBytes == 0;
+    const char* pForeign = IsEmpty ? "it is empty" : CHECK_NameForeign(Read.Source).pText;
+    std::snprintf(pHint->data(), TEXT_SIZE, pForeign != nullptr ? ": %s" : "%s", pForeign != nullptr ? pForeign : "");
+    return;
+  }
+  CheckDigits Digits = CHECK_CountDigits(Read.Source, Read.Notes.LastRecord);
+  if (Digits.NumWanted == 0 && Read.Last.pData != nullptr) {  // digits that go on are taken as the next S-record
+    Digits = CHECK_CountDigits(Read.Source, Read.Last.Offset);
+  }
   const bool EndsEarly = Digits.NumDigits < Digits.NumWanted && Digits.IsLineEnd;
-  const bool GoesOn = Digits.NumDigits > Digits.NumWanted && Digits.NumWanted != 0;
-  const char* pForeign = Status == READER_ERR_NOT_FORMAT ? CHECK_NameForeign(Read.Source) : nullptr;
-  if (pForeign != nullptr) {
-    std::snprintf(pHint->data(), TEXT_SIZE, ": %s", pForeign);
-  } else if (Status == READER_ERR_RECORD && (EndsEarly || GoesOn)) {
+  if (EndsEarly || (Digits.NumWanted != 0 && Digits.NumDigits > Digits.NumWanted)) {
     std::snprintf(pHint->data(), TEXT_SIZE, ": the count asks for %u digits, the line has %u", Digits.NumWanted,
                   Digits.NumDigits);
+  } else if (std::strstr(Read.acError.data(), "Record too short") != nullptr) {
+    UTIL_CopyString(pHint->data(), ": its count leaves no room for what its type needs", TEXT_SIZE);
+  } else if (Read.pFormat->pfReadText == MOT_ReadEx && std::strstr(Read.acError.data(), "Unexpected") != nullptr) {
+    UTIL_CopyString(pHint->data(), ": a record begins with S and a digit", TEXT_SIZE);
   }
 }
 
-/// Reports the error of a read that has failed with a status. A pipe cannot be read again: there is only the error.
-void ReportError(const Reading& Read, int Status) {
+/// Reports the error of a read that has failed with a status, and perhaps with an error number of the system. A pipe
+/// cannot be read again: there is only the error.
+void ReportError(const Reading& Read, int Status, int SystemError) {
   const CheckPlace Place = CHECK_FindPlace(Read.Source, Read.Notes.Error);
+  const bool IsOverlap = std::strstr(Read.acError.data(), "Areas overlap") != nullptr;
+  if (IsOverlap && Place.Line != 0 && ReportOverlap(Read)) {
+    return;
+  }
   FindingText acText{};
+  FindingText acHint{};
   if (Read.Notes.Error != READ_NOWHERE) {
-    const bool IsOverlap = std::strstr(Read.acReaderError.data(), "Areas overlap") != nullptr;
-    if (IsOverlap && Place.Line != 0 && ReportOverlap(Read)) {
-      return;
+    PutReaderText(&acText, Read.acError.data(), Place.Line != 0);
+    if (Place.Line != 0) {
+      PutHint(Read, Status, &acHint);
     }
-    FindingText acHint{};
-    PutReaderText(&acText, Read.acReaderError.data(), Place.Line != 0);
-    PutHint(Read, Status, Place, &acHint);
     UTIL_AppendString(acText.data(), acHint.data(), TEXT_SIZE);
-  } else if (Status == READER_ERR_NO_MEMORY || Read.SystemError == 0) {
+  } else if (Status == READER_ERR_NO_MEMORY || SystemError == 0) {
     UTIL_CopyString(acText.data(), "Out of memory, or more data than an image can hold", TEXT_SIZE);
   } else {
-    UTIL_CopyString(acText.data(), std::strerror(Read.SystemError), TEXT_SIZE);
+    UTIL_CopyString(acText.data(), std::strerror(SystemError), TEXT_SIZE);
   }
   Read.Sink.pfFound(Read.Sink.pContext, {CHECK_ERROR, acText.data(), Place, {}});
 }
@@ -203,7 +208,10 @@ void ReportError(const Reading& Read, int Status) {
 /// Reports what is suspicious about a file that was read completely.
 void JudgeAccepted(const Reading& Read) {
   if (Read.pFormat->pfReadText == nullptr) {
-    CHECK_JudgeBinary(Read.Source, Read.Sink);
+    const CheckForeign Foreign = CHECK_NameForeign(Read.Source);
+    if (Foreign.pText != nullptr && Foreign.BinaryLevel != CHECK_ERROR) {
+      CHECK_Report(Read.Sink, Foreign.BinaryLevel, Foreign.pText, Read.Source, READ_NOWHERE);
+    }
     if (CHECK_RunFrom(Read.pImage, uint64_t{UINT32_MAX} + 1).NumBytes != 0) {
       CHECK_Report(Read.Sink, CHECK_WARNING, CHECK_BEYOND_32_BITS, Read.Source, READ_NOWHERE);
     }
@@ -248,19 +256,21 @@ CheckStatus CHECK_OpenInput(CheckInput* pInput, const char* pPath, uint32_t Base
   const Format* pFormat = FormatOf(*pInput->pFile);
   const CheckSource Source = CHECK_SourceOf(pInput->pFile->pPath);
   if (pFormat->pfReadText == nullptr && Source.State.NumBytes > MEMIMG_MAX_AREA_BYTES) {
-    return FailOpen(Sink, "the file is larger than 2147483647 bytes, the limit for a .bin");
+    CHECK_Report(Sink, CHECK_ERROR, "the file is larger than 2147483647 bytes, the limit for a .bin", {}, READ_NOWHERE);
+    return CHECK_BAD;
   }
   MemImage* pImage = MEMIMG_Create();
   if (pImage == nullptr) {
     return FailOpen(Sink, "Out of memory");
   }
   Reading Read{Sink, Source, pFormat, BaseAddr, pImage};
-  Read.Watch = {Sink, Source, pFormat->pfReadText == HEX_ReadEx, 0, 0, 0, false, false, 0};
+  Read.Watch = {Sink, Source, pFormat->pfReadText == HEX_ReadEx};
   Read.Notes = {NoteRecord, &Read};
   errno = 0;  // not every failure has a number of the system
-  Status = ReadFile(Read, pImage, {KeepError, &Read}, &Read.Notes);
+  ErrorTextBuffer ErrorText{Read.acError.data(), TEXT_SIZE};
+  Status = ReadFile(Read, pImage, {UTIL_CollectErrorText, &ErrorText}, &Read.Notes);
   if (Status < 0) {
-    ReportError(Read, Status);
+    ReportError(Read, Status, errno);
     MEMIMG_Free(pImage);
     return Read.Notes.Error == READ_NOWHERE ? CHECK_UNREADABLE : CHECK_BAD;
   }

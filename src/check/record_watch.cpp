@@ -3,31 +3,41 @@
 #include <algorithm>
 #include <array>
 #include <cinttypes>
+#include <cstdarg>
 #include <cstdio>
 
 namespace {
 
-/// A finding, and whether a record gives reason for it.
-struct Rule {
-  bool Applies;
-  CheckLevel Level;
-  const char* pText;
-};
+/// The kinds of findings, of each of which only the first is reported.
+enum Kind { KIND_AFTER_END, KIND_BEYOND, KIND_UNUSED, KIND_UPPER_ADDR, KIND_HEADER, KIND_COUNT, KIND_START };
+
+/// Reports a finding about a record if there is reason for it.
+__attribute__((format(printf, 6, 7))) void ReportIf(bool Applies, RecordWatch* pWatch, Kind What, CheckLevel Level,
+                                                    uint64_t Offset, const char* pFormat, ...) {
+  if (!Applies || (pWatch->Reported >> What & 1) != 0) {
+    return;
+  }
+  pWatch->Reported |= 1U << What;
+  std::array<char, 200> acText;
+  va_list Args;
+  va_start(Args, pFormat);
+  std::vsnprintf(acText.data(), acText.size(), pFormat, Args);
+  va_end(Args);
+  CHECK_Report(pWatch->Sink, Level, acText.data(), pWatch->Source, Offset);
+}
 
 /// A header names the program. A data record whose type digit has become a 0 looks like one with another address, or
-/// with bytes that no name has.
+/// with bytes that no name has, also in UTF-8.
 bool IsHeaderText(const NotedRecord& Record) {
-  const auto IsPrintable = [](uint8_t Byte) { return Byte >= ' ' && Byte <= '~'; };
+  const auto IsPrintable = [](uint8_t Byte) { return Byte >= ' ' && Byte != 0x7F && Byte != 0xFF; };
   return Record.Addr == 0 && std::all_of(Record.pData, Record.pData + std::max(Record.NumBytes, 0), IsPrintable);
 }
 
-/// Whether the reader does not use all of a record. The checksum of an S-record does not protect its type.
-bool IsNotAllUsed(const RecordWatch& Watch, const NotedRecord& Record) {
+/// Whether a record has bytes that the reader ignores. The checksum of an S-record does not protect its type.
+bool IsIgnored(const RecordWatch& Watch, const NotedRecord& Record) {
   switch (Record.Kind) {
     case NOTED_HEADER:
       return Watch.NumRecords != 0 ? !IsHeaderText(Record) : Record.Addr != 0;
-    case NOTED_UPPER_ADDR:
-      return Record.NumBytes > 2;
     case NOTED_COUNT:
       return Record.NumBytes != 0;
     case NOTED_END:
@@ -47,36 +57,25 @@ bool IsBeyond32Bits(const NotedRecord& Record) {
   return Record.Kind == NOTED_DATA && Record.Addr + static_cast<uint32_t>(Record.NumBytes) > uint64_t{UINT32_MAX} + 1;
 }
 
-/// Reports for each rule the first record that it applies to.
-void ApplyRules(RecordWatch* pWatch, const NotedRecord& Record) {
+void Judge(RecordWatch* pWatch, const NotedRecord& Record) {
+  const uint64_t At = Record.Offset;
   const bool IsLateHeader = Record.Kind == NOTED_HEADER && pWatch->NumRecords != 0;
   const bool HasStart = Record.Kind == NOTED_START || (Record.Kind == NOTED_END && Record.Addr != 0);
-  std::array<char, 100> acCount;
-  std::array<char, 100> acStart;
-  std::snprintf(acCount.data(), acCount.size(),
-                "the count record says %" PRIu64 " data records, %" PRIu64 " were read: are some missing?", Record.Addr,
-                pWatch->NumDataInPart);
-  std::snprintf(acStart.data(), acStart.size(), "the start address 0x%08" PRIX64 " is not written to the output",
-                Record.Addr);
-  const std::array<Rule, 6> Rules = {{
-      {pWatch->HasEnded, CHECK_WARNING,
-       pWatch->IsHex ? "a record after the end record: were two files joined? The second must set its own upper address"
-                     : "a record after the end record: were two files joined?"},
-      {IsBeyond32Bits(Record), CHECK_WARNING, CHECK_BEYOND_32_BITS},
-      {IsNotAllUsed(*pWatch, Record), CHECK_WARNING,
-       Record.Kind == NOTED_UPPER_ADDR
-           ? "an upper address record has 2 bytes, this one more: what follows may be at wrong addresses"
-           : "no data is taken from this record: is its type or length damaged?"},
-      {IsLateHeader && IsHeaderText(Record), CHECK_NOTE, "another header: the file is made of several"},
-      {IsWrongCount(*pWatch, Record), CHECK_WARNING, acCount.data()},
-      {HasStart, CHECK_NOTE, acStart.data()},
-  }};
-  for (uint32_t i = 0; i < Rules.size(); ++i) {
-    if (Rules[i].Applies && (pWatch->Reported >> i & 1) == 0) {
-      pWatch->Reported |= 1U << i;
-      CHECK_Report(pWatch->Sink, Rules[i].Level, Rules[i].pText, pWatch->Source, Record.Offset);
-    }
-  }
+  ReportIf(pWatch->HasEnded, pWatch, KIND_AFTER_END, CHECK_WARNING, At,
+           "a record after the end record: were two files joined?%s",
+           pWatch->IsHex ? " The second must set its own upper address" : "");
+  ReportIf(IsBeyond32Bits(Record), pWatch, KIND_BEYOND, CHECK_WARNING, At, "%s", CHECK_BEYOND_32_BITS);
+  ReportIf(IsIgnored(*pWatch, Record), pWatch, KIND_UNUSED, CHECK_WARNING, At,
+           "no data is taken from this record: is its type or length damaged?");
+  ReportIf(Record.Kind == NOTED_UPPER_ADDR && Record.NumBytes > 2, pWatch, KIND_UPPER_ADDR, CHECK_WARNING, At,
+           "an upper address record has 2 bytes, this one more: what follows may be at wrong addresses");
+  ReportIf(IsLateHeader && IsHeaderText(Record), pWatch, KIND_HEADER, CHECK_NOTE, At,
+           "another header: the file is made of several");
+  ReportIf(IsWrongCount(*pWatch, Record), pWatch, KIND_COUNT, CHECK_WARNING, At,
+           "the count record says %" PRIu64 " data records, %" PRIu64 " were read: are some missing?", Record.Addr,
+           pWatch->NumDataInPart);
+  ReportIf(HasStart, pWatch, KIND_START, CHECK_NOTE, At,
+           "the start address 0x%08" PRIX64 " is not written to the output", Record.Addr);
 }
 
 }  // namespace
@@ -84,7 +83,7 @@ void ApplyRules(RecordWatch* pWatch, const NotedRecord& Record) {
 void CHECK_WatchRecord(RecordWatch* pWatch, const NotedRecord& Record) {
   const bool IsData = Record.Kind == NOTED_DATA;
   if (!IsData || pWatch->HasEnded || IsBeyond32Bits(Record)) {  // most records are data that nothing is wrong with
-    ApplyRules(pWatch, Record);
+    Judge(pWatch, Record);
   }
   if (IsData) {
     ++pWatch->NumData;

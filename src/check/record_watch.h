@@ -13,12 +13,13 @@ struct RecordWatch {
   CheckSink Sink;
   CheckSource Source;
   bool IsHex;  ///< Intel HEX, not S-records.
-  uint64_t NumRecords;
-  uint64_t NumData;        ///< Data records, also empty ones.
-  uint64_t NumDataInPart;  ///< Those since the last header or count.
-  bool HasEnded;           ///< There was an end record.
-  bool IsCounted;          ///< The last count was right, and no data has followed.
-  uint32_t Reported;       ///< A bit for each rule that has been reported.
+
+  uint64_t NumRecords = 0;
+  uint64_t NumData = 0;        ///< Data records, also empty ones.
+  uint64_t NumDataInPart = 0;  ///< Those since the last header or count.
+  bool HasEnded = false;       ///< There was an end record.
+  bool IsCounted = false;      ///< The last count was right, and no data has followed.
+  uint32_t Reported = 0;       ///< A bit for each kind of finding that has been reported.
 };
 
 /// Judges the next record.

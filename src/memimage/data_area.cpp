@@ -40,8 +40,8 @@ void PutBytes(uint8_t* pDest, const WriteRange& Range) {
 }
 
 /// Makes room for NumBytes more bytes after the contents. The spare room grows with the buffer, so reallocations become
-/// rarer as an area grows. On each side of long contents it stays below half their length. Contents and new bytes
-/// together have a legal length, so they and the room in front fit into the largest block.
+/// rarer as an area grows. In front of long contents it stays below two thirds of their length, after them below half.
+/// Contents and new bytes together have a legal length, so they and the room in front fit into the largest block.
 [[nodiscard]] bool ReserveAtEnd(DataArea* pArea, uint64_t NumBytes) {
   if (pArea->NumBytesAlloc - pArea->NumBytes >= NumBytes) {
     return true;
@@ -90,7 +90,7 @@ uint8_t* TakeFront(DataArea* pArea, uint64_t NumBytes) {
 }
 
 /// Releases *pArea's buffer and gives it *pFrom's, which leaves *pFrom without one. A first buffer is part of its
-/// record, so it is copied; it is short.
+/// record, so it is copied, which is cheap; it has no room in front.
 void TakeBuffer(DataArea* pArea, DataArea* pFrom) {
   const bool IsOwn = HasOwnBuffer(*pFrom);
   FreeBuffer(pArea);

@@ -70,6 +70,6 @@ void AREA_Free(DataArea* pArea);
 /// Joins an area, the range that fills the gap after it, and the next area into *pArea. *pNext may lose its contents;
 /// the caller takes it out of the chain and frees it. The joined area has storage if either had. The caller has checked
 /// that the sum is a legal length. The shorter contents are copied to the longer ones (of two first buffers, the next
-/// area's to *pArea's), which move only when their buffer grows: O(log areas) per byte, amortised over all joins, in
+/// area's to *pArea's), which move only when room is made for it: O(log areas) per byte, amortised over all joins, in
 /// whatever order areas are written. Returns false, with the bytes of both as before, if memory is exhausted.
 [[nodiscard]] bool AREA_Join(DataArea* pArea, const WriteRange& Gap, DataArea* pNext);

@@ -132,3 +132,8 @@ SysFileState SYS_GetFileState(const char* pPath) {
   }
   return {File.st_dev, File.st_ino, static_cast<uint64_t>(File.st_size), File.st_ctim.tv_sec, File.st_ctim.tv_nsec};
 }
+
+bool SYS_IsPipe(const char* pPath) {
+  struct stat File {};
+  return stat(pPath, &File) == 0 && S_ISFIFO(File.st_mode);
+}

@@ -58,3 +58,6 @@ struct SysFileState {
 
 /// Returns the state of the regular file at pPath, following links. Only such a file can be read again.
 SysFileState SYS_GetFileState(const char* pPath);
+
+/// Returns whether pPath names a pipe, which gives its bytes only once.
+[[nodiscard]] bool SYS_IsPipe(const char* pPath);

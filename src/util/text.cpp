@@ -17,11 +17,11 @@ constexpr std::array<uint8_t, 256> MakeCaseFoldTable() {
 
 constexpr std::array<uint8_t, 256> CASE_FOLD = MakeCaseFoldTable();
 
-}  // namespace
-
-uint8_t UTIL_FoldCase(char c) {
+uint8_t Fold(char c) {
   return CASE_FOLD[static_cast<uint8_t>(c)];
 }
+
+}  // namespace
 
 uint32_t UTIL_CopyString(char* pDest, const char* pSrc, uint32_t DestSize) {
   if (pDest == nullptr || pSrc == nullptr || DestSize == 0) {
@@ -43,11 +43,11 @@ void UTIL_AppendString(char* pDest, const char* pSrc, uint32_t DestSize) {
 }
 
 int UTIL_CompareNoCase(const char* pA, const char* pB) {
-  while (*pA != '\0' && UTIL_FoldCase(*pA) == UTIL_FoldCase(*pB)) {
+  while (*pA != '\0' && Fold(*pA) == Fold(*pB)) {
     ++pA;
     ++pB;
   }
-  return static_cast<int8_t>(UTIL_FoldCase(*pA)) - static_cast<int8_t>(UTIL_FoldCase(*pB));
+  return static_cast<int8_t>(Fold(*pA)) - static_cast<int8_t>(Fold(*pB));
 }
 
 uint64_t UTIL_StrLen(const char* pText) {

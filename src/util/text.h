@@ -15,9 +15,6 @@ uint32_t UTIL_CopyString(char* pDest, const char* pSrc, uint32_t DestSize);
 /// that already fills its buffer does not change.
 void UTIL_AppendString(char* pDest, const char* pSrc, uint32_t DestSize);
 
-/// Returns an upper-case ASCII letter in lower case, and any other byte as it is.
-uint8_t UTIL_FoldCase(char c);
-
 /// Compares two texts to their ends, ignoring the case of ASCII letters.
 /// Returns 0 if they are equal, else the difference of the first two bytes that differ, each folded and taken as
 /// signed.
