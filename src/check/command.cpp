@@ -196,11 +196,11 @@ void PrintBlock(void*, const ConditionedBlock& Block) {
   if (Set.pAgainst != nullptr) {
     Status = CHECK_OpenInput(&Other, Set.pAgainst, Set.BaseAddr, Sink);
   }
-  for (char* const* pp = paPath; *pp != nullptr; ++pp) {
-    const auto IsSame = [&](const char* pOther) { return std::strcmp(*pp, pOther) == 0; };
-    const bool WasRead = std::any_of(paPath, pp, IsSame) || (Set.pAgainst != nullptr && IsSame(Set.pAgainst));
-    Print.pPath = *pp;
-    Status = std::max(Status, CheckFile(Set, *pp, WasRead, Other, Sink));
+  for (char* const* ppPath = paPath; *ppPath != nullptr; ++ppPath) {
+    const auto IsSame = [&](const char* pOther) { return std::strcmp(*ppPath, pOther) == 0; };
+    const bool WasRead = std::any_of(paPath, ppPath, IsSame) || (Set.pAgainst != nullptr && IsSame(Set.pAgainst));
+    Print.pPath = *ppPath;
+    Status = std::max(Status, CheckFile(Set, *ppPath, WasRead, Other, Sink));
   }
   CHECK_CloseInput(&Other);
   return Set.IsStrict != 0 && Print.HasWarned ? std::max(Status, CHECK_BAD) : Status;
