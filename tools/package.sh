@@ -5,9 +5,8 @@ set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source tools/lib/common.sh
-need c++:g++ make cmake dpkg-buildflags:dpkg-dev file lintian zsh em++:emscripten node:nodejs npm python3
+need c++:g++ make cmake dpkg-shlibdeps:dpkg-dev file lintian zsh em++:emscripten node:nodejs npm python3
 
-Build=build/package
 Scratch=$(mktemp -d)
 trap 'rm -rf "$Scratch"' EXIT
 
@@ -57,11 +56,7 @@ TABLE
 
 tools/web.sh build
 
-# The flags that Debian builds its packages with.
-export DEB_BUILD_MAINT_OPTIONS="hardening=+all reproducible=-timeless"
-CXXFLAGS="$(dpkg-buildflags --get CXXFLAGS) $(dpkg-buildflags --get CPPFLAGS)" LDFLAGS=$(dpkg-buildflags --get LDFLAGS) \
-  quietly cmake -S . -B "$Build" -DCMAKE_BUILD_TYPE=Release
-quietly cmake --build "$Build"
+build release
 
 # The strictest umask: what is packed or installed is nevertheless for everyone.
 umask 077
@@ -69,9 +64,9 @@ mkdir -p "$Scratch/files/folder"
 touch "$Scratch/files/app.hex" "$Scratch/files/app.S19" "$Scratch/files/notes.txt"
 
 echo "The package"
-rm -f "$Build"/*.deb
-(cd "$Build" && quietly cpack -G DEB)
-Package=$(echo "$Build"/*.deb)
+rm -rf build/package
+quietly cpack -G DEB --config build/release/CPackConfig.cmake -B "$PWD/build/package"
+Package=$(echo build/package/*.deb)
 AsRoot=()
 ((EUID != 0)) || AsRoot=(--allow-root)
 lintian "${AsRoot[@]}" --fail-on error,warning --display-info "$Package"
@@ -79,7 +74,7 @@ dpkg-deb --extract "$Package" "$Scratch/root"
 try "$Scratch/root/usr" "$Scratch/root/usr/share/zsh/vendor-completions"
 
 echo "cmake --install"
-quietly cmake --install "$Build" --prefix "$Scratch/new/local"
+quietly cmake --install build/release --prefix "$Scratch/new/local"
 try "$Scratch/new/local" "$Scratch/new/local/share/zsh/site-functions"
 expect "what not everyone can read, or others can write" "" "$(find "$Scratch/new" ! -perm -044 -o -perm /022)"
 echo "$Package"
