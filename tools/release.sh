@@ -1,0 +1,99 @@
+#!/usr/bin/env bash
+# Makes every download from the last commit, in build/downloads, and tries each as its user would. With --verify, makes
+# them again in another folder, under another umask and time zone, and compares. With --quick, only tries the static
+# programs and the node package, from the working tree. Runs on 64-bit x86.
+set -euo pipefail
+
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+source tools/lib/common.sh
+need git make cmake c++:g++ python3 node:nodejs npm aarch64-linux-gnu-g++:g++-aarch64-linux-gnu qemu-aarch64:qemu-user
+
+Scratch=$(mktemp -d)
+trap 'rm -rf "$Scratch"' EXIT
+Version=$(sed -n 's/^project(Blockfit VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+Time=$(git log -1 --format=%ct)
+
+# make_archive PRESET MACHINE FOLDER: what cmake --install installs, in an archive.
+make_archive() {
+  local Name=blockfit-$Version-linux-$2
+  build "$1"
+  quietly cmake --install "build/$1" --prefix "$PWD/build/$1/archive/$Name"
+  tar --create --directory="build/$1/archive" --sort=name --mtime="@$Time" --owner=0 --group=0 --numeric-owner \
+    --mode=u=rwX,go=rX "$Name" | gzip -9n >"$3/$Name.tar.gz"
+}
+
+make_node_package() { # FOLDER
+  chmod -R u=rwX,go=rX build/web/node
+  quietly npm pack --pack-destination "$1" ./build/web/node
+  mv "$1"/blockfit-*.*.*.tgz "$1/blockfit-$Version-node.tgz"
+}
+
+# make_downloads FOLDER TASK: makes all files in FOLDER/build/downloads, in a new clone; TASK is for web.sh.
+make_downloads() {
+  git clone --quiet . "$1"
+  cd "$1"
+  export SOURCE_DATE_EPOCH=$Time LC_ALL=C.UTF-8
+  local Out=$PWD/build/downloads
+  tools/web.sh "$2"
+  tools/package.sh
+  mkdir "$Out"
+  make_archive static x86-64 "$Out"
+  make_archive static-arm64 arm64 "$Out"
+  make_node_package "$Out"
+  git -c tar.umask=022 archive --prefix="blockfit-$Version/" HEAD | gzip -9n >"$Out/blockfit-$Version.tar.gz"
+  cp build/package/*.deb build/web/blockfit.html "$Out"
+  (cd "$Out" && chmod 644 -- * && sha256sum -- * >SHA256SUMS)
+}
+
+try_static() { # ARCHIVE [EMULATOR]
+  mkdir "$Scratch/root"
+  tar --extract --file="$1" --directory="$Scratch/root" --strip-components=2 --wildcards '*/bin/*'
+  tests/same_output.py 400 build/release/Blockfit "${@:2}" "$Scratch/root/Blockfit"
+  if (($# == 1)); then
+    local InRoot=(chroot "$Scratch/root") # there is nothing else
+    ((EUID == 0)) || InRoot=(sudo "${InRoot[@]}")
+    cp examples/sample.hex "$Scratch/root/fw.hex"
+    quietly "${InRoot[@]}" /Blockfit fw.hex
+    quietly "${InRoot[@]}" /blockfit-check --conditioned --against fw.hex fw.srec
+    ! env -u HOME "${InRoot[@]}" /Blockfit -o \~/fw fw.hex >/dev/null || fail "It found a home folder."
+  fi
+  rm -rf "$Scratch/root"
+}
+
+try_node_package() { # PACKAGE
+  mkdir "$Scratch/user's folder ä"
+  cp examples/sample.hex "$Scratch/user's folder ä/fw ü.hex"
+  (
+    cd "$Scratch/user's folder ä"
+    quietly npm install --offline --no-audit --no-fund "$1"
+    quietly npx blockfit "fw ü.hex"
+    quietly npx blockfit-check --conditioned --against "fw ü.hex" "fw ü.srec"
+    ! npx blockfit -o printed "fw ü.hex" >printed.srec || fail "The output went into the file with the messages."
+  )
+  tests/same_output.py 400 build/release/Blockfit node "$Scratch/user's folder ä/node_modules/blockfit/blockfit.js"
+}
+
+build release
+if [[ ${1:-} == --quick ]]; then
+  tools/web.sh build
+  make_archive static x86-64 "$Scratch"
+  make_node_package "$Scratch"
+  try_static "$Scratch/blockfit-$Version-linux-x86-64.tar.gz"
+  try_node_package "$Scratch/blockfit-$Version-node.tgz"
+  exit
+fi
+
+(make_downloads "$Scratch/blockfit" test)
+rm -rf build/downloads
+cp -r "$Scratch/blockfit/build/downloads" build
+try_static "build/downloads/blockfit-$Version-linux-x86-64.tar.gz"
+try_static "build/downloads/blockfit-$Version-linux-arm64.tar.gz" qemu-aarch64
+try_node_package "$PWD/build/downloads/blockfit-$Version-node.tgz"
+if [[ ${1:-} == --verify ]]; then
+  (umask 077 && export TZ=Asia/Kathmandu && make_downloads "$Scratch/another/folder" build)
+  diff "$Scratch/another/folder/build/downloads/SHA256SUMS" build/downloads || fail "Not the same bytes again."
+  echo "The same bytes again, in another folder."
+fi
+while read -r Sum Name; do
+  printf '%8d  %-36s %s\n' "$(stat --format=%s "build/downloads/$Name")" "$Name" "$Sum"
+done <build/downloads/SHA256SUMS
