@@ -117,7 +117,7 @@ void RemoveNext(MemImage* pImage, DataArea* pArea) {
 }
 
 /// Stores a range between its neighbours.
-[[nodiscard]] int Store(MemImage* pImage, const AreaNeighbours& Place, const WriteRange& Range) {
+[[nodiscard]] int Store(MemImage* pImage, AreaNeighbours Place, const WriteRange& Range) {
   const auto& [pBelow, pAbove] = Place;
   const uint64_t RangeLast = Range.Addr + (Range.NumBytes - 1);
   const bool IsInBelow = pBelow != nullptr && AREA_LastOf(*pBelow) >= Range.Addr;

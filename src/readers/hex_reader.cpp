@@ -138,7 +138,9 @@ void NoteRecord(const TextReadState& State, const HexRecord& Record) {
 }
 
 [[nodiscard]] bool ActOnRecord(TextReadState* pState, MemImage* pImage, const HexRecord& Record) {
-  NoteRecord(*pState, Record);
+  if (TEXT_IsObserved(*pState)) {
+    NoteRecord(*pState, Record);
+  }
   switch (Record.Type()) {
     case HEX_TYPE_DATA:
       return TEXT_StoreData(pState, pImage, DataAddressOf(*pState, Record), Record.NumData(), Record.Data());

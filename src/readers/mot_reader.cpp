@@ -98,7 +98,9 @@ uint32_t AddressOf(const MotRecord& Record, uint32_t NumBytes) {
   }
   const uint32_t Addr = AddressOf(Record, std::min<uint32_t>(NumAddressBytes, Record.NumBytes() - 1));
   const uint8_t* pData = Record.aByte.data() + NumAddressBytes;
-  TEXT_NoteRecord(*pState, {Kind, Addr, NumBytes, pData});
+  if (TEXT_IsObserved(*pState)) {
+    TEXT_NoteRecord(*pState, {Kind, Addr, NumBytes, pData});
+  }
   return Kind != NOTED_DATA || TEXT_StoreData(pState, pImage, Addr, static_cast<uint32_t>(NumBytes), pData);
 }
 

@@ -1,5 +1,6 @@
 #include "readers/text_reader.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstring>
 
@@ -157,6 +158,12 @@ bool TEXT_FailRecord(TextReadState* pState, const char* pText) {
   TEXT_Fail(pState, READER_ERR_RECORD, "%s", pText);
   pState->pNotes->Error = pState->pNotes->LastRecord;
   return false;
+}
+
+void TEXT_NoteRecord(const TextReadState& State, NotedRecord Record) {
+  Record.Offset = State.pNotes->LastRecord;
+  Record.DataOffset = TEXT_OffsetOfPos(State) - 2 - 2 * static_cast<uint64_t>(std::max(Record.NumBytes, 0));
+  State.pNotes->pfRecord(State.pNotes->pContext, Record);
 }
 
 bool TEXT_SkipWhiteSpace(TextReadState* pState, bool CountsCr) {
