@@ -23,7 +23,7 @@ EDITS = {
 }
 FOREIGN = {
     "nothing": b"", "a web page": b"<!DOCTYPE html>", "another": b"<html>", "UF2": b"UF2\nWQ]\x9e", "ELF": b"\x7fELF",
-    "a Git LFS pointer": b"version https://git-lfs.github.com/spec/v1\n", "S-records": b"S9030000FC\n",
+    "a Git LFS pointer": b"version https://git-lfs.github.com/\n", "S-records": b"S9030000FC\n",
     "Intel HEX": b":00000001FF\n",
     "compressed": gzip.compress(b"firmware"),
 }

@@ -79,8 +79,7 @@ CheckPlace CHECK_FindPlace(const CheckSource& Source, uint64_t Offset) {
 }
 
 CheckBytes CHECK_ReadAgain(const CheckSource& Source, uint64_t Offset) {
-  CheckBytes Piece;
-  Piece.NumBytes = 0;
+  CheckBytes Piece{};
   const bool IsSame = CHECK_IsRegular(Source) && SYS_GetFileState(Source.pPath) == Source.State;
   std::FILE* pFile = IsSame ? std::fopen(Source.pPath, "rbe") : nullptr;
   if (pFile != nullptr) {

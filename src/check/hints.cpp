@@ -43,7 +43,7 @@ bool IsSpace(char c) {
 /// Returns the meaning of the signature that a text begins with; none: null.
 template <size_t Num>
 CheckForeign Find(const std::array<Signature, Num>& Table, std::string_view Text) {
-  const auto IsSame = [](char A, char B) { return std::tolower(A) == std::tolower(B); };
+  const auto IsSame = [](uint8_t A, uint8_t B) { return std::tolower(A) == std::tolower(B); };
   for (const Signature& Row : Table) {
     if (Text.size() >= Row.Bytes.size() && std::equal(Row.Bytes.begin(), Row.Bytes.end(), Text.begin(), IsSame)) {
       return Row.Meaning;
