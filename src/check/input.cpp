@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
@@ -43,7 +42,7 @@ struct Reading {
   const Format* pFormat;
   uint32_t BaseAddr;
   MemImage* pImage;
-  ReadNotes Notes{};
+  ReadObserver Observer{};
   RecordWatch Watch{};
   NotedRecord Last{};  ///< The latest record whose text is right, with its data in aLastData.
   std::array<uint8_t, MAX_DATA> aLastData{};
@@ -64,11 +63,11 @@ void NoteRecord(void* pContext, const NotedRecord& Record) {
 }
 
 /// Reads the file into an image. Returns the reader's result.
-[[nodiscard]] int ReadFile(const Reading& Read, MemImage* pImage, const ReportSink& Sink, ReadNotes* pNotes) {
+[[nodiscard]] int ReadFile(const Reading& Read, MemImage* pImage, const ReportSink& Sink, ReadObserver* pObserver) {
   const char* pPath = Read.Source.pPath;
   return Read.pFormat->pfReadText != nullptr
-             ? Read.pFormat->pfReadText(pImage, pPath, Sink.pfReport, Sink.pContext, pNotes)
-             : BIN_ReadEx(pImage, pPath, Read.BaseAddr, Sink.pfReport, Sink.pContext);
+             ? Read.pFormat->pfReadText(pImage, pPath, Sink.pfReport, Sink.pContext, pObserver)
+             : BIN_ReadEx(pImage, pPath, Read.BaseAddr, Sink.pfReport, Sink.pContext, &pObserver->Notes);
 }
 
 /// Looks for the record that defined an address.
@@ -90,10 +89,10 @@ void NoteDefinition(void* pContext, const NotedRecord& Record) {
 /// Reads the file once more to find where the byte at an address was defined.
 [[nodiscard]] CheckPlace FindDefinition(const Reading& Read, uint64_t Addr, uint8_t Value) {
   DefinitionSearch Search{Addr, READ_NOWHERE, 0};
-  ReadNotes Notes{NoteDefinition, &Search};
+  ReadObserver Observer{NoteDefinition, &Search};
   MemImage* pImage = MEMIMG_Create();
   if (pImage != nullptr) {
-    (void)ReadFile(Read, pImage, {nullptr, nullptr}, &Notes);
+    (void)ReadFile(Read, pImage, {nullptr, nullptr}, &Observer);
   }
   MEMIMG_Free(pImage);
   return CHECK_FindPlace(Read.Source, Search.Value == Value ? Search.Offset : READ_NOWHERE);
@@ -145,14 +144,14 @@ void PutReaderText(FindingText* pText, const char* pReaderText, bool IsLineShown
 
 /// Returns what helps with an error in the file's text, in *pHint: what the file is, what a record needs, or how far
 /// the record is from what its count asks for.
-void PutHint(const Reading& Read, int Status, FindingText* pHint) {
-  if (Status == READER_ERR_NOT_FORMAT) {
+void PutHint(const Reading& Read, FindingText* pHint) {
+  if (Read.Observer.Notes.Error == READ_ERROR_NOT_FORMAT) {
     const bool IsEmpty = CHECK_IsRegular(Read.Source) && CHECK_ReadAgain(Read.Source, 0).NumBytes == 0;
     const char* pForeign = IsEmpty ? "it is empty" : CHECK_NameForeign(Read.Source).pText;
     std::snprintf(pHint->data(), TEXT_SIZE, pForeign != nullptr ? ": %s" : "%s", pForeign != nullptr ? pForeign : "");
     return;
   }
-  CheckDigits Digits = CHECK_CountDigits(Read.Source, Read.Notes.LastRecord);
+  CheckDigits Digits = CHECK_CountDigits(Read.Source, Read.Observer.Notes.LastRecord);
   if (Digits.NumWanted == 0 && Read.Last.pData != nullptr) {  // digits that go on are taken as the next S-record
     Digits = CHECK_CountDigits(Read.Source, Read.Last.Offset);
   }
@@ -160,33 +159,32 @@ void PutHint(const Reading& Read, int Status, FindingText* pHint) {
   if (EndsEarly || (Digits.NumWanted != 0 && Digits.NumDigits > Digits.NumWanted)) {
     std::snprintf(pHint->data(), TEXT_SIZE, ": the count asks for %u digits, the line has %u", Digits.NumWanted,
                   Digits.NumDigits);
-  } else if (std::strstr(Read.acError.data(), "Record too short") != nullptr) {
+  } else if (Read.Observer.Notes.Error == READ_ERROR_TOO_SHORT) {
     UTIL_CopyString(pHint->data(), ": its count leaves no room for what its type needs", TEXT_SIZE);
-  } else if (Read.pFormat->pfReadText == MOT_ReadEx && std::strstr(Read.acError.data(), "Unexpected") != nullptr) {
+  } else if (Read.pFormat->pfReadText == MOT_ReadEx && Read.Observer.Notes.Error == READ_ERROR_MARK) {
     UTIL_CopyString(pHint->data(), ": a record begins with S and a digit", TEXT_SIZE);
   }
 }
 
-/// Reports the error of a read that has failed with a status, and perhaps with an error number of the system. A pipe
-/// cannot be read again: there is only the error.
-void ReportError(const Reading& Read, int Status, int SystemError) {
-  const CheckPlace Place = CHECK_FindPlace(Read.Source, Read.Notes.Error);
-  const bool IsOverlap = std::strstr(Read.acError.data(), "Areas overlap") != nullptr;
-  if (IsOverlap && Place.Line != 0 && ReportOverlap(Read)) {
+/// Reports the error of a read that has failed. A pipe cannot be read again: there is only the error.
+void ReportError(const Reading& Read) {
+  const ReadNotes& Notes = Read.Observer.Notes;
+  const CheckPlace Place = CHECK_FindPlace(Read.Source, Notes.ErrorOffset);
+  if (Notes.Error == READ_ERROR_OVERLAP && Place.Line != 0 && ReportOverlap(Read)) {
     return;
   }
   FindingText acText{};
   FindingText acHint{};
-  if (Read.Notes.Error != READ_NOWHERE) {
+  if (Notes.ErrorOffset != READ_NOWHERE) {
     PutReaderText(&acText, Read.acError.data(), Place.Line != 0);
     if (Place.Line != 0) {
-      PutHint(Read, Status, &acHint);
+      PutHint(Read, &acHint);
     }
     UTIL_AppendString(acText.data(), acHint.data(), TEXT_SIZE);
-  } else if (Status == READER_ERR_NO_MEMORY || SystemError == 0) {
+  } else if (Notes.Error == READ_ERROR_MEMORY) {
     UTIL_CopyString(acText.data(), "Out of memory, or more data than an image can hold", TEXT_SIZE);
   } else {
-    UTIL_CopyString(acText.data(), std::strerror(SystemError), TEXT_SIZE);
+    UTIL_CopyString(acText.data(), std::strerror(Notes.SystemError), TEXT_SIZE);
   }
   Read.Sink.pfFound(Read.Sink.pContext, {CHECK_ERROR, acText.data(), Place, {}});
 }
@@ -216,10 +214,11 @@ void JudgeAccepted(const Reading& Read) {
       CHECK_Report(Read.Sink, CHECK_WARNING, CHECK_BEYOND_32_BITS, Read.Source, READ_NOWHERE);
     }
   } else {
-    CHECK_WatchEnd(Read.Watch, Read.Notes.LastRecord);
-    if (Read.Notes.EndMark != READ_NOWHERE && !IsPadded(Read.Source, Read.Notes.EndMark)) {
+    CHECK_WatchEnd(Read.Watch, Read.Observer.Notes.LastRecord);
+    const uint64_t EndMark = Read.Observer.Notes.EndMark;
+    if (EndMark != READ_NOWHERE && !IsPadded(Read.Source, EndMark)) {
       CHECK_Report(Read.Sink, CHECK_WARNING, "a byte 0x00 or 0x1A ends the data here: what follows is not read",
-                   Read.Source, Read.Notes.EndMark);
+                   Read.Source, EndMark);
     }
   }
   if (Read.pImage->NumAreas == 0) {
@@ -265,14 +264,14 @@ CheckStatus CHECK_OpenInput(CheckInput* pInput, const char* pPath, uint32_t Base
   }
   Reading Read{Sink, Source, pFormat, BaseAddr, pImage};
   Read.Watch = {Sink, Source, pFormat->pfReadText == HEX_ReadEx};
-  Read.Notes = {NoteRecord, &Read};
-  errno = 0;  // not every failure has a number of the system
+  Read.Observer.pfRecord = NoteRecord;
+  Read.Observer.pContext = &Read;
   ErrorTextBuffer ErrorText{Read.acError.data(), TEXT_SIZE};
-  Status = ReadFile(Read, pImage, {UTIL_CollectErrorText, &ErrorText}, &Read.Notes);
+  Status = ReadFile(Read, pImage, {UTIL_CollectErrorText, &ErrorText}, &Read.Observer);
   if (Status < 0) {
-    ReportError(Read, Status, errno);
+    ReportError(Read);
     MEMIMG_Free(pImage);
-    return Read.Notes.Error == READ_NOWHERE ? CHECK_UNREADABLE : CHECK_BAD;
+    return Read.Observer.Notes.ErrorOffset == READ_NOWHERE ? CHECK_UNREADABLE : CHECK_BAD;
   }
   JudgeAccepted(Read);
   pInput->pImage = pImage;

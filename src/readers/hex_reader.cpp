@@ -73,7 +73,7 @@ void DecodeByteWise(TextReadState* pState, HexRecord* pRecord) {
 [[nodiscard]] bool ReadMark(TextReadState* pState) {
   const uint8_t Found = TEXT_Peek(*pState);
   if (Found != RECORD_MARK) {
-    return TEXT_Fail(pState, READER_ERR_RECORD, "Unexpected character (Expected: %c, Found: %c)", RECORD_MARK, Found);
+    return TEXT_Fail(pState, READ_ERROR_MARK, "Unexpected character (Expected: %c, Found: %c)", RECORD_MARK, Found);
   }
   ++pState->Pos;
   return true;
@@ -92,15 +92,17 @@ void DecodeByteWise(TextReadState* pState, HexRecord* pRecord) {
     return true;
   }
   const uint32_t SumBefore = uint32_t{pState->Checksum} - Record.Checksum();
+  const uint8_t Right = static_cast<uint8_t>(0 - SumBefore);
+  pState->pObserver->Notes.RightChecksum = Right;
   pState->Pos -= 2;
-  return TEXT_Fail(pState, READER_ERR_RECORD, "Checksum error !\nExpected: 0x%02X, found: 0x%02X",
-                   static_cast<uint8_t>(0 - SumBefore), Record.Checksum());
+  return TEXT_Fail(pState, READ_ERROR_CHECKSUM, "Checksum error !\nExpected: 0x%02X, found: 0x%02X", Right,
+                   Record.Checksum());
 }
 
 /// Sets UpperAddr to the first two data bytes, high byte first, shifted left by Shift bits.
 [[nodiscard]] bool SetUpperAddr(TextReadState* pState, const HexRecord& Record, uint32_t Shift) {
   if (Record.NumData() < 2) {
-    return TEXT_FailRecord(pState, "Record too short");
+    return TEXT_FailRecord(pState, READ_ERROR_TOO_SHORT, "Record too short");
   }
   pState->UpperAddr = (uint32_t{Record.Data()[0]} << 8 | Record.Data()[1]) << Shift;
   return true;
@@ -162,7 +164,7 @@ bool IsLineEnd(uint8_t c) {
 [[nodiscard]] bool ReadLineEnd(TextReadState* pState) {
   const uint8_t Next = TEXT_Peek(*pState);
   if (!IsLineEnd(Next)) {
-    return TEXT_IsEndOfData(Next) || TEXT_Fail(pState, READER_ERR_RECORD, "Expected CR or LF");
+    return TEXT_IsEndOfData(Next) || TEXT_Fail(pState, READ_ERROR_LINE_END, "Expected CR or LF");
   }
   TEXT_CountLineEnd(pState);
   ++pState->Pos;
@@ -183,8 +185,8 @@ constexpr TextFormat INTEL_HEX = {RECORD_MARK, true, "Not a hex file", "malloc P
 
 }  // namespace
 
-int HEX_ReadEx(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext, ReadNotes* pNotes) {
-  return TEXT_Read(INTEL_HEX, pImage, pPath, {pfReport, pReportContext}, &HexSink, pNotes);
+int HEX_ReadEx(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext, ReadObserver* pObserver) {
+  return TEXT_Read(INTEL_HEX, pImage, pPath, {pfReport, pReportContext}, &HexSink, pObserver);
 }
 
 int HEX_Read(MemImage* pImage, const char* pPath, char* pErrText, uint32_t ErrTextSize) {

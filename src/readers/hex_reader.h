@@ -10,9 +10,9 @@
 /// Stores the data records of an Intel HEX file in the image. Extended segment (02) and extended linear (04, 0xFF)
 /// address records shift the addresses that follow them. Records of other types are only checked.
 /// Returns 0, or a READER_ERR_ value with one error reported.
-/// pNotes: newly made, or null; receives the notes.
+/// pObserver: with new notes, or null; watches the read.
 [[nodiscard]] int HEX_ReadEx(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext,
-                             ReadNotes* pNotes = nullptr);
+                             ReadObserver* pObserver = nullptr);
 
 /// As HEX_ReadEx, but reports to pErrText, a buffer of ErrTextSize characters.
 [[nodiscard]] int HEX_Read(MemImage* pImage, const char* pPath, char* pErrText, uint32_t ErrTextSize);

@@ -69,7 +69,7 @@ uint32_t AddressOf(const MotRecord& Record, uint32_t NumBytes) {
       return true;
     }
   }
-  return TEXT_Fail(pState, READER_ERR_RECORD, "Unexpected character");
+  return TEXT_Fail(pState, READ_ERROR_MARK, "Unexpected character");
 }
 
 [[nodiscard]] bool DecodeRecord(TextReadState* pState, MotRecord* pRecord) {
@@ -84,9 +84,11 @@ uint32_t AddressOf(const MotRecord& Record, uint32_t NumBytes) {
     return true;
   }
   const uint32_t SumBefore = uint32_t{pState->Checksum} - Record.Checksum();
+  const uint8_t Right = static_cast<uint8_t>(~SumBefore);
+  pState->pObserver->Notes.RightChecksum = Right;
   pState->Pos -= 2;
-  return TEXT_Fail(pState, READER_ERR_RECORD, "Checksum error! Checksum in file: 0x%02X, checksum calculated 0x%02X",
-                   Record.Checksum(), static_cast<uint8_t>(~SumBefore));
+  return TEXT_Fail(pState, READ_ERROR_CHECKSUM, "Checksum error! Checksum in file: 0x%02X, checksum calculated 0x%02X",
+                   Record.Checksum(), Right);
 }
 
 [[nodiscard]] bool ActOnRecord(TextReadState* pState, MemImage* pImage, const MotRecord& Record) {
@@ -94,7 +96,7 @@ uint32_t AddressOf(const MotRecord& Record, uint32_t NumBytes) {
   const uint8_t NumAddressBytes = TYPES[Record.Type].NumAddressBytes;
   const int32_t NumBytes = static_cast<int32_t>(Record.NumBytes()) - 1 - NumAddressBytes;
   if (Kind == NOTED_DATA && NumBytes < 0) {
-    return TEXT_FailRecord(pState, "Record too short");
+    return TEXT_FailRecord(pState, READ_ERROR_TOO_SHORT, "Record too short");
   }
   const uint32_t Addr = AddressOf(Record, std::min<uint32_t>(NumAddressBytes, Record.NumBytes() - 1));
   const uint8_t* pData = Record.aByte.data() + NumAddressBytes;
@@ -115,8 +117,8 @@ constexpr TextFormat S_RECORD = {RECORD_MARK, COUNTS_CR, "Not a mot file", "Mall
 
 }  // namespace
 
-int MOT_ReadEx(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext, ReadNotes* pNotes) {
-  return TEXT_Read(S_RECORD, pImage, pPath, {pfReport, pReportContext}, &MotSink, pNotes);
+int MOT_ReadEx(MemImage* pImage, const char* pPath, ReportFn pfReport, void* pReportContext, ReadObserver* pObserver) {
+  return TEXT_Read(S_RECORD, pImage, pPath, {pfReport, pReportContext}, &MotSink, pObserver);
 }
 
 int MOT_Read(MemImage* pImage, const char* pPath, char* pErrText, uint32_t ErrTextSize) {

@@ -7,7 +7,7 @@
 
 namespace {
 
-// More numbers in the table of messages. On this system they stand for other errors.
+// Error numbers of other systems that the table also covers; here they mean something else.
 constexpr int ERROR_PATH_NOT_FOUND = 3;
 constexpr int ERROR_INVALID_DRIVE = 15;
 constexpr int ERROR_INVALID_NAME = 123;
@@ -30,32 +30,33 @@ const char* OpenFailureReason(int Error) {
   }
 }
 
-void ReportOpenFailure(const ReadCall& Call) {
-  const char* pReason = OpenFailureReason(SYS_GetLastError());
-  UTIL_snprintf(Call.pErrorText, Call.ErrorTextSize, "Could not open file [%s]\n%s", Call.pPath, pReason);
-  UTIL_ReportError(*Call.pModuleSink, Call.pErrorText);
-}
-
-int ReadFile(const ReadCall& Call, ReadBodyFn pfBody, void* pContext) {
-  const int64_t hFile = SYS_FileOpen(Call.pPath, SYS_OPEN_READ | SYS_OPEN_SHARE);
-  if (hFile == SYS_NO_FILE) {
-    ReportOpenFailure(Call);
-    return READER_ERR_OPEN;
-  }
-  const int Status = pfBody(pContext, Call.pImage, static_cast<uint32_t>(hFile));
-  SYS_FileClose(static_cast<uint32_t>(hFile));
-  return Status;
-}
-
 }  // namespace
 
-int READER_Run(const ReadCall& Call, ReadBodyFn pfBody, void* pContext) {
-  MEMIMG_Lock(Call.pImage);
-  *Call.pModuleSink = Call.Sink;
-  const int Status = ReadFile(Call, pfBody, pContext);
-  Call.pImage->NumChanges = 0;
-  MEMIMG_Unlock(Call.pImage);
-  return Status;
+int64_t READER_Begin(MemImage* pImage, const char* pPath, const ReportSink& Sink, ReportSink* pModuleSink) {
+  MEMIMG_Lock(pImage);
+  *pModuleSink = Sink;
+  return SYS_FileOpen(pPath, SYS_OPEN_READ | SYS_OPEN_SHARE);
+}
+
+void READER_End(MemImage* pImage, int64_t hFile) {
+  if (hFile != SYS_NO_FILE) {
+    SYS_FileClose(static_cast<uint32_t>(hFile));
+  }
+  pImage->NumChanges = 0;
+  MEMIMG_Unlock(pImage);
+}
+
+int READER_FailOpen(const char* pPath, const ReportSink& Sink, const ErrorTextBuffer& Buffer, ReadNotes* pNotes) {
+  READER_NoteError(pNotes, READ_ERROR_SYSTEM);
+  const char* pReason = OpenFailureReason(pNotes->SystemError);
+  UTIL_snprintf(Buffer.pText, Buffer.TextSize, "Could not open file [%s]\n%s", pPath, pReason);
+  UTIL_ReportError(Sink, Buffer.pText);
+  return READER_ERR_OPEN;
+}
+
+void READER_NoteError(ReadNotes* pNotes, ReadErrorKind Error) {
+  pNotes->Error = Error;
+  pNotes->SystemError = Error == READ_ERROR_SYSTEM ? SYS_GetLastError() : 0;
 }
 
 int READER_Store(MemImage* pImage, uint64_t Addr, uint32_t NumBytes, const uint8_t* pData) {

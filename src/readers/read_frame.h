@@ -1,9 +1,10 @@
-/// What all readers share: their results, and the frame around a read.
+/// What all readers share: their results, and how a read begins and ends.
 #pragma once
 
 #include <cstdint>
 
 #include "memimage/mem_image.h"
+#include "readers/read_notes.h"
 #include "util/report.h"
 
 /// Results of a read; 0 means that the complete file was read. After a failure, the image may hold part of the data.
@@ -12,22 +13,21 @@ constexpr int READER_ERR_NO_MEMORY = -3;   ///< Text formats: no memory for the 
 constexpr int READER_ERR_NOT_FORMAT = -4;  ///< Text formats: the file begins with the wrong byte.
 constexpr int READER_ERR_RECORD = -5;      ///< A record is malformed or overlaps data already stored.
 
-/// One read, as the frame sees it.
-struct ReadCall {
-  MemImage* pImage;
-  const char* pPath;
-  ReportSink Sink;          ///< Where this read's error goes.
-  ReportSink* pModuleSink;  ///< Where the reader keeps Sink, so only one read per format at a time.
-  char* pErrorText;         ///< Buffer for the text of an open failure.
-  uint32_t ErrorTextSize;
-};
+/// Begins a read: locks the image, keeps Sink in *pModuleSink (so there can be only one read per format at a time) and
+/// opens the file. Returns its handle; or SYS_NO_FILE, and READER_FailOpen then says why.
+[[nodiscard]] int64_t READER_Begin(MemImage* pImage, const char* pPath, const ReportSink& Sink,
+                                   ReportSink* pModuleSink);
 
-/// Reads the open file hFile into the image and reports its own errors. Returns the result of the read.
-using ReadBodyFn = int (*)(void* pContext, MemImage* pImage, uint32_t hFile);
+/// Ends a read, even a failed one: closes the file if it is open, clears NumChanges of the image and unlocks it.
+void READER_End(MemImage* pImage, int64_t hFile);
 
-/// Locks the image, opens the file, lets the body read it, closes the file, clears NumChanges of the image and unlocks
-/// it, even after a failure. Returns the result of the body, or READER_ERR_OPEN with the reason reported.
-[[nodiscard]] int READER_Run(const ReadCall& Call, ReadBodyFn pfBody, void* pContext);
+/// Notes and reports why READER_Begin could not open the file. Buffer: for the text, which is cut to fit.
+/// Returns READER_ERR_OPEN.
+[[nodiscard]] int READER_FailOpen(const char* pPath, const ReportSink& Sink, const ErrorTextBuffer& Buffer,
+                                  ReadNotes* pNotes);
+
+/// Notes an error, and for READ_ERROR_SYSTEM its number, so no other call to the system may come first.
+void READER_NoteError(ReadNotes* pNotes, ReadErrorKind Error);
 
 /// Stores bytes as MEMIMG_WriteData does, but returns MEMIMG_ERR_NO_MEMORY instead of 0 if the image has lost bytes.
 [[nodiscard]] int READER_Store(MemImage* pImage, uint64_t Addr, uint32_t NumBytes, const uint8_t* pData);

@@ -1,4 +1,4 @@
-/// What a text reader notes about a file as it reads it, for code that explains the file to a user.
+/// What a reader tells about a file beside its result, for code that explains the file to a user.
 #pragma once
 
 #include <cstdint>
@@ -27,12 +27,34 @@ struct NotedRecord {
   uint64_t DataOffset = 0;  ///< Of the first digit after the address.
 };
 
-/// What a read passes on as it goes, and the notes it leaves.
-struct ReadNotes {
-  void (*pfRecord)(void* pContext, const NotedRecord& Record) = nullptr;  ///< Receives every record, unless null.
-  void* pContext = nullptr;
+/// Why a read fails, whatever the format.
+enum ReadErrorKind {
+  READ_NO_ERROR,
+  READ_ERROR_SYSTEM,  ///< The file cannot be opened or read.
+  READ_ERROR_MEMORY,  ///< Memory is exhausted, or there is more data than an image can hold.
+  // All that follow are in the file's text.
+  READ_ERROR_NOT_FORMAT,  ///< The file begins with the wrong character.
+  READ_ERROR_MARK,        ///< A record does not begin with its mark, or an S-record not with 'S' and a digit.
+  READ_ERROR_DIGIT,       ///< A character of a record is not a hexadecimal digit.
+  READ_ERROR_CHECKSUM,
+  READ_ERROR_TOO_SHORT,  ///< The byte count leaves no room for what the record's type needs.
+  READ_ERROR_OVERLAP,    ///< An earlier record has data for an address of this one.
+  READ_ERROR_LINE_END,   ///< A record is not followed by a line end.
+};
 
-  uint64_t Error = READ_NOWHERE;       ///< The error, if it is in the file's text.
-  uint64_t LastRecord = READ_NOWHERE;  ///< The last record begun.
-  uint64_t EndMark = READ_NOWHERE;     ///< The NUL or 0x1A that ends the data, if bytes follow it.
+/// What a read leaves behind. Places are offsets from the file's start.
+struct ReadNotes {
+  ReadErrorKind Error = READ_NO_ERROR;
+  int SystemError = 0;                  ///< READ_ERROR_SYSTEM: the system error number.
+  uint8_t RightChecksum = 0;            ///< READ_ERROR_CHECKSUM: what the checksum should have been.
+  uint64_t ErrorOffset = READ_NOWHERE;  ///< Of the error, if it is in the file's text.
+  uint64_t LastRecord = READ_NOWHERE;   ///< Of the last record begun.
+  uint64_t EndMark = READ_NOWHERE;      ///< Of the NUL or 0x1A that ends the data, if bytes follow it.
+};
+
+/// Watches the read of a text file: a callback for each record, and the notes that the read leaves behind.
+struct ReadObserver {
+  void (*pfRecord)(void* pContext, const NotedRecord& Record) = nullptr;  ///< Null: no record is passed.
+  void* pContext = nullptr;
+  ReadNotes Notes{};
 };

@@ -11,11 +11,21 @@
 
 namespace {
 
-struct TextReadContext {
-  const TextFormat* pFormat;
-  TextReadState State;
-  const ReportSink* pSink;
-};
+/// Returns the result of a read that ends with an error, or with none.
+int StatusOf(ReadErrorKind Error) {
+  switch (Error) {
+    case READ_NO_ERROR:
+      return 0;
+    case READ_ERROR_SYSTEM:
+      return READER_ERR_OPEN;
+    case READ_ERROR_MEMORY:
+      return READER_ERR_NO_MEMORY;
+    case READ_ERROR_NOT_FORMAT:
+      return READER_ERR_NOT_FORMAT;
+    default:
+      return READER_ERR_RECORD;
+  }
+}
 
 int32_t NumUnread(const TextReadState& State) {
   return State.NumFilled - State.Pos;
@@ -27,7 +37,7 @@ void FillWindow(TextReadState* pState) {
     const uint32_t NumWanted = READ_WINDOW_SIZE - static_cast<uint32_t>(pState->NumFilled);
     const int64_t NumRead = SYS_FileRead(pState->hFile, pState->pWindow + pState->NumFilled, NumWanted);
     if (NumRead < 0) {
-      TEXT_Fail(pState, READER_ERR_OPEN, "Could not read file.");
+      TEXT_Fail(pState, READ_ERROR_SYSTEM, "Could not read file.");
     }
     pState->IsAtEnd = NumRead <= 0;
     pState->NumFilled += NumRead > 0 ? static_cast<int32_t>(NumRead) : 0;
@@ -73,9 +83,9 @@ void SkipWithinWindow(TextReadState* pState, bool CountsCr) {
 [[nodiscard]] bool BeginRecord(TextReadState* pState) {
   const bool IsEnd = TEXT_IsEndOfData(TEXT_Peek(*pState));
   if (!IsEnd) {
-    pState->pNotes->LastRecord = TEXT_OffsetOfPos(*pState);
+    pState->pObserver->Notes.LastRecord = TEXT_OffsetOfPos(*pState);
   } else if (NumUnread(*pState) > 1) {  // bytes follow the mark; the window's own NUL is not counted
-    pState->pNotes->EndMark = TEXT_OffsetOfPos(*pState);
+    pState->pObserver->Notes.EndMark = TEXT_OffsetOfPos(*pState);
   }
   return !IsEnd;
 }
@@ -83,7 +93,7 @@ void SkipWithinWindow(TextReadState* pState, bool CountsCr) {
 void ReadRecords(const TextFormat& Format, TextReadState* pState, MemImage* pImage) {
   FillWindow(pState);
   if (pState->pWindow[0] != static_cast<uint8_t>(Format.StartChar)) {
-    TEXT_Fail(pState, READER_ERR_NOT_FORMAT, "%s", Format.pNotFormatText);
+    TEXT_Fail(pState, READ_ERROR_NOT_FORMAT, "%s", Format.pNotFormatText);
   }
   bool GoesOn = !TEXT_HasError(*pState);
   while (GoesOn) {
@@ -91,59 +101,58 @@ void ReadRecords(const TextFormat& Format, TextReadState* pState, MemImage* pIma
   }
 }
 
-void ReportWithLine(const TextReadContext& Context) {
+void ReportWithLine(const TextReadState& State, const ReportSink& Sink) {
   std::array<char, 256> acText;
-  UTIL_snprintf(acText.data(), acText.size(), "Error in line %d: %s", Context.State.NumLineEnds + 1,
-                Context.State.acError.data());
-  UTIL_ReportError(*Context.pSink, acText.data());
+  UTIL_snprintf(acText.data(), acText.size(), "Error in line %d: %s", State.NumLineEnds + 1, State.acError.data());
+  UTIL_ReportError(Sink, acText.data());
 }
 
-[[nodiscard]] int ReadBody(void* pContext, MemImage* pImage, uint32_t hFile) {
-  TextReadContext* pText = static_cast<TextReadContext*>(pContext);
-  TextReadState* pState = &pText->State;
-  pState->hFile = hFile;
+/// Reads the open file and reports its pending error, if it has one. Returns the result of the read.
+[[nodiscard]] int ReadText(const TextFormat& Format, TextReadState* pState, MemImage* pImage, const ReportSink& Sink) {
   pState->pWindow = static_cast<uint8_t*>(SYS_Alloc(READ_WINDOW_SIZE + 1));
   if (pState->pWindow == nullptr) {
-    TEXT_Fail(pState, READER_ERR_NO_MEMORY, "%s", pText->pFormat->pNoWindowText);
+    TEXT_Fail(pState, READ_ERROR_MEMORY, "%s", Format.pNoWindowText);
   } else {
-    ReadRecords(*pText->pFormat, pState, pImage);
+    ReadRecords(Format, pState, pImage);
     SYS_Free(pState->pWindow);
   }
   if (TEXT_HasError(*pState)) {
-    ReportWithLine(*pText);
+    ReportWithLine(*pState, Sink);
   }
-  return pState->Status;
+  return StatusOf(pState->pObserver->Notes.Error);
 }
 
 }  // namespace
 
 int TEXT_Read(const TextFormat& Format, MemImage* pImage, const char* pPath, const ReportSink& Sink,
-              ReportSink* pModuleSink, ReadNotes* pNotes) {
-  TextReadContext Context{&Format, {}, pModuleSink};
-  ReadNotes Unused;
-  Context.State.pNotes = pNotes != nullptr ? pNotes : &Unused;
-  const ReadCall Call{pImage,
-                      pPath,
-                      Sink,
-                      pModuleSink,
-                      Context.State.acError.data(),
-                      static_cast<uint32_t>(Context.State.acError.size())};
-  return READER_Run(Call, ReadBody, &Context);
+              ReportSink* pModuleSink, ReadObserver* pObserver) {
+  TextReadState State{};
+  ReadObserver Unused;
+  State.pObserver = pObserver != nullptr ? pObserver : &Unused;
+  const int64_t hFile = READER_Begin(pImage, pPath, Sink, pModuleSink);
+  State.hFile = static_cast<uint32_t>(hFile);
+  const int Status =
+      hFile != SYS_NO_FILE
+          ? ReadText(Format, &State, pImage, *pModuleSink)
+          : READER_FailOpen(pPath, *pModuleSink, {State.acError.data(), State.acError.size()}, &State.pObserver->Notes);
+  READER_End(pImage, hFile);
+  return Status;
 }
 
-bool TEXT_Fail(TextReadState* pState, int Status, const char* pFormat, ...) {
+bool TEXT_Fail(TextReadState* pState, ReadErrorKind Error, const char* pFormat, ...) {
   if (TEXT_HasError(*pState)) {
     return false;
+  }
+  ReadNotes* pNotes = &pState->pObserver->Notes;
+  READER_NoteError(pNotes, Error);
+  if (Error >= READ_ERROR_NOT_FORMAT) {
+    pNotes->ErrorOffset = TEXT_OffsetOfPos(*pState);
   }
   FormatBuffer Buffer{pState->acError.data(), static_cast<int32_t>(pState->acError.size()), 0};
   va_list Args;
   va_start(Args, pFormat);
   UTIL_FormatV(&Buffer, pFormat, Args);
   va_end(Args);
-  pState->Status = Status;
-  if (Status == READER_ERR_RECORD || Status == READER_ERR_NOT_FORMAT) {
-    pState->pNotes->Error = TEXT_OffsetOfPos(*pState);
-  }
   return false;
 }
 
@@ -151,19 +160,19 @@ bool TEXT_FailAtDigit(TextReadState* pState) {
   while (UTIL_HEX_DIGIT_VALUE[TEXT_Peek(*pState)] != UTIL_NO_HEX_DIGIT) {
     ++pState->Pos;
   }
-  return TEXT_Fail(pState, READER_ERR_RECORD, "Expected Hex character : 0..9, A..F");
+  return TEXT_Fail(pState, READ_ERROR_DIGIT, "Expected Hex character : 0..9, A..F");
 }
 
-bool TEXT_FailRecord(TextReadState* pState, const char* pText) {
-  TEXT_Fail(pState, READER_ERR_RECORD, "%s", pText);
-  pState->pNotes->Error = pState->pNotes->LastRecord;
+bool TEXT_FailRecord(TextReadState* pState, ReadErrorKind Error, const char* pText) {
+  TEXT_Fail(pState, Error, "%s", pText);
+  pState->pObserver->Notes.ErrorOffset = pState->pObserver->Notes.LastRecord;
   return false;
 }
 
 void TEXT_NoteRecord(const TextReadState& State, NotedRecord Record) {
-  Record.Offset = State.pNotes->LastRecord;
+  Record.Offset = State.pObserver->Notes.LastRecord;
   Record.DataOffset = TEXT_OffsetOfPos(State) - 2 - 2 * static_cast<uint64_t>(std::max(Record.NumBytes, 0));
-  State.pNotes->pfRecord(State.pNotes->pContext, Record);
+  State.pObserver->pfRecord(State.pObserver->pContext, Record);
 }
 
 bool TEXT_SkipWhiteSpace(TextReadState* pState, bool CountsCr) {
@@ -194,7 +203,7 @@ bool TEXT_DecodeBytes(TextReadState* pState, uint32_t NumBytes, uint8_t* pBytes)
 bool TEXT_StoreData(TextReadState* pState, MemImage* pImage, uint64_t Addr, uint32_t NumBytes, const uint8_t* pData) {
   const int Status = READER_Store(pImage, Addr, NumBytes, pData);
   if (Status == MEMIMG_ERR_NO_MEMORY) {
-    return TEXT_Fail(pState, READER_ERR_NO_MEMORY, "Out of memory");
+    return TEXT_Fail(pState, READ_ERROR_MEMORY, "Out of memory");
   }
-  return Status == 0 || TEXT_FailRecord(pState, "Areas overlap");
+  return Status == 0 || TEXT_FailRecord(pState, READ_ERROR_OVERLAP, "Areas overlap");
 }

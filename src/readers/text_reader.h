@@ -27,10 +27,9 @@ struct TextReadState {
   int32_t NumFilled;  ///< File bytes in the window; the byte after them is NUL.
   uint32_t hFile;
   bool IsAtEnd;  ///< The file has no more bytes.
-  int Status;    ///< The result that goes with acError.
 
-  ReadNotes* pNotes;      ///< Filled during the read.
-  uint64_t WindowOffset;  ///< Offset in the file of the window's first byte.
+  ReadObserver* pObserver;  ///< Never null.
+  uint64_t WindowOffset;    ///< Offset in the file of the window's first byte.
 };
 
 /// What defines a text format.
@@ -43,14 +42,16 @@ struct TextFormat {
   bool (*pfReadRecord)(TextReadState* pState, MemImage* pImage);
 };
 
-/// Reads a text file. Reports the pending error of a failed read as "Error in line ..."; the frame words open failures.
-/// pNotes: newly made, or null; receives the notes. Returns the result of the read.
+/// Reads a text file. Reports the pending error of a failed read as "Error in line ...", but a failure to open the file
+/// as READER_FailOpen does. pObserver: with new notes, or null. Returns the result of the read.
 [[nodiscard]] int TEXT_Read(const TextFormat& Format, MemImage* pImage, const char* pPath, const ReportSink& Sink,
-                            ReportSink* pModuleSink, ReadNotes* pNotes);
+                            ReportSink* pModuleSink, ReadObserver* pObserver);
 
-/// Makes a text the pending error, unless there is one already: the first error of a record is the one reported. Its
-/// place is the next unread byte. Always returns false, so that a function that returns its success can end with it.
-__attribute__((format(printf, 3, 4))) bool TEXT_Fail(TextReadState* pState, int Status, const char* pFormat, ...);
+/// Makes a text the pending error and notes it, unless there is one already: the first error of a record is the one
+/// reported. Its place is the next unread byte. Always returns false, so a function that returns its success can end
+/// with it.
+__attribute__((format(printf, 3, 4))) bool TEXT_Fail(TextReadState* pState, ReadErrorKind Error, const char* pFormat,
+                                                     ...);
 
 /// Whether there is a pending error.
 inline bool TEXT_HasError(const TextReadState& State) {
@@ -81,15 +82,15 @@ inline void TEXT_CountLineEnd(TextReadState* pState) {
 /// TEXT_Fail for the first character from Pos on that is not a hexadecimal digit.
 bool TEXT_FailAtDigit(TextReadState* pState);
 
-/// Makes a text the pending error of a record whose text is correct: READER_ERR_RECORD, at the start of the record.
-bool TEXT_FailRecord(TextReadState* pState, const char* pText);
+/// TEXT_Fail for a record whose text and checksum are right. The place is the start of the record.
+bool TEXT_FailRecord(TextReadState* pState, ReadErrorKind Error, const char* pText);
 
-/// Whether someone wants every record. To note each record in vain would take a tenth of the time.
+/// Whether records are observed. Preparing records that nobody reads would cost a tenth of the run time.
 inline bool TEXT_IsObserved(const TextReadState& State) {
-  return State.pNotes->pfRecord != nullptr;
+  return State.pObserver->pfRecord != nullptr;
 }
 
-/// Fills in the places of the record that ends at Pos, and hands it to the observer, which there must be.
+/// Adds the offsets of the record that ends at Pos and passes it to pfRecord, which must be set.
 void TEXT_NoteRecord(const TextReadState& State, NotedRecord Record);
 
 /// Skips TAB, SPACE, CR and LF, even several windows of them, and counts line ends. Then makes sure that a complete
