@@ -6,7 +6,6 @@
 #include <csignal>
 
 #include "support/harness.h"
-#include "sys/directory.h"
 #include "sys/file.h"
 #include "sys/mutex_table.h"
 #include "sys/path.h"

@@ -38,7 +38,7 @@ const FormatHandler* FindHandler(const char* pExt) {
 /// Returns a new copy of a text; null if the text is empty or memory is exhausted.
 [[nodiscard]] char* CopyIfAny(const char* pText) {
   const uint32_t Len = UTIL_StrLenMax(pText, NAME_PART_SIZE);
-  return Len != 0 ? Concat(pText, Len, "", 0) : nullptr;
+  return Len != 0 ? SYS_CopyText(pText, Len) : nullptr;
 }
 
 /// Returns the position of the last '.' in the first Len characters; 0 if there is none after the first character.
@@ -90,7 +90,7 @@ DataFile* DATAFILE_CreateFromPath(const char* pPath, uint32_t BaseAddr, int* pSt
     return nullptr;
   }
   const uint32_t Len = UTIL_StrLenMax(pPath, MAX_NAME_LEN);
-  char* pName = Len != 0 ? Concat(pPath, Len, "", 0) : nullptr;
+  char* pName = Len != 0 ? SYS_CopyText(pPath, Len) : nullptr;
   if (pName == nullptr) {
     *pStatus = DATAFILE_ERR_CREATE;
     return nullptr;

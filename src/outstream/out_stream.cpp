@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "sys/directory.h"
 #include "sys/file.h"
 #include "sys/heap.h"
 #include "util/format.h"

@@ -3,20 +3,22 @@
 #include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <cstdlib>
 
-#include "sys/directory.h"
+#include "sys/heap.h"
 #include "sys/path.h"
-#include "sys/sleep.h"
 #include "util/text.h"
 
 namespace {
 
 constexpr mode_t FILE_MODE = 0644;
+constexpr mode_t DIRECTORY_MODE = 0777;
+constexpr mode_t ANY_WRITE_BIT = 0222;
 constexpr int32_t MAX_DIRECTORY_DEPTH = 128;
 
 int AccessOf(uint32_t Flags) {
@@ -56,7 +58,6 @@ const char* HomeDirectory() {
   return pUser != nullptr ? pUser->pw_dir : nullptr;
 }
 
-/// A buffer for a path with the home directory in place of a '~'.
 using PathBuffer = std::array<char, SYS_PATH_SIZE>;
 
 /// Returns pPath; or, if it begins with '~', the path below the home directory, in *pBuffer; null if there is no home
@@ -72,6 +73,42 @@ const char* ExpandHome(const char* pPath, PathBuffer* pBuffer) {
   UTIL_CopyString(pBuffer->data(), pHome, SYS_PATH_SIZE);
   UTIL_AppendString(pBuffer->data(), pPath + 1, SYS_PATH_SIZE);
   return pBuffer->data();
+}
+
+/// Returns the length of a path without trailing '/' characters.
+uint64_t LenWithoutTrailingSlashes(const char* pPath) {
+  uint64_t Len = UTIL_StrLen(pPath);
+  while (Len > 0 && pPath[Len - 1] == '/') {
+    --Len;
+  }
+  return Len;
+}
+
+/// Creates the directory of the file at pPath: the part up to the last '/', if there is one, cut to 511 characters.
+/// Works and returns as SYS_CreateDirectory does; -1 for an empty path.
+// NOLINTNEXTLINE(misc-no-recursion): one level per parent directory, at most MaxDepth
+[[nodiscard]] int CreateDirectoryOf(const char* pPath, int32_t MaxDepth) {
+  PathBuffer acDir;
+  PathBuffer acName;
+  SYS_SplitPath(pPath, {}, {acDir.data(), SYS_PATH_SIZE}, {acName.data(), SYS_PATH_SIZE}, {});
+  if (acDir[0] == '\0') {
+    return acName[0] == '\0' ? -1 : 0;
+  }
+  return SYS_CreateDirectory(acDir.data(), MaxDepth);
+}
+
+// NOLINTNEXTLINE(misc-no-recursion): one level per parent directory, at most MaxDepth
+[[nodiscard]] int CreateParent(const char* pPath, int32_t MaxDepth) {
+  char* pTrimmed = SYS_CopyText(pPath, LenWithoutTrailingSlashes(pPath));
+  const int Result = pTrimmed != nullptr ? CreateDirectoryOf(pTrimmed, MaxDepth) : -1;
+  SYS_Free(pTrimmed);
+  return Result;
+}
+
+uint64_t MonotonicMicroseconds() {
+  timespec Now{};
+  clock_gettime(CLOCK_MONOTONIC, &Now);
+  return static_cast<uint64_t>(Now.tv_sec) * 1000000 + static_cast<uint64_t>(Now.tv_nsec) / 1000;
 }
 
 }  // namespace
@@ -98,7 +135,7 @@ int64_t SYS_OpenFileRetry(const char* pPath, uint32_t Flags, uint32_t NumRetries
 int64_t SYS_OpenFileEx(const char* pPath, uint32_t Flags) {
   PathBuffer acExpanded;
   const char* pUsed = pPath != nullptr ? ExpandHome(pPath, &acExpanded) : nullptr;
-  if (pUsed == nullptr || ((Flags & SYS_OPEN_CREATE) != 0 && SYS_CreateDirectoryOf(pUsed, MAX_DIRECTORY_DEPTH) != 0)) {
+  if (pUsed == nullptr || ((Flags & SYS_OPEN_CREATE) != 0 && CreateDirectoryOf(pUsed, MAX_DIRECTORY_DEPTH) != 0)) {
     return SYS_NO_FILE;
   }
   return SYS_OpenFileRetry(pUsed, Flags, 0, 0);
@@ -136,4 +173,47 @@ SysFileState SYS_GetFileState(const char* pPath) {
 bool SYS_IsPipe(const char* pPath) {
   struct stat File {};
   return stat(pPath, &File) == 0 && S_ISFIFO(File.st_mode);
+}
+
+int SYS_GetFileAttributes(const char* pPath) {
+  if (pPath == nullptr) {
+    return 0;
+  }
+  struct stat Status {};
+  if (stat(pPath, &Status) != 0) {
+    return -1;
+  }
+  const int ReadOnly = (Status.st_mode & ANY_WRITE_BIT) == 0 ? SYS_ATTR_READ_ONLY : 0;
+  if (S_ISREG(Status.st_mode)) {
+    return ReadOnly;
+  }
+  return S_ISDIR(Status.st_mode) ? ReadOnly | SYS_ATTR_DIRECTORY : -1;
+}
+
+// NOLINTNEXTLINE(misc-no-recursion): one level per parent directory, at most MaxDepth
+int SYS_CreateDirectory(const char* pPath, int32_t MaxDepth) {
+  if (pPath == nullptr || MaxDepth <= 0) {
+    return -1;
+  }
+  struct stat Status {};
+  if (stat(pPath, &Status) == 0) {
+    return S_ISDIR(Status.st_mode) ? 0 : -1;
+  }
+  if (errno != ENOENT || CreateParent(pPath, MaxDepth - 1) != 0) {
+    return -1;
+  }
+  return mkdir(pPath, DIRECTORY_MODE) == 0 ? 0 : -1;
+}
+
+void SYS_Sleep(uint32_t Milliseconds) {
+  const uint32_t Total = Milliseconds * 1000;
+  const uint64_t Start = MonotonicMicroseconds();
+  uint32_t Rest = Total;
+  while (usleep(Rest) != 0 && errno == EINTR) {
+    const uint64_t Elapsed = MonotonicMicroseconds() - Start;
+    if (Elapsed >= Total) {
+      return;
+    }
+    Rest = Total - static_cast<uint32_t>(Elapsed);
+  }
 }

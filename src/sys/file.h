@@ -1,4 +1,4 @@
-/// Files by handle. All results are the system's own; SYS_GetLastError says why a call failed.
+/// Files by handle, directories, and the wait between attempts to open a file. SYS_GetLastError says why a call failed.
 #pragma once
 
 #include <cstdint>
@@ -27,8 +27,8 @@ constexpr int64_t SYS_NO_FILE = -1;
 
 /// As SYS_FileOpen, but a leading '~' means the user's home directory (the path is then cut to 511 characters), and
 /// SYS_OPEN_CREATE first creates the missing directories of the path. A null path fails.
-/// SYS_CreateDirectoryOf cuts a directory's name to 511 characters. A longer name therefore leaves a second directory
-/// under the cut name, even if the real one exists.
+/// Directory names are cut to 511 characters, so creating a longer one also creates a stray directory with the cut
+/// name.
 [[nodiscard]] int64_t SYS_OpenFileEx(const char* pPath, uint32_t Flags);
 
 /// Reads up to NumBytes bytes. Returns how many it read, perhaps fewer even before the end of the file; 0 at the end of
@@ -45,7 +45,7 @@ constexpr int64_t SYS_NO_FILE = -1;
 /// Returns 0, or -1 if the system reports that an earlier write was lost after all.
 int SYS_FileClose(uint32_t hFile);
 
-/// Tells a file from any other, and from itself after a change. All 0: not a regular file.
+/// Identifies a file and its state: differs for another file, and once the file changes. All 0: not a regular file.
 struct SysFileState {
   uint64_t Device;
   uint64_t Node;
@@ -61,3 +61,20 @@ SysFileState SYS_GetFileState(const char* pPath);
 
 /// Returns whether pPath names a pipe, which gives its bytes only once.
 [[nodiscard]] bool SYS_IsPipe(const char* pPath);
+
+/// Bits of SYS_GetFileAttributes.
+constexpr int SYS_ATTR_READ_ONLY = 0x01;  ///< No write permission bit is set.
+constexpr int SYS_ATTR_DIRECTORY = 0x10;
+
+/// Returns the attribute bits of the regular file or directory at pPath, following links; -1 if there is neither; 0 for
+/// a null path.
+int SYS_GetFileAttributes(const char* pPath);
+
+/// Creates the directory at pPath and its missing parents, at most MaxDepth levels, with permissions 0777 less the
+/// umask.
+/// Returns 0 if the directory was created or already exists, else -1. Parents created before a failure stay.
+[[nodiscard]] int SYS_CreateDirectory(const char* pPath, int32_t MaxDepth);
+
+/// Sleeps for the given time, even if signals interrupt. The time is counted in 32-bit microseconds, so one call sleeps
+/// at most 4294967 ms; a longer time wraps.
+void SYS_Sleep(uint32_t Milliseconds);

@@ -5,7 +5,6 @@
 
 #include <array>
 #include <cerrno>
-#include <tuple>
 
 #include "util/text.h"
 
@@ -13,56 +12,28 @@ namespace {
 
 constinit std::array<MutexSlot, 64> aMutexTable{};
 
-struct WallTime {
-  int64_t Seconds;
-  int64_t Microseconds;
-};
-
-/// Returns whether the clock could be read.
-[[nodiscard]] bool ReadWallClock(WallTime* pTime) {
+/// Returns the wall clock in microseconds, or -1 if it cannot be read.
+int64_t WallClock() {
   timeval Now{};
-  if (gettimeofday(&Now, nullptr) != 0) {
-    return false;
-  }
-  *pTime = {Now.tv_sec, Now.tv_usec};
-  return true;
-}
-
-WallTime AddMilliseconds(WallTime Time, uint32_t Milliseconds) {
-  Time.Seconds += Milliseconds / 1000;
-  Time.Microseconds += int64_t{Milliseconds % 1000} * 1000;
-  if (Time.Microseconds >= 1000000) {
-    Time.Microseconds -= 1000000;
-    ++Time.Seconds;
-  }
-  return Time;
-}
-
-bool IsLater(const WallTime& A, const WallTime& B) {
-  return std::tie(A.Seconds, A.Microseconds) > std::tie(B.Seconds, B.Microseconds);
+  return gettimeofday(&Now, nullptr) == 0 ? int64_t{Now.tv_sec} * 1000000 + Now.tv_usec : -1;
 }
 
 bool IsValid(const MutexSlot* pMutex) {
   return pMutex != nullptr && pMutex->IsInUse != 0;
 }
 
-/// Polls until it gets the mutex or the deadline has passed.
+/// Polls until it gets the mutex or the deadline has passed. Without a clock, the deadline has always passed.
 int LockBefore(MutexSlot* pMutex, uint32_t TimeoutMs) {
-  WallTime Now{};
-  const bool HasDeadline = ReadWallClock(&Now);
-  const WallTime Deadline = AddMilliseconds(Now, TimeoutMs);
+  const int64_t Deadline = WallClock() + int64_t{TimeoutMs} * 1000;
   for (;;) {
     const int Error = pthread_mutex_trylock(&pMutex->Mutex);
     if (Error != EBUSY) {
       return Error == 0 ? 0 : SYS_LOCK_ERROR;
     }
-    // Without a clock there is no telling when to give up, so one attempt must suffice.
-    if (!HasDeadline) {
-      return SYS_LOCK_TIMEOUT;
-    }
     const timespec OneMillisecond{0, 1000000};
     nanosleep(&OneMillisecond, nullptr);
-    if (!ReadWallClock(&Now) || IsLater(Now, Deadline)) {
+    const int64_t Now = WallClock();
+    if (Now < 0 || Now > Deadline) {
       return SYS_LOCK_TIMEOUT;
     }
   }

@@ -27,12 +27,10 @@ void SYS_SplitPath(const char* pPath, PathPart Drive, PathPart Dir, PathPart Bas
   SetPart(Dir, "");
   SetPart(BaseName, "");
   SetPart(Ext, "");
-  const uint64_t Size = UTIL_StrLen(pPath) + 1;
-  char* pCopy = Size <= UINT32_MAX ? static_cast<char*>(SYS_Alloc(static_cast<uint32_t>(Size))) : nullptr;
+  char* pCopy = SYS_CopyText(pPath, UTIL_StrLen(pPath));
   if (pCopy == nullptr) {
     return;
   }
-  UTIL_CopyString(pCopy, pPath, static_cast<uint32_t>(Size));
 
   // From end to start: each cut leaves the parts before it complete.
   char* pSlash = std::strrchr(pCopy, '/');
