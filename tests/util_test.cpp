@@ -5,7 +5,6 @@
 
 #include "util/format.h"
 #include "util/number.h"
-#include "util/plain_format.h"
 #include "util/print.h"
 #include "util/report.h"
 #include "util/text.h"

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "util/plain_format.h"
+#include "util/format.h"
 #include "util/text.h"
 
 namespace {
