@@ -1,13 +1,13 @@
 #include "srec/record.h"
 
+#include <algorithm>
 #include <array>
-#include <cstddef>
 
 #include "util/hex_digits.h"
 
 namespace {
 
-/// A record holds at most the count byte and the 255 bytes it can count.
+/// The count byte and the most bytes it can count.
 constexpr uint32_t MAX_RECORD_BYTES = 256;
 /// 'S' and the type, two digits per byte, CR LF.
 constexpr uint32_t MAX_LINE_CHARS = 2 + 2 * MAX_RECORD_BYTES + 2;
@@ -27,15 +27,6 @@ uint32_t AddressBytesOfType(uint32_t Type) {
   }
 }
 
-/// Puts the count and the address as digits and adds their bytes to the sum. Returns the end of the line so far.
-char* PutHead(char* pEnd, uint32_t Count, uint32_t Address, uint32_t NumAddressBytes, uint8_t* pSum) {
-  std::array<uint8_t, 5> aHead{static_cast<uint8_t>(Count)};
-  for (uint32_t i = 0; i < NumAddressBytes; ++i) {
-    aHead[1 + i] = static_cast<uint8_t>(Address >> 8 * (NumAddressBytes - 1 - i));
-  }
-  return UTIL_EncodeHex(aHead.data(), 1 + NumAddressBytes, pEnd, pSum);
-}
-
 }  // namespace
 
 int32_t SREC_EncodeRecord(OutStream* pStream, uint32_t Type, uint32_t Address, int32_t NumBytes, const uint8_t* pData) {
@@ -44,13 +35,19 @@ int32_t SREC_EncodeRecord(OutStream* pStream, uint32_t Type, uint32_t Address, i
   if (NumAddressBytes == 0 || NumData > MAX_RECORD_BYTES - 2 - NumAddressBytes) {
     return 0;
   }
+  std::array<uint8_t, MAX_RECORD_BYTES - 1> aByte;  // all but the checksum
+  uint8_t* pByte = aByte.data();
+  *pByte++ = static_cast<uint8_t>(NumAddressBytes + NumData + 1);
+  for (uint32_t i = NumAddressBytes; i > 0; --i) {
+    *pByte++ = static_cast<uint8_t>(Address >> 8 * (i - 1));
+  }
+  pByte = std::copy_n(pData, NumData, pByte);
+
   std::array<char, MAX_LINE_CHARS> acLine;
+  acLine[0] = 'S';
+  acLine[1] = static_cast<char>('0' + Type);
   uint8_t Sum = 0;
-  char* pEnd = acLine.data();
-  *pEnd++ = 'S';
-  *pEnd++ = static_cast<char>('0' + Type);
-  pEnd = PutHead(pEnd, NumAddressBytes + NumData + 1, Address, NumAddressBytes, &Sum);
-  pEnd = UTIL_EncodeHex(pData, NumData, pEnd, &Sum);
+  char* pEnd = UTIL_EncodeHex(aByte.data(), static_cast<uint32_t>(pByte - aByte.data()), acLine.data() + 2, &Sum);
   const uint8_t Checksum = static_cast<uint8_t>(~Sum);  // the ones' complement of the sum of all bytes before it
   pEnd = UTIL_EncodeHex(&Checksum, 1, pEnd, &Sum);
   *pEnd++ = '\r';
