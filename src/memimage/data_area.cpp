@@ -39,13 +39,11 @@ void PutBytes(uint8_t* pDest, const WriteRange& Range) {
   }
 }
 
-/// Makes room for NumBytes more bytes after the contents. The spare room grows with the buffer, so reallocations become
-/// rarer as an area grows. In front of long contents it stays below two thirds of their length, after them below half.
+/// Enlarges the buffer by NumBytes bytes and more. The spare room grows with the buffer, so reallocations become rarer
+/// as an area grows. In front of long contents it stays below two thirds of their length, after them below half.
 /// Contents and new bytes together have a legal length, so they and the room in front fit into the largest block.
-[[nodiscard]] bool ReserveAtEnd(DataArea* pArea, uint64_t NumBytes) {
-  if (pArea->NumBytesAlloc - pArea->NumBytes >= NumBytes) {
-    return true;
-  }
+/// Rare, so kept out of ReserveAtEnd, which every record calls.
+[[nodiscard, gnu::noinline]] bool GrowAtEnd(DataArea* pArea, uint64_t NumBytes) {
   const uint64_t Wanted = pArea->NumBytesAlloc + NumBytes + pArea->NumBytesAlloc / 8 + 128;
   const uint64_t NewAlloc = std::min(Wanted, UINT32_MAX - pArea->NumBytesFront);
   const uint32_t Size = static_cast<uint32_t>(pArea->NumBytesFront + NewAlloc);
@@ -61,6 +59,11 @@ void PutBytes(uint8_t* pDest, const WriteRange& Range) {
   pArea->pData = pContents;
   pArea->NumBytesAlloc = NewAlloc;
   return true;
+}
+
+/// Makes room for NumBytes more bytes after the contents.
+[[nodiscard]] bool ReserveAtEnd(DataArea* pArea, uint64_t NumBytes) {
+  return pArea->NumBytesAlloc - pArea->NumBytes >= NumBytes || GrowAtEnd(pArea, NumBytes);
 }
 
 /// Makes room for NumBytes more bytes before the contents: reserves it after them, then moves them up. In a heap buffer

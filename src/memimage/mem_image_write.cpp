@@ -145,9 +145,12 @@ int MEMIMG_WriteData(MemImage* pImage, uint64_t Addr, uint64_t NumBytes, const u
     return MEMIMG_ERR_OVERLAP;
   }
   const WriteRange Range{Addr, NumBytes, pData, FillByte};
-  DataArea* pLast = LastArea(pImage);
-  if (pLast == nullptr || AREA_LastOf(*pLast) < Addr) {
-    return Store(pImage, {pLast, nullptr}, Range);
+  AreaNeighbours Place{LastArea(pImage), nullptr};
+  if (Place.pBelow != nullptr && AREA_LastOf(*Place.pBelow) >= Addr) {
+    if (!IndexIfLong(pImage)) {
+      return MEMIMG_ERR_NO_MEMORY;
+    }
+    Place = Find(*pImage, Addr);
   }
-  return IndexIfLong(pImage) ? Store(pImage, Find(*pImage, Addr), Range) : MEMIMG_ERR_NO_MEMORY;
+  return Store(pImage, Place, Range);  // one call, so that it is inlined
 }

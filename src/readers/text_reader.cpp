@@ -46,7 +46,8 @@ void FillWindow(TextReadState* pState) {
 }
 
 /// Moves the unread bytes to the front and fills the rest. Does nothing if the file has ended.
-void TopUpWindow(TextReadState* pState) {
+/// Rare, so kept out of TEXT_SkipWhiteSpace, which is then short enough to be inlined into the loop over the records.
+[[gnu::noinline]] void TopUpWindow(TextReadState* pState) {
   if (pState->IsAtEnd) {
     return;
   }
