@@ -28,7 +28,7 @@ endforeach()
 install(FILES completions/_Blockfit completions/_blockfit-check DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
 
 # The same layout as the source tree, so that links between the pages work.
-install(FILES packaging/copyright DESTINATION ${BLOCKFIT_DOC_DIR})
+install(FILES packaging/README.md packaging/copyright DESTINATION ${BLOCKFIT_DOC_DIR})
 install(FILES docs/format.md docs/recipes.md docs/conditioned-file.svg DESTINATION ${BLOCKFIT_DOC_DIR}/docs)
 # Building the page takes another compiler, so it is installed only if it is there.
 install(FILES build/web/blockfit.html DESTINATION ${BLOCKFIT_DOC_DIR} OPTIONAL)

@@ -1,25 +1,28 @@
 #!/usr/bin/env bash
 # Makes every download from the last commit, in build/downloads, and tries each as its user would. With --verify, makes
 # them again in another folder, under another umask and time zone, and compares. With --quick, only tries the static
-# programs and the node package, from the working tree. Runs on 64-bit x86.
+# programs and the packages for node and pip, from the working tree. Runs on 64-bit x86.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 source tools/lib/common.sh
-need git make cmake c++:g++ python3 node:nodejs npm aarch64-linux-gnu-g++:g++-aarch64-linux-gnu qemu-aarch64:qemu-user
+need git make cmake c++:g++ python3 node:nodejs npm aarch64-linux-gnu-g++:g++-aarch64-linux-gnu qemu-aarch64:qemu-user \
+  pipx /usr/lib/python3/dist-packages/wheel:python3-wheel
 
 Scratch=$(mktemp -d)
 trap 'rm -rf "$Scratch"' EXIT
 Version=$(sed -n 's/^project(Blockfit VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
 Time=$(git log -1 --format=%ct)
 
-# make_archive PRESET MACHINE FOLDER: what cmake --install installs, in an archive.
+# make_archive PRESET MACHINE FOLDER PIP_MACHINE: what cmake --install installs, in an archive; the programs, for pip.
 make_archive() {
   local Name=blockfit-$Version-linux-$2
   build "$1"
   quietly cmake --install "build/$1" --prefix "$PWD/build/$1/archive/$Name"
+  cp packaging/README.md "build/$1/archive/$Name"
   tar --create --directory="build/$1/archive" --sort=name --mtime="@$Time" --owner=0 --group=0 --numeric-owner \
     --mode=u=rwX,go=rX "$Name" | gzip -9n >"$3/$Name.tar.gz"
+  quietly pip/make_wheel.sh "build/$1/archive/$Name" "$3" "manylinux2014_$4" "musllinux_1_1_$4"
 }
 
 make_node_package() { # FOLDER
@@ -37,8 +40,8 @@ make_downloads() {
   tools/web.sh "$2"
   tools/package.sh
   mkdir "$Out"
-  make_archive static x86-64 "$Out"
-  make_archive static-arm64 arm64 "$Out"
+  make_archive static x86-64 "$Out" x86_64
+  make_archive static-arm64 arm64 "$Out" aarch64
   make_node_package "$Out"
   git -c tar.umask=022 archive --prefix="blockfit-$Version/" HEAD | gzip -9n >"$Out/blockfit-$Version.tar.gz"
   cp build/package/*.deb build/web/blockfit.html "$Out"
@@ -73,12 +76,33 @@ try_node_package() { # PACKAGE
   tests/same_output.py 400 build/release/Blockfit node "$Scratch/user's folder ä/node_modules/blockfit/blockfit.js"
 }
 
+try_wheel() { # FOLDER
+  local Wheel=("$1"/*x86_64.whl)
+  /usr/bin/python3 -m venv "$Scratch/venv"
+  quietly "$Scratch/venv/bin/pip" install --no-index "${Wheel[0]}"
+  quietly "$Scratch/venv/bin/pip" check
+  quietly "$Scratch/venv/bin/Blockfit" -o "$Scratch/fw" examples/sample.hex
+  quietly "$Scratch/venv/bin/pip" uninstall --yes blockfit
+  [[ ! -e $Scratch/venv/bin/Blockfit ]] || fail "pip uninstall left something."
+  export PIPX_HOME=$Scratch/pipx PIPX_BIN_DIR=$Scratch/pipx/bin
+  quietly pipx install --pip-args=--no-index "${Wheel[0]}"
+  quietly "$PIPX_BIN_DIR/blockfit-check" --conditioned --against examples/sample.hex "$Scratch/fw.srec"
+}
+
+# try_foreign_wheel WHEEL PLATFORM EMULATOR: installs the package for another machine than this.
+try_foreign_wheel() {
+  quietly "$Scratch/venv/bin/pip" install --no-index --only-binary=:all: --platform "$2" --target "$Scratch/$2" "$1"
+  quietly "$3" "$Scratch/$2/bin/Blockfit"* -o "$Scratch/$2/fw" examples/sample.hex
+  quietly "$3" "$Scratch/$2/bin/blockfit-check"* --conditioned --against examples/sample.hex "$Scratch/$2/fw.srec"
+}
+
 build release
 if [[ ${1:-} == --quick ]]; then
   tools/web.sh build
-  make_archive static x86-64 "$Scratch"
+  make_archive static x86-64 "$Scratch" x86_64
   make_node_package "$Scratch"
   try_static "$Scratch/blockfit-$Version-linux-x86-64.tar.gz"
+  try_wheel "$Scratch"
   try_node_package "$Scratch/blockfit-$Version-node.tgz"
   exit
 fi
@@ -88,6 +112,8 @@ rm -rf build/downloads
 cp -r "$Scratch/blockfit/build/downloads" build
 try_static "build/downloads/blockfit-$Version-linux-x86-64.tar.gz"
 try_static "build/downloads/blockfit-$Version-linux-arm64.tar.gz" qemu-aarch64
+try_wheel build/downloads
+try_foreign_wheel build/downloads/*_aarch64.whl manylinux2014_aarch64 qemu-aarch64
 try_node_package "$PWD/build/downloads/blockfit-$Version-node.tgz"
 if [[ ${1:-} == --verify ]]; then
   (umask 077 && export TZ=Asia/Kathmandu && make_downloads "$Scratch/another/folder" build)
@@ -95,5 +121,5 @@ if [[ ${1:-} == --verify ]]; then
   echo "The same bytes again, in another folder."
 fi
 while read -r Sum Name; do
-  printf '%8d  %-36s %s\n' "$(stat --format=%s "build/downloads/$Name")" "$Name" "$Sum"
+  printf '%8d  %-75s %s\n' "$(stat --format=%s "build/downloads/$Name")" "$Name" "$Sum"
 done <build/downloads/SHA256SUMS
