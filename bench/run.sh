@@ -11,8 +11,7 @@ if [[ ! $Rounds =~ ^[1-9][0-9]*$ || ! -x ${Other:-$0} ]]; then
   exit 2
 fi
 
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source tools/lib/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/../tools/lib/common.sh"
 need g++ make cmake /usr/bin/time:time objcopy:binutils srec_cat:srecord python3 hyperfine \
   /usr/lib/python3/dist-packages/matplotlib:python3-matplotlib
 

@@ -3,8 +3,7 @@
 # also compares the program's output with that of the native build.
 set -euo pipefail
 
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source tools/lib/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/lib/common.sh"
 
 Preset=${1:-check}
 case $Preset in
@@ -31,5 +30,5 @@ Emulator=$(sed -n 's/^CMAKE_CROSSCOMPILING_EMULATOR:.*=//p' "build/$Preset/CMake
 if [[ -n $Emulator ]]; then
   build release
   IFS=';' read -ra Command <<<"$Emulator;build/$Preset/Blockfit"
-  tests/same_output.py 400 build/release/Blockfit "${Command[@]}"
+  tools/same_output.py 400 build/release/Blockfit "${Command[@]}"
 fi

@@ -3,8 +3,7 @@
 # files are right, they are made again when (and only when) something has changed, and a failure leaves no file.
 set -euo pipefail
 
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source tools/lib/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/lib/common.sh"
 need c++:g++ make cmake ninja:ninja-build objcopy:binutils
 
 Check=$PWD/build/release/blockfit-check

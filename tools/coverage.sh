@@ -2,8 +2,7 @@
 # Lists the lines and branches of src/ that no test reaches, and fails if the tests reach less than they used to.
 set -euo pipefail
 
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source tools/lib/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/lib/common.sh"
 need g++ make cmake gcovr objcopy:binutils srec_cat:srecord python3 /usr/include/gtest/gtest.h:libgtest-dev
 
 build coverage

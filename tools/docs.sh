@@ -3,8 +3,7 @@
 # manual pages, completions, samples, and the links, names and examples on the pages.
 set -euo pipefail
 
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source tools/lib/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/lib/common.sh"
 need c++:g++ make cmake doxygen objcopy:binutils srec_cat:srecord mandoc python3
 
 build release

@@ -3,8 +3,7 @@
 # build/fuzz/findings.
 set -euo pipefail
 
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source tools/lib/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/lib/common.sh"
 need clang++:clang "/usr/lib/llvm-*/lib/clang/*/lib/linux/libclang_rt.fuzzer-*.a:libclang-rt-dev" make cmake
 Seconds=${1:?is missing: tools/fuzz.sh SECONDS}
 

@@ -1,10 +1,9 @@
 #!/usr/bin/env bash
-# Checks layout (clang-format) and code (clang-tidy, cppcheck; shellcheck, zsh, flake8); any finding is an error.
+# Checks layout (clang-format) and code (clang-tidy; shellcheck, zsh, flake8); any finding is an error.
 set -euo pipefail
 
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source tools/lib/common.sh
-need clang++:clang clang-format run-clang-tidy:clang-tidy cppcheck shellcheck zsh flake8 make cmake \
+source "$(dirname "${BASH_SOURCE[0]}")/lib/common.sh"
+need clang++:clang clang-format run-clang-tidy:clang-tidy shellcheck zsh flake8 make cmake \
   /usr/include/gtest/gtest.h:libgtest-dev "/usr/lib/llvm-*/lib/clang/*/lib/linux:libclang-rt-dev"
 
 # Checks that are off for tests, in addition to those in .clang-tidy.
@@ -32,11 +31,6 @@ echo "clang-tidy"
 quietly cmake --preset lint
 quietly run-clang-tidy -quiet -p build/lint "$PWD/(src|fuzz|examples)/"
 quietly run-clang-tidy -quiet -p build/lint -checks="$(printf -- '-%s,' "${RELAXED[@]}")" "$PWD/tests/"
-
-echo "cppcheck"
-cppcheck --quiet --error-exitcode=1 --enable=warning,style,performance,portability --inline-suppr -j "$(nproc)" \
-  --std=c++20 --std=c11 --library=posix --library=googletest --suppressions-list=tools/cppcheck-suppressions.txt \
-  -I src -I tests src tests fuzz examples
 
 echo "shellcheck, zsh, flake8"
 files '.*\.(sh|bash)|\./\.ci/run' | xargs -0 shellcheck --external-sources

@@ -3,8 +3,7 @@
 # page, the completions. Then does the same for cmake --install.
 set -euo pipefail
 
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source tools/lib/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/lib/common.sh"
 need c++:g++ make cmake dpkg-shlibdeps:dpkg-dev file lintian zsh em++:emscripten node:nodejs npm python3
 
 Scratch=$(mktemp -d)

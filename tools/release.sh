@@ -4,8 +4,7 @@
 # programs and the packages for node and pip, from the working tree. Runs on 64-bit x86.
 set -euo pipefail
 
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source tools/lib/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/lib/common.sh"
 need git make cmake c++:g++ python3 node:nodejs npm aarch64-linux-gnu-g++:g++-aarch64-linux-gnu qemu-aarch64:qemu-user \
   pipx /usr/lib/python3/dist-packages/wheel:python3-wheel
 
@@ -51,7 +50,7 @@ make_downloads() {
 try_static() { # ARCHIVE [EMULATOR]
   mkdir "$Scratch/root"
   tar --extract --file="$1" --directory="$Scratch/root" --strip-components=2 --wildcards '*/bin/*'
-  tests/same_output.py 400 build/release/Blockfit "${@:2}" "$Scratch/root/Blockfit"
+  tools/same_output.py 400 build/release/Blockfit "${@:2}" "$Scratch/root/Blockfit"
   if (($# == 1)); then
     local InRoot=(chroot "$Scratch/root") # there is nothing else
     ((EUID == 0)) || InRoot=(sudo "${InRoot[@]}")
@@ -73,7 +72,7 @@ try_node_package() { # PACKAGE
     quietly npx blockfit-check --conditioned --against "fw ü.hex" "fw ü.srec"
     ! npx blockfit -o printed "fw ü.hex" >printed.srec || fail "The output went into the file with the messages."
   )
-  tests/same_output.py 400 build/release/Blockfit node "$Scratch/user's folder ä/node_modules/blockfit/blockfit.js"
+  tools/same_output.py 400 build/release/Blockfit node "$Scratch/user's folder ä/node_modules/blockfit/blockfit.js"
 }
 
 try_wheel() { # FOLDER

@@ -2,8 +2,7 @@
 # Runs the tests of what threads share under ThreadSanitizer, and those that run the program under valgrind.
 set -euo pipefail
 
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source tools/lib/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/lib/common.sh"
 need g++ make cmake valgrind /usr/include/gtest/gtest.h:libgtest-dev
 
 build thread

@@ -1,5 +1,7 @@
 # shellcheck shell=bash
-# Sourced by every script: installs packages, builds presets, keeps commands quiet.
+# Sourced by every script: goes to the root of the tree, installs packages, builds presets, keeps commands quiet.
+
+cd "$(dirname "${BASH_SOURCE[0]}")/../.." || exit
 
 # CMake and ctest use all processors.
 CMAKE_BUILD_PARALLEL_LEVEL=$(nproc)
@@ -18,6 +20,11 @@ quietly() {
   Output=$("$@" 2>&1) || Status=$?
   ((Status == 0)) || printf '%s\n' "$Output" >&2
   return "$Status"
+}
+
+# show COMMAND [ARGUMENT...]: shows on a terminal what the command prints, as it comes; otherwise as quietly does.
+show() {
+  if [[ -t 1 ]]; then "$@"; else quietly "$@"; fi
 }
 
 # need ITEM...: installs what is missing. An item is a command or a file (or a pattern for one), and its Debian package
@@ -45,8 +52,8 @@ install() {
   ((EUID == 0)) || AsRoot=(sudo)
   echo "Installing $*"
   # An update does not wait for another one, so they wait for each other at the folder that they write to.
-  quietly "${AsRoot[@]}" flock /var/lib/apt/lists apt-get -q update
-  quietly "${AsRoot[@]}" env DEBIAN_FRONTEND=noninteractive \
+  show "${AsRoot[@]}" flock /var/lib/apt/lists apt-get -q update
+  show "${AsRoot[@]}" env DEBIAN_FRONTEND=noninteractive \
     apt-get -q -y -o DPkg::Lock::Timeout=600 install --no-install-recommends "$@" </dev/null
 }
 
@@ -58,6 +65,6 @@ build() {
   (
     flock 9
     quietly cmake --preset "$@"
-    quietly cmake --build --preset "$1"
+    show cmake --build --preset "$1"
   ) 9>"build/$1.lock"
 }
