@@ -1,18 +1,21 @@
 #!/usr/bin/env bash
-# Builds the program with each compiler as Debug and MinSizeRel, with warnings as errors, and runs it.
+# Builds the programs with each compiler in each configuration, by a generator that has all of them in one tree, with
+# warnings as errors, and runs them. Release must be hardened there, too.
 set -euo pipefail
 
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
-source tools/lib/common.sh
-need g++ clang++:clang make cmake
+source "$(dirname "${BASH_SOURCE[0]}")/lib/common.sh"
+need g++ clang++:clang cmake ninja:ninja-build readelf:binutils
 
 for Compiler in g++ clang++; do
-  for Type in Debug MinSizeRel; do
-    Build=build/builds/$Compiler-$Type
-    quietly cmake -S . -B "$Build" -DCMAKE_CXX_COMPILER="$Compiler" -DCMAKE_BUILD_TYPE="$Type" -DBLOCKFIT_WERROR=ON
-    quietly cmake --build "$Build"
-    quietly "$Build/Blockfit" -o "$Build/sample" examples/sample.hex
-    cmp "$Build/sample.srec" build/builds/g++-Debug/sample.srec
-    echo "$Compiler, $Type: as expected"
+  Build=build/builds/$Compiler
+  quietly cmake -S . -B "$Build" -G "Ninja Multi-Config" -DCMAKE_CONFIGURATION_TYPES="Debug;MinSizeRel;Release" \
+    -DCMAKE_CXX_COMPILER="$Compiler" -DBLOCKFIT_WERROR=ON
+  for Config in Debug MinSizeRel Release; do
+    quietly cmake --build "$Build" --config "$Config"
+    quietly "$Build/$Config/Blockfit" -o "$Build/$Config/sample" examples/sample.hex
+    cmp "$Build/$Config/sample.srec" build/builds/g++/Debug/sample.srec
+    echo "$Compiler, $Config: as expected"
   done
+  readelf --dynamic --symbols "$Build/Release/Blockfit" | tr '\n' ' ' | grep -q 'BIND_NOW.*__stack_chk_fail' ||
+    fail "$Compiler, Release: not hardened"
 done
