@@ -32,22 +32,20 @@ int ApplyOutputBase(RunSettings* pSettings, const char* pValue) {
   return 0;
 }
 
-// The confirmations are decimal: whoever typed 8192 sees that it means 33170.
+int ApplyAlignment(uint32_t* pSetting, const char* pValue, const char* pName) {
+  const int Status = ParseInto(pSetting, pValue);
+  if (Status == 0) {
+    UTIL_Printf("Set %s alignment to %u.\n", pName, *pSetting);  // decimal: who typed 8192 sees that it means 33170
+  }
+  return Status;
+}
 
 int ApplyBlockAlign(RunSettings* pSettings, const char* pValue) {
-  if (ParseInto(&pSettings->BlockAlign, pValue) != 0) {
-    return -1;
-  }
-  UTIL_Printf("Set block alignment to %u.\n", pSettings->BlockAlign);
-  return 0;
+  return ApplyAlignment(&pSettings->BlockAlign, pValue, "block");
 }
 
 int ApplyLineAlign(RunSettings* pSettings, const char* pValue) {
-  if (ParseInto(&pSettings->LineAlign, pValue) != 0) {
-    return -1;
-  }
-  UTIL_Printf("Set line alignment to %u.\n", pSettings->LineAlign);
-  return 0;
+  return ApplyAlignment(&pSettings->LineAlign, pValue, "line");
 }
 
 constexpr std::array<Option, 8> OPTION_TABLE = {{

@@ -24,9 +24,11 @@ const FormatHandler* FindHandler(const char* pExt) {
   return nullptr;
 }
 
-/// Returns the first LenA characters of pA and the first LenB of pB as one new text, which the caller frees with
-/// SYS_Free; null if memory is exhausted.
-[[nodiscard]] char* Concat(const char* pA, uint32_t LenA, const char* pB, uint32_t LenB) {
+/// Returns a new text of pA and pB, each cut to MAX_NAME_LEN characters, which the caller frees with SYS_Free; null if
+/// memory is exhausted.
+[[nodiscard]] char* Concat(const char* pA, const char* pB) {
+  const uint32_t LenA = UTIL_StrLenMax(pA, MAX_NAME_LEN);
+  const uint32_t LenB = UTIL_StrLenMax(pB, MAX_NAME_LEN);
   char* pText = static_cast<char*>(SYS_Alloc(LenA + LenB + 1));
   if (pText != nullptr) {
     UTIL_CopyString(pText, pA, LenA + 1);
@@ -41,7 +43,7 @@ const FormatHandler* FindHandler(const char* pExt) {
   return Len != 0 ? SYS_CopyText(pText, Len) : nullptr;
 }
 
-/// Returns the position of the last '.' in the first Len characters; 0 if there is none after the first character.
+/// Returns the index of the last '.' in the first Len characters, Len not 0; 0 if there is none after the first.
 uint32_t FindLastDot(const char* pPath, uint32_t Len) {
   uint32_t Pos = Len - 1;
   while (Pos > 0 && pPath[Pos] != '.') {
@@ -52,9 +54,7 @@ uint32_t FindLastDot(const char* pPath, uint32_t Len) {
 
 [[nodiscard]] DataFile* CreateWithHandler(const char* pName, const char* pExt, uint32_t BaseAddr,
                                           const FormatHandler* pHandler) {
-  const uint32_t NameLen = UTIL_StrLenMax(pName, MAX_NAME_LEN);
-  const uint32_t ExtLen = UTIL_StrLenMax(pExt, MAX_NAME_LEN);
-  if (NameLen == 0 || ExtLen == 0) {
+  if (pName[0] == '\0' || pExt[0] == '\0') {
     return nullptr;
   }
   DataFile* pFile = static_cast<DataFile*>(SYS_Alloc(sizeof(DataFile)));
@@ -64,7 +64,7 @@ uint32_t FindLastDot(const char* pPath, uint32_t Len) {
   *pFile = {};
   pFile->pHandler = pHandler;
   pFile->BaseAddr = BaseAddr;
-  pFile->pPath = Concat(pName, NameLen, pExt, ExtLen);
+  pFile->pPath = Concat(pName, pExt);
   if (pFile->pPath == nullptr) {
     DATAFILE_Free(pFile);
     return nullptr;
@@ -187,8 +187,7 @@ void DATAFILE_SplitName(DataFile* pFile) {
     pFile->pBaseName = CopyIfAny(acBaseName.data());
   }
   if (pFile->pBaseName != nullptr && pFile->pFileName == nullptr) {
-    pFile->pFileName = Concat(acBaseName.data(), UTIL_StrLenMax(acBaseName.data(), NAME_PART_SIZE), acExt.data(),
-                              UTIL_StrLenMax(acExt.data(), NAME_PART_SIZE));
+    pFile->pFileName = Concat(acBaseName.data(), acExt.data());
   }
 }
 

@@ -21,6 +21,7 @@ struct SpanOutput {
   uint8_t* pData;   ///< May be null.
   uint8_t* pValid;  ///< May be null.
   uint8_t FillByte;
+  bool MarksAll;  ///< Addresses without storage count as valid, which they do while no bytes are pending.
 };
 
 /// Returns 2 to the power of the low five bits of Bits, less 1.
@@ -84,7 +85,7 @@ void CopyOverlap(const DataArea& Area, const Span& Range, const SpanOutput& Out)
   if (Out.pData != nullptr && AREA_HasStorage(Area)) {
     std::memcpy(Out.pData + (First - Range.Addr), Area.pData + (First - Area.Addr), NumBytes);
   }
-  if (Out.pValid != nullptr) {
+  if (Out.pValid != nullptr && (Out.MarksAll || AREA_HasStorage(Area))) {
     std::memset(Out.pValid + (First - Range.Addr), 1, NumBytes);
   }
 }
@@ -110,54 +111,16 @@ void FillFromAreas(const DataArea* pArea, const Span& Range, const SpanOutput& O
   }
 }
 
-/// Returns the newest pending byte for an address, or null.
-const PendingByte* FindPending(const MemImage& Image, uint64_t Addr) {
-  for (uint64_t i = Image.NumPending; i > 0; --i) {
-    if (Image.paPending[i - 1].Addr == Addr) {
-      return &Image.paPending[i - 1];
+/// Puts the pending bytes of the span over what is there, the newest of an address last.
+void PutPending(const MemImage& Image, const Span& Range, const SpanOutput& Out) {
+  for (uint64_t i = 0; i < Image.NumPending; ++i) {
+    const uint64_t Index = Image.paPending[i].Addr - Range.Addr;
+    if (Index < Range.NumBytes && Out.pData != nullptr) {
+      Out.pData[Index] = Image.paPending[i].Value;
     }
-  }
-  return nullptr;
-}
-
-/// Returns the value that a read sees at an address, or -1 if there is none. Pending bytes come before stored ones.
-/// pArea: the first area that does not end below the address, or null.
-int ValueAt(const MemImage& Image, const DataArea* pArea, uint64_t Addr) {
-  const PendingByte* pPending = FindPending(Image, Addr);
-  if (pPending != nullptr) {
-    return pPending->Value;
-  }
-  const bool IsHeld = pArea != nullptr && pArea->Addr <= Addr;
-  return IsHeld && AREA_HasStorage(*pArea) ? pArea->pData[Addr - pArea->Addr] : -1;
-}
-
-/// Fills the span address by address, pending bytes included.
-void FillByteWise(const MemImage& Image, const DataArea* pArea, const Span& Range, const SpanOutput& Out) {
-  for (uint64_t i = 0; i < Range.NumBytes; ++i) {
-    const uint64_t Addr = Range.Addr + i;
-    while (pArea != nullptr && AREA_LastOf(*pArea) < Addr) {
-      pArea = pArea->pNext;
+    if (Index < Range.NumBytes && Out.pValid != nullptr) {
+      Out.pValid[Index] = 1;
     }
-    const int Value = ValueAt(Image, pArea, Addr);
-    if (Out.pData != nullptr) {
-      Out.pData[i] = Value >= 0 ? static_cast<uint8_t>(Value) : Out.FillByte;
-    }
-    if (Out.pValid != nullptr) {
-      Out.pValid[i] = Value >= 0 ? 1 : 0;
-    }
-  }
-}
-
-/// Fills a span that a run search has just found: the cursor is valid.
-void FillSpan(const MemImage& Image, const Span& Range, const SpanOutput& Out) {
-  if (Out.pData == nullptr && Out.pValid == nullptr) {
-    return;
-  }
-  const DataArea* pArea = FirstAreaFor(Image, Range);
-  if (Image.NumPending == 0) {
-    FillFromAreas(pArea, Range, Out);
-  } else {
-    FillByteWise(Image, pArea, Range, Out);
   }
 }
 
@@ -220,7 +183,11 @@ int64_t MEMIMG_ReadData(MemImage* pImage, uint64_t StartAddr, uint64_t EndAddr, 
   if (Range.NumBytes == 0) {
     return 0;
   }
-  FillSpan(*pImage, Range, {pData, pValid, static_cast<uint8_t>(FillByte)});
+  if (pData != nullptr || pValid != nullptr) {
+    const SpanOutput Out{pData, pValid, static_cast<uint8_t>(FillByte), pImage->NumPending == 0};
+    FillFromAreas(FirstAreaFor(*pImage, Range), Range, Out);
+    PutPending(*pImage, Range, Out);
+  }
   if (pFoundAddr != nullptr) {
     *pFoundAddr = Range.Addr;
   }

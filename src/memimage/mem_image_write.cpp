@@ -55,7 +55,7 @@ DataArea* LastArea(MemImage* pImage) {
 }
 
 /// Stores the range as a new area between its neighbours.
-[[nodiscard]] int NewArea(MemImage* pImage, const AreaNeighbours& Place, const WriteRange& Range) {
+[[nodiscard]] int NewArea(MemImage* pImage, AreaNeighbours Place, const WriteRange& Range) {
   DataArea* pArea = IsLegalLength(0, Range.NumBytes) ? AREA_New(Range) : nullptr;
   if (pArea == nullptr) {
     return MEMIMG_ERR_NO_MEMORY;

@@ -22,21 +22,19 @@ void StoreMessage(char* pErrText, uint32_t ErrTextSize, const char* pMessage) {
 }
 
 void StoreOpenFailure(const OutStream& Stream, const char* pPath, int Error) {
-  const int Attributes = SYS_GetFileAttributes(pPath);
-  std::array<char, 512> acMessage;
-  if (Error == EACCES && Attributes != -1 && (Attributes & SYS_ATTR_READ_ONLY) != 0) {
-    UTIL_snprintf(acMessage.data(), acMessage.size(), "Could not write file. File has read only attribute.\n%s", pPath);
-  } else if (Error == EACCES) {
-    UTIL_snprintf(acMessage.data(), acMessage.size(), "Could not write file. Access denied.\n%s", pPath);
-  } else {
-    UTIL_snprintf(acMessage.data(), acMessage.size(), "Could not write file.\n%s", pPath);
+  const char* pReason = "";
+  if (Error == EACCES) {
+    const int Attributes = SYS_GetFileAttributes(pPath);
+    const bool IsReadOnly = Attributes != -1 && (Attributes & SYS_ATTR_READ_ONLY) != 0;
+    pReason = IsReadOnly ? " File has read only attribute." : " Access denied.";
   }
+  std::array<char, 512> acMessage;
+  UTIL_snprintf(acMessage.data(), acMessage.size(), "Could not write file.%s\n%s", pReason, pPath);
   StoreMessage(Stream.pErrText, Stream.ErrTextSize, acMessage.data());
 }
 
 /// Opens the file of the stream. Returns false, with the reason stored, if that fails.
 [[nodiscard]] bool OpenFile(OutStream* pStream, const char* pPath) {
-  pStream->hFile = SYS_NO_FILE;
   if (pPath == nullptr || pPath[0] == '\0') {
     StoreMessage(pStream->pErrText, pStream->ErrTextSize, "Could not write file. Invalid filename.");
     return false;
@@ -61,11 +59,9 @@ void FreeStream(OutStream* pStream) {
 /// Returns a stream with its buffer but no file yet; null if memory is exhausted.
 [[nodiscard]] OutStream* AllocStream(char* pErrText, uint32_t ErrTextSize) {
   OutStream* pStream = static_cast<OutStream*>(SYS_Alloc(sizeof(OutStream)));
-  if (pStream == nullptr) {
-    return nullptr;
-  }
   uint8_t* pBuffer = static_cast<uint8_t*>(SYS_Alloc(OUTSTREAM_BUFFER_SIZE));
-  if (pBuffer == nullptr) {
+  if (pStream == nullptr || pBuffer == nullptr) {
+    SYS_Free(pBuffer);
     SYS_Free(pStream);
     return nullptr;
   }

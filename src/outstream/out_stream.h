@@ -1,5 +1,5 @@
-/// A write-only output file with a buffer. It returns no errors: the text of the first one goes to a buffer that the
-/// creator supplies, and reads after closing.
+/// A write-only output file with a buffer. Calls return no errors. The first error's text goes into the creator's
+/// buffer; look there after closing.
 #pragma once
 
 #include <cstdint>

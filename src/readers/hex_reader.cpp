@@ -50,26 +50,6 @@ struct HexRecord {
   }
 };
 
-/// Decodes the complete record in one pass. Returns false if anything is wrong with its text.
-[[nodiscard]] bool DecodeWhole(TextReadState* pState, HexRecord* pRecord) {
-  const uint8_t* pText = pState->pWindow + pState->Pos;
-  const uint8_t High = UTIL_HEX_DIGIT_VALUE[pText[0]];
-  const uint8_t Low = High != UTIL_NO_HEX_DIGIT ? UTIL_HEX_DIGIT_VALUE[pText[1]] : UTIL_NO_HEX_DIGIT;
-  if (Low == UTIL_NO_HEX_DIGIT) {
-    return false;
-  }
-  const uint32_t NumData = uint32_t{High} << 4 | Low;
-  return TEXT_DecodeBytes(pState, NumData + HexRecord::NUM_FRAME_BYTES, pRecord->aByte.data());
-}
-
-/// Decodes the record byte by byte, up to the first wrong character.
-void DecodeByteWise(TextReadState* pState, HexRecord* pRecord) {
-  pRecord->aByte[0] = HEX_ReadByte(pState);
-  for (uint32_t i = 1; i < pRecord->NumBytes(); ++i) {
-    pRecord->aByte[i] = HEX_ReadByte(pState);
-  }
-}
-
 [[nodiscard]] bool ReadMark(TextReadState* pState) {
   const uint8_t Found = TEXT_Peek(*pState);
   if (Found != RECORD_MARK) {
@@ -80,10 +60,9 @@ void DecodeByteWise(TextReadState* pState, HexRecord* pRecord) {
 }
 
 [[nodiscard]] bool DecodeRecord(TextReadState* pState, HexRecord* pRecord) {
-  if (!DecodeWhole(pState, pRecord)) {
-    DecodeByteWise(pState, pRecord);
-  }
-  return !TEXT_HasError(*pState);
+  pRecord->aByte[0] = HEX_ReadByte(pState);
+  return !TEXT_HasError(*pState) &&
+         (TEXT_DecodeBytes(pState, pRecord->NumBytes() - 1, &pRecord->aByte[1]) || TEXT_FailAtDigit(pState));
 }
 
 /// Intel HEX checksum: the bytes of a record, its checksum included, add up to 0 modulo 256.

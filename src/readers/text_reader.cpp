@@ -46,8 +46,7 @@ void FillWindow(TextReadState* pState) {
 }
 
 /// Moves the unread bytes to the front and fills the rest. Does nothing if the file has ended.
-/// Rare, so kept out of TEXT_SkipWhiteSpace, which is then short enough to be inlined into the loop over the records.
-[[gnu::noinline]] void TopUpWindow(TextReadState* pState) {
+void TopUpWindow(TextReadState* pState) {
   if (pState->IsAtEnd) {
     return;
   }
@@ -59,24 +58,35 @@ void FillWindow(TextReadState* pState) {
   FillWindow(pState);
 }
 
+bool IsWhiteSpace(uint8_t c) {
+  return c == '\n' || c == '\r' || c == '\t' || c == ' ';
+}
+
 /// Steps over white space within the window.
 void SkipWithinWindow(TextReadState* pState, bool CountsCr) {
-  for (;; ++pState->Pos) {
-    switch (TEXT_Peek(*pState)) {
-      case '\n':
-        TEXT_CountLineEnd(pState);
-        break;
-      case '\r':
-        if (CountsCr) {
-          TEXT_CountLineEnd(pState);
-        }
-        break;
-      case '\t':
-      case ' ':
-        break;
-      default:
-        return;
+  while (IsWhiteSpace(TEXT_Peek(*pState))) {
+    const uint8_t c = TEXT_Peek(*pState);
+    if (c == '\n' || (c == '\r' && CountsCr)) {
+      TEXT_CountLineEnd(pState);
     }
+    ++pState->Pos;
+  }
+}
+
+/// Whether the next record may not be completely in the window.
+bool IsLow(const TextReadState& State) {
+  return NumUnread(State) <= static_cast<int32_t>(READ_REFILL_THRESHOLD);
+}
+
+/// Tops up the window until it has something else than white space, and enough of it.
+/// Rare, so kept out of TEXT_SkipWhiteSpace, which is then short enough to be inlined into the loop over the records.
+[[gnu::noinline]] void TopUpAndSkip(TextReadState* pState, bool CountsCr) {
+  while (NumUnread(*pState) == 0 && !pState->IsAtEnd) {
+    TopUpWindow(pState);
+    SkipWithinWindow(pState, CountsCr);
+  }
+  if (IsLow(*pState)) {
+    TopUpWindow(pState);
   }
 }
 
@@ -178,12 +188,8 @@ void TEXT_NoteRecord(const TextReadState& State, NotedRecord Record) {
 
 bool TEXT_SkipWhiteSpace(TextReadState* pState, bool CountsCr) {
   SkipWithinWindow(pState, CountsCr);
-  while (NumUnread(*pState) == 0 && !pState->IsAtEnd) {
-    TopUpWindow(pState);
-    SkipWithinWindow(pState, CountsCr);
-  }
-  if (NumUnread(*pState) <= static_cast<int32_t>(READ_REFILL_THRESHOLD)) {
-    TopUpWindow(pState);
+  if (IsLow(*pState)) {
+    TopUpAndSkip(pState, CountsCr);
   }
   return !TEXT_HasError(*pState);
 }
