@@ -57,7 +57,7 @@ uint64_t CountLines(const std::string& Text) {
 
 /// Requires that a place is in a file of NumLines lines, and that its excerpt can be printed.
 void TestPlace(const CheckPlace& Place, uint64_t NumLines) {
-  const std::string Excerpt = Place.acExcerpt.data();
+  const std::string& Excerpt = Place.Excerpt;
   Require(Place.Line <= NumLines && Place.MarkColumn <= Excerpt.size() && Excerpt.size() <= CHECK_MAX_EXCERPT);
   Require(std::all_of(Excerpt.begin(), Excerpt.end(), [](char c) { return c >= ' ' && c <= '~'; }));
 }
@@ -74,13 +74,13 @@ void TestCheck(const std::string& Path, const std::string& File, uint32_t BaseAd
     pSeen->NumErrors += Finding.Level == CHECK_ERROR ? 1 : 0;
     TestPlace(Finding.Place, pSeen->NumLines);
     TestPlace(Finding.FirstPlace, pSeen->NumLines);
-    Require(std::string(Finding.pText).find('\n') == std::string::npos);
+    Require(Finding.Text.find('\n') == std::string::npos);
   };
   CheckInput Input;
   const CheckStatus Status = CHECK_OpenInput(&Input, Path.c_str(), BaseAddr, {Test, &Seen});
   Require(Status == (Expected ? CHECK_GOOD : CHECK_BAD) && Seen.NumErrors == (Expected ? 0U : 1U));
-  Require(!Expected || (BytesOf(Input.pImage) == Expected && CHECK_IsSame(CHECK_Compare(Input.pImage, Input.pImage))));
-  CHECK_CloseInput(&Input);
+  Require(!Expected || (BytesOf(Input.pImage.get()) == Expected &&
+                        CHECK_IsSame(CHECK_Compare(Input.pImage.get(), Input.pImage.get()))));
 }
 
 /// Requires that the consumer reads a file that keeps the promises as the expected bytes. Returns whether the file

@@ -86,7 +86,7 @@ def main():
     with tempfile.TemporaryDirectory() as folder:
         os.chdir(folder)
         pathlib.Path("in.bin").write_bytes(bytes(i * i % 251 for i in range(700)))
-        damaged = [("bin cut", pathlib.Path("in.bin").read_bytes()[:99]), ("bin changed", b"firmware")]
+        damaged = [("bin cut", pathlib.Path("in.bin").read_bytes()[:99]), ("bin changed", b"firmware\0")]
         good = list(good_files())
         wrong += [f"good {name}" for name, contents in good if status_of(name, contents) != 0]
         for name in ["hex", "s19", "srec"]:

@@ -29,19 +29,19 @@ constinit CheckInput Input{};
 
 void TellLine(const CheckPlace& Place) {
   if (Place.Line != 0) {
-    TellPlace(static_cast<double>(Place.Line), Place.acExcerpt.data(), Place.MarkColumn);
+    TellPlace(static_cast<double>(Place.Line), Place.Excerpt.c_str(), Place.MarkColumn);
   }
 }
 
 void Tell(void*, const CheckFinding& Finding) {
   constexpr std::array<const char*, 3> LEVELS = {"note", "warning", "error"};
-  TellFinding(LEVELS[Finding.Level], Finding.pText);
+  TellFinding(LEVELS[Finding.Level], Finding.Text.c_str());
   TellLine(Finding.Place);
   TellLine(Finding.FirstPlace);
 }
 
 void TellError(void*, uint32_t, const char* pText) {
-  Tell(nullptr, {CHECK_ERROR, pText, {}, {}});
+  Tell(nullptr, {CHECK_ERROR, pText, {}});
 }
 
 void TellErrorsOnly(void*, const CheckFinding& Finding) {
@@ -69,7 +69,7 @@ EMSCRIPTEN_KEEPALIVE int WEB_Read(const char* pPath, uint32_t BaseAddr) {
 /// Finds the first run of bytes at Addr or above. paRun: receives the run's first address and its size in bytes.
 /// Returns whether there is one.
 EMSCRIPTEN_KEEPALIVE bool WEB_FindRun(double Addr, double* paRun) {
-  const CheckRun Run = CHECK_RunFrom(Input.pImage, static_cast<uint64_t>(Addr));
+  const CheckRun Run = CHECK_RunFrom(Input.pImage.get(), static_cast<uint64_t>(Addr));
   paRun[0] = static_cast<double>(Run.Addr);
   paRun[1] = static_cast<double>(Run.NumBytes);
   return Run.NumBytes != 0;
@@ -77,7 +77,7 @@ EMSCRIPTEN_KEEPALIVE bool WEB_FindRun(double Addr, double* paRun) {
 
 /// Writes what has been read to the file at pPath. Returns 0; or -1, with a text told where there is one.
 EMSCRIPTEN_KEEPALIVE int WEB_Write(const char* pPath, uint32_t LineAlign, uint32_t BlockAlign) {
-  return SREC_WriteConditionedEx(Input.pImage, pPath, TellError, nullptr, LineAlign, BlockAlign);
+  return SREC_WriteConditionedEx(Input.pImage.get(), pPath, TellError, nullptr, LineAlign, BlockAlign);
 }
 
 /// Tests what the output at pPath promises, hands over its blocks, and tells which promise it breaks.
@@ -91,8 +91,7 @@ EMSCRIPTEN_KEEPALIVE int WEB_Compare(const char* pPath) {
   CheckInput Output;
   CheckStatus Status = CHECK_OpenInput(&Output, pPath, 0, {TellErrorsOnly, nullptr});
   const CheckDifference Difference =
-      Status == CHECK_GOOD ? CHECK_Compare(Output.pImage, Input.pImage) : CheckDifference{};
-  CHECK_CloseInput(&Output);
+      Status == CHECK_GOOD ? CHECK_Compare(Output.pImage.get(), Input.pImage.get()) : CheckDifference{};
   if (!CHECK_IsSame(Difference)) {
     std::array<char, 128> acText;
     UTIL_snprintf(acText.data(), acText.size(),
@@ -106,7 +105,7 @@ EMSCRIPTEN_KEEPALIVE int WEB_Compare(const char* pPath) {
 
 /// Forgets what has been read, so that the next file can be.
 EMSCRIPTEN_KEEPALIVE void WEB_Close() {
-  CHECK_CloseInput(&Input);
+  Input = {};
 }
 
 }  // extern "C"

@@ -2,13 +2,14 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 
 #include "check/input.h"
 
 namespace {
 
 /// How many bytes are compared at once.
-constexpr uint64_t PIECE_SIZE = 1024;
+constexpr uint64_t PIECE_SIZE = 4096;
 
 /// Adds addresses of one kind of difference.
 void Add(CheckDifference* pDifference, uint64_t* pNum, uint64_t Addr, uint64_t NumBytes) {
@@ -25,6 +26,9 @@ void ComparePiece(CheckDifference* pDifference, MemImage* pImage, MemImage* pOth
   const uint64_t Last = Piece.Addr + (Piece.NumBytes - 1);
   MEMIMG_ReadData(pImage, Piece.Addr, Last, 0, 0, aMine.data(), nullptr, nullptr, PIECE_SIZE, 0, 0);
   MEMIMG_ReadData(pOther, Piece.Addr, Last, 0, 0, aOther.data(), nullptr, nullptr, PIECE_SIZE, 0, 0);
+  if (std::memcmp(aMine.data(), aOther.data(), Piece.NumBytes) == 0) {
+    return;
+  }
   for (uint32_t i = 0; i < Piece.NumBytes; ++i) {
     if (aMine[i] != aOther[i]) {
       Add(pDifference, &pDifference->NumDiffering, Piece.Addr + i, 1);

@@ -5,6 +5,7 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include "util/hex_digits.h"
 
@@ -22,9 +23,8 @@ constexpr size_t FILE_BUFFER_SIZE = 65536;
 
 /// A check on its way through the file.
 struct Check {
-  CheckSource Source;
+  CheckedFile File;
   ConditionedRules Rules;
-  CheckSink Sink;
   BlockSink Blocks;
   uint64_t Offset;                        ///< Of the latest line.
   std::array<char, MAX_LINE + 1> acLine;  ///< As much of it as the longest one has.
@@ -37,31 +37,25 @@ struct Check {
 };
 
 /// Reports that a promise is broken at a position in the line, unless it is kept. Returns whether it is.
-bool Expect(const Check& State, bool IsKept, uint64_t Pos, const char* pText) {
+bool Expect(const Check& State, bool IsKept, uint64_t Pos, std::string_view Text) {
   if (!IsKept) {
-    std::array<char, 200> acText;
-    std::snprintf(acText.data(), acText.size(), "offset %" PRIu64 ": %s", State.Offset + Pos, pText);
-    CHECK_Report(State.Sink, CHECK_ERROR, acText.data(), State.Source, State.Offset + Pos);
+    const uint64_t Offset = State.Offset + Pos;
+    CHECK_Report(State.File, CHECK_ERROR, Offset, CHECK_Format("offset %" PRIu64 ": ", Offset) + std::string(Text));
   }
   return IsKept;
 }
 
 [[nodiscard]] CheckStatus FailRead(const Check& State) {
-  CHECK_Report(State.Sink, CHECK_ERROR, std::strerror(errno), State.Source, READ_NOWHERE);
+  CHECK_Report(State.File, CHECK_ERROR, READ_NOWHERE, std::strerror(errno));
   return CHECK_UNREADABLE;
 }
 
 /// Expect for the place of a record in its block, which looks wrong when the block size is not that of the file.
 bool ExpectPlace(const Check& State, bool IsKept, uint64_t Pos, const char* pText) {
-  std::array<char, 160> acText;
-  const uint32_t Size = State.Rules.BlockSize;
-  const int Len = std::snprintf(acText.data(), acText.size(),
-                                "%s of %u characters: was it made with another block size?", pText, Size);
-  if (State.Rules.IsDecimal) {
-    std::snprintf(acText.data() + Len, acText.size() - static_cast<size_t>(Len),
-                  " Blockfit's -BlockAlign %u is --block 0x%u", Size, Size);
-  }
-  return Expect(State, IsKept, Pos, acText.data());
+  return IsKept || Expect(State, false, Pos,
+                          CHECK_Format("%s of %u characters: was it made with another block size? Blockfit's "
+                                       "-BlockAlign is hexadecimal",
+                                       pText, State.Rules.BlockSize));
 }
 
 /// Tests that the line is a data record of digits, with CR LF.
@@ -187,7 +181,7 @@ void EnterBlock(Check* pState, bool IsRest) {
 
 CheckStatus CHECK_Conditioned(const char* pPath, const ConditionedRules& Rules, const CheckSink& Sink,
                               const BlockSink& Blocks) {
-  Check State{CHECK_SourceOf(pPath), Rules, Sink, Blocks, 0, {}, {}, 0, 0, 0, 0, false};
+  Check State{{pPath, Sink}, Rules, Blocks, 0, {}, {}, 0, 0, 0, 0, false};
   std::FILE* pFile = std::fopen(pPath, "rbe");
   if (pFile == nullptr) {
     return FailRead(State);

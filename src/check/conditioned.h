@@ -7,9 +7,8 @@
 
 /// What the file was made with.
 struct ConditionedRules {
-  uint32_t BlockSize;      ///< Characters, even, at least 34.
-  uint32_t LineAlign;      ///< Bytes, even; 0: no record is cut.
-  bool IsDecimal = false;  ///< The user gave BlockSize in decimal digits, which the conditioner takes as hexadecimal.
+  uint32_t BlockSize;  ///< Characters, even, at least 34.
+  uint32_t LineAlign;  ///< Bytes, even; 0: no record is cut.
 };
 
 /// What a block of the file holds; a line counts for the block that it begins in.

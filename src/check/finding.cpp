@@ -1,97 +1,90 @@
 #include "check/finding.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdarg>
 #include <cstdio>
-#include <cstring>
+#include <utility>
+
+#include "sys/file.h"
 
 namespace {
 
+constexpr uint32_t PIECE_SIZE = 32768;
+
 constexpr const char* LEFT_OUT = "...";
 
-/// How much of a long line is shown before the place, so that most excerpts begin where their line does; and in all.
-constexpr int MAX_BEFORE = 70;
-constexpr int MAX_SHOWN = CHECK_MAX_EXCERPT - 6;
+/// How much is shown of a line in all, and before the place, so that most excerpts begin where their line does.
+constexpr uint32_t MAX_SHOWN = CHECK_MAX_EXCERPT - 6;
+constexpr uint32_t MAX_BEFORE = 80;
 
-bool IsLineEnd(uint8_t Byte) {
-  return Byte == '\n' || Byte == '\r';
-}
-
-/// Finds the line of a byte. LF, CR LF and a CR that no LF follows end a line. Returns false if the file cannot be read
-/// up to there.
-[[nodiscard]] bool FindLine(const CheckSource& Source, uint64_t Offset, CheckPlace* pPlace) {
-  uint8_t Previous = 0;
-  pPlace->Line = 1;
-  for (uint64_t At = 0; At < Offset;) {
-    const CheckBytes Piece = CHECK_ReadAgain(Source, At);
-    for (uint32_t i = 0; i < Piece.NumBytes && At < Offset; ++i) {
-      const uint8_t Byte = Piece.aByte[i];
-      ++At;
-      if (IsLineEnd(Byte)) {
-        pPlace->Line += Byte == '\n' && Previous == '\r' ? 0 : 1;
-        pPlace->LineOffset = At;
-      }
-      Previous = Byte;
-    }
-    if (Piece.NumBytes == 0) {
-      return false;
-    }
-  }
-  return true;
-}
-
-/// Shows the line or, if it is too long, what fits of it around the place.
-void PutExcerpt(const CheckSource& Source, uint64_t Offset, CheckPlace* pPlace) {
-  const uint64_t First = std::max(pPlace->LineOffset, Offset - std::min<uint64_t>(Offset, CHECK_MAX_EXCERPT));
-  const CheckBytes Piece = CHECK_ReadAgain(Source, First);
-  std::array<char, 8 * CHECK_MAX_EXCERPT + 8> acText;
-  char* pEnd = acText.data();
-  char* pMark = pEnd;
-  for (uint32_t i = 0; i < Piece.NumBytes && i < 2 * CHECK_MAX_EXCERPT && !IsLineEnd(Piece.aByte[i]); ++i) {
-    pEnd = CHECK_PutVisible(pEnd, Piece.aByte[i]);
-    pMark = First + i < Offset ? pEnd : pMark;
-  }
-  const int Mark = static_cast<int>(pMark - acText.data());
-  const int Len = static_cast<int>(pEnd - acText.data());
-  const bool IsFromStart = First == pPlace->LineOffset;
-  const bool Fits = IsFromStart && Len <= static_cast<int>(CHECK_MAX_EXCERPT);
-  const int From = Fits ? 0 : std::max(Mark - MAX_BEFORE, 0);
-  const int To = Fits ? Len : std::min(From + MAX_SHOWN, Len);
-  const char* pBefore = IsFromStart && From == 0 ? "" : LEFT_OUT;
-  std::snprintf(pPlace->acExcerpt.data(), pPlace->acExcerpt.size(), "%s%.*s%s", pBefore, To - From,
-                acText.data() + From, To == Len ? "" : LEFT_OUT);
-  pPlace->MarkColumn = static_cast<uint32_t>(std::strlen(pBefore)) + static_cast<uint32_t>(Mark - From);
+/// Shows the line that begins at LineOffset or, if it is too long, what fits of it around Offset.
+void PutExcerpt(CheckPlace* pPlace, uint64_t LineOffset, uint64_t Offset) {
+  const uint64_t First = std::max(LineOffset, Offset - std::min<uint64_t>(Offset, MAX_BEFORE));
+  std::string Line = CHECK_ReadAgain(pPlace->pPath, First);
+  Line.resize(std::min(Line.find_first_of("\r\n"), Line.size()));
+  const bool IsCut = Line.size() > MAX_SHOWN;
+  Line.resize(std::min<size_t>(Line.size(), MAX_SHOWN));
+  std::replace_if(
+      Line.begin(), Line.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
+  const std::string Before = First != LineOffset ? LEFT_OUT : "";
+  pPlace->Excerpt = Before + Line + (IsCut ? LEFT_OUT : "");
+  pPlace->MarkColumn = static_cast<uint32_t>(Before.size() + (Offset - First));
 }
 
 }  // namespace
 
-void CHECK_Report(const CheckSink& Sink, CheckLevel Level, const char* pText, const CheckSource& Source,
-                  uint64_t Offset) {
-  Sink.pfFound(Sink.pContext, {Level, pText, CHECK_FindPlace(Source, Offset), {}});
+std::string CHECK_Format(const char* pFormat, ...) {
+  std::array<char, 256> acText;
+  va_list Args;
+  va_start(Args, pFormat);
+  std::vsnprintf(acText.data(), acText.size(), pFormat, Args);
+  va_end(Args);
+  return acText.data();
 }
 
-CheckPlace CHECK_FindPlace(const CheckSource& Source, uint64_t Offset) {
-  CheckPlace Place{};
-  if (Offset == READ_NOWHERE || !CHECK_IsRegular(Source) || !FindLine(Source, Offset, &Place)) {
-    return {};
+void CHECK_Report(const CheckedFile& File, CheckLevel Level, uint64_t Offset, std::string Text) {
+  File.Sink.pfFound(File.Sink.pContext, {Level, std::move(Text), CHECK_FindPlace(File.pPath, Offset)});
+}
+
+CheckPlace CHECK_FindPlace(const char* pPath, uint64_t Offset) {
+  if (Offset == READ_NOWHERE || !CHECK_CanReadAgain(pPath)) {
+    return {pPath};
   }
-  PutExcerpt(Source, Offset, &Place);
+  CheckPlace Place{pPath, 1};
+  uint64_t LineOffset = 0;
+  char Previous = 0;
+  for (uint64_t At = 0; At < Offset;) {
+    const std::string Piece = CHECK_ReadAgain(pPath, At);
+    if (Piece.empty()) {
+      return {pPath};
+    }
+    for (size_t i = 0; i < Piece.size() && At < Offset; ++i) {
+      ++At;
+      if (Piece[i] == '\n' || Piece[i] == '\r') {  // LF, CR LF and a CR that no LF follows end a line
+        Place.Line += Piece[i] == '\n' && Previous == '\r' ? 0U : 1U;
+        LineOffset = At;
+      }
+      Previous = Piece[i];
+    }
+  }
+  PutExcerpt(&Place, LineOffset, Offset);
   return Place;
 }
 
-CheckBytes CHECK_ReadAgain(const CheckSource& Source, uint64_t Offset) {
-  CheckBytes Piece{};
-  const bool IsSame = CHECK_IsRegular(Source) && SYS_GetFileState(Source.pPath) == Source.State;
-  std::FILE* pFile = IsSame ? std::fopen(Source.pPath, "rbe") : nullptr;
+bool CHECK_CanReadAgain(const char* pPath) {
+  return SYS_GetFileState(pPath) != SysFileState{};
+}
+
+std::string CHECK_ReadAgain(const char* pPath, uint64_t Offset) {
+  std::string Piece;
+  std::FILE* pFile = CHECK_CanReadAgain(pPath) ? std::fopen(pPath, "rbe") : nullptr;
   if (pFile != nullptr) {
     if (fseeko(pFile, static_cast<off_t>(Offset), SEEK_SET) == 0) {
-      Piece.NumBytes = static_cast<uint32_t>(std::fread(Piece.aByte.data(), 1, Piece.aByte.size(), pFile));
+      Piece.resize(PIECE_SIZE);
+      Piece.resize(std::fread(Piece.data(), 1, PIECE_SIZE, pFile));
     }
     std::fclose(pFile);
   }
   return Piece;
-}
-
-char* CHECK_PutVisible(char* pText, uint8_t Byte) {
-  const bool IsPrintable = Byte >= ' ' && Byte <= '~';
-  return pText + std::snprintf(pText, 5, IsPrintable ? "%c" : "\\x%02X", Byte);
 }

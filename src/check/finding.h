@@ -1,17 +1,16 @@
 /// What the checks find in a file, with the line that it is about, and how they hand it to whoever shows it.
 #pragma once
 
-#include <array>
 #include <cstdint>
+#include <string>
 
 #include "readers/read_notes.h"
-#include "sys/file.h"
 
 /// How a check ends.
 enum CheckStatus {
   CHECK_GOOD = 0,
-  CHECK_BAD = 1,         ///< The file is refused, breaks a promise or differs.
-  CHECK_UNREADABLE = 2,  ///< The file cannot be read, or its extension is unknown.
+  CHECK_BAD = 1,         ///< The file is refused, breaks a promise, differs or has data outside its ranges.
+  CHECK_UNREADABLE = 2,  ///< The file cannot be read, its extension is unknown, or memory is exhausted.
 };
 
 enum CheckLevel {
@@ -20,65 +19,50 @@ enum CheckLevel {
   CHECK_ERROR,    ///< The file is refused, cannot be read or breaks a promise.
 };
 
-/// A file as it was before the first reading.
-struct CheckSource {
-  const char* pPath;   ///< Borrowed.
-  SysFileState State;  ///< All 0 for a pipe, for example, which gives its bytes only once.
-};
-
-inline CheckSource CHECK_SourceOf(const char* pPath) {
-  return {pPath, SYS_GetFileState(pPath)};
-}
-
-/// Whether the file can be read again.
-inline bool CHECK_IsRegular(const CheckSource& Source) {
-  return Source.State != SysFileState{};
-}
-
 /// The longest excerpt, in characters.
 constexpr uint32_t CHECK_MAX_EXCERPT = 100;
 
 /// A place in a file.
 struct CheckPlace {
-  uint64_t Line;        ///< As an editor counts, from 1; 0: none, or the file cannot be read again.
-  uint64_t LineOffset;  ///< Of the line's first byte.
-  /// The line, or what fits of it around the place, as printable ASCII; "..." stands for what is left out.
-  std::array<char, CHECK_MAX_EXCERPT + 1> acExcerpt;
-  uint32_t MarkColumn;  ///< Characters of the excerpt before the place.
+  const char* pPath = nullptr;  ///< The file, borrowed; null: no place at all.
+  uint64_t Line = 0;            ///< As an editor counts, from 1; 0: none, or the file cannot be read again.
+  /// The line, or what fits of it around the place; '?' stands for what is not printable ASCII, "..." for the rest.
+  std::string Excerpt = {};
+  uint32_t MarkColumn = 0;  ///< Characters of the excerpt before the place.
 };
 
-/// One finding, borrowed for the call.
+/// One finding.
 struct CheckFinding {
   CheckLevel Level;
-  const char* pText;  ///< One line.
+  std::string Text;  ///< One line.
   CheckPlace Place;
-  CheckPlace FirstPlace;  ///< Of an overlap: where its address was first defined.
+  CheckPlace FirstPlace = {};  ///< If an address is defined twice: where it was first.
 };
 
-/// Receives findings.
+/// Receives findings, which are borrowed for the call.
 struct CheckSink {
   void (*pfFound)(void* pContext, const CheckFinding& Finding);
   void* pContext;
 };
 
-/// Reports a text about the byte at Offset of the file, which may be its end; READ_NOWHERE: about the complete file.
-/// O(Offset).
-void CHECK_Report(const CheckSink& Sink, CheckLevel Level, const char* pText, const CheckSource& Source,
-                  uint64_t Offset);
-
-/// Finds the place of the byte at Offset. READ_NOWHERE has none. O(Offset).
-CheckPlace CHECK_FindPlace(const CheckSource& Source, uint64_t Offset);
-
-/// Bytes of a file.
-struct CheckBytes {
-  std::array<uint8_t, 32768> aByte;
-  uint32_t NumBytes;
+/// A file that is checked.
+struct CheckedFile {
+  const char* pPath;  ///< Borrowed.
+  CheckSink Sink;     ///< Where its findings go.
 };
 
-/// Reads a piece of the file from Offset on. It is empty at the end of the file, and if the file cannot be read again
-/// or is no longer the one that was read first.
-CheckBytes CHECK_ReadAgain(const CheckSource& Source, uint64_t Offset);
+/// Returns a text made as printf does, cut to 255 characters.
+__attribute__((format(printf, 1, 2))) std::string CHECK_Format(const char* pFormat, ...);
 
-/// Puts a byte into a text: itself, or, where it is not printable ASCII, a backslash, an x and its two digits.
-/// Returns the end of it.
-char* CHECK_PutVisible(char* pText, uint8_t Byte);
+/// Reports a text about the byte at Offset of the file, which may be its end; READ_NOWHERE: about the complete file.
+/// O(Offset).
+void CHECK_Report(const CheckedFile& File, CheckLevel Level, uint64_t Offset, std::string Text);
+
+/// Finds the place of the byte at Offset. READ_NOWHERE, and a file that cannot be read again, have no line. O(Offset).
+CheckPlace CHECK_FindPlace(const char* pPath, uint64_t Offset);
+
+/// Whether the file is a regular one. A pipe, for example, gives its bytes only once.
+bool CHECK_CanReadAgain(const char* pPath);
+
+/// Reads a piece of the file from Offset on. It is empty at the end of the file, and if the file cannot be read again.
+std::string CHECK_ReadAgain(const char* pPath, uint64_t Offset);

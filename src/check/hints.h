@@ -2,17 +2,18 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "check/finding.h"
 
 /// What a file is, by its first bytes.
 struct CheckForeign {
-  const char* pText;       ///< What it is, and what helps; null: nothing that is certain.
-  CheckLevel BinaryLevel;  ///< How that is reported of raw binary. CHECK_ERROR: not at all, it can begin so.
+  const char* pText = nullptr;          ///< What it is, and what helps; null: nothing that is certain.
+  CheckLevel BinaryLevel = CHECK_NOTE;  ///< How that is reported of raw binary; CHECK_ERROR: a binary can begin so.
 };
 
-/// Names a file that is not what its extension says.
-CheckForeign CHECK_NameForeign(const CheckSource& Source);
+/// Names a file that is not what its extension says: raw binary, or else one of the text formats.
+CheckForeign CHECK_NameForeign(std::string_view Bytes, bool IsBinary);
 
 /// The digits of a record, right or wrong.
 struct CheckDigits {
@@ -22,5 +23,5 @@ struct CheckDigits {
   bool IsSumRight;     ///< There are enough of them, and the checksum is right.
 };
 
-/// Looks at the record that begins at Offset.
-CheckDigits CHECK_CountDigits(const CheckSource& Source, uint64_t Offset);
+/// Looks at the record that a text begins with.
+CheckDigits CHECK_CountDigits(std::string_view Text);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "check/finding.h"
 #include "datafile/data_file.h"
@@ -12,20 +13,31 @@ struct CheckRun {
   uint64_t NumBytes;  ///< 0 if there is none.
 };
 
-/// A data file that has been read.
-struct CheckInput {
-  DataFile* pFile;      ///< Owned; null if the file's extension is unknown.
-  MemImage* pImage;     ///< Owned; null if the file was not accepted.
-  const char* pFormat;  ///< The name of its format.
+/// What a unique_ptr releases its object with.
+template <auto FREE>
+struct CheckFree {
+  void operator()(auto* pObject) const {
+    FREE(pObject);
+  }
 };
 
-/// Reads a data file. Reports why the conditioner refuses it, and what is suspicious about it, in the order of its
-/// lines. BaseAddr: load address of a raw binary file. pInput is to be closed with CHECK_CloseInput whatever the
-/// result.
+using CheckImage = std::unique_ptr<MemImage, CheckFree<MEMIMG_Free>>;
+
+/// A data file that has been read.
+struct CheckInput {
+  std::unique_ptr<DataFile, CheckFree<DATAFILE_Free>> pFile;  ///< Null if the file's extension is unknown.
+  CheckImage pImage;                                          ///< Null if the file was not accepted.
+  const char* pFormat = nullptr;                              ///< The name of its format.
+};
+
+/// Reads a data file. Reports why the conditioner refuses it, and what is suspicious about it. BaseAddr: load address
+/// of a raw binary file.
 [[nodiscard]] CheckStatus CHECK_OpenInput(CheckInput* pInput, const char* pPath, uint32_t BaseAddr,
                                           const CheckSink& Sink);
 
-void CHECK_CloseInput(CheckInput* pInput);
+/// Finds where a text file defines the byte at an address. Reads the file again. Of another file, there is only the
+/// path.
+CheckPlace CHECK_FindDefinition(const DataFile& File, uint64_t Addr);
 
 /// Returns the first run at Addr or above, cut to begin at Addr.
 CheckRun CHECK_RunFrom(MemImage* pImage, uint64_t Addr);

@@ -1,5 +1,9 @@
+#include <new>
+
 #include "check/command.h"
+#include "check/print.h"
 
 int main(int argc, char** argv) {
+  std::set_new_handler(CHECK_StopWithoutMemory);
   return CHECK_Run(argc, argv);
 }

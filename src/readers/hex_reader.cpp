@@ -21,7 +21,7 @@ enum HexRecordType : uint8_t {
 };
 
 /// The kind of each type from 00 to 05.
-constexpr std::array<NotedKind, HEX_TYPE_START_LINEAR + 1> KINDS = {NOTED_DATA,  NOTED_END,        NOTED_UPPER_ADDR,
+constexpr std::array<NotedKind, HEX_TYPE_START_LINEAR + 1> KINDS = {NOTED_DATA,  NOTED_END,        NOTED_SEGMENT,
                                                                     NOTED_START, NOTED_UPPER_ADDR, NOTED_START};
 
 /// The bytes of a record, in file order: byte count, address (two bytes), type, data, checksum.

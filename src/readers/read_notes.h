@@ -11,7 +11,8 @@ enum NotedKind {
   NOTED_HEADER,      ///< S0.
   NOTED_DATA,        ///< Type 00; S1 to S3.
   NOTED_COUNT,       ///< S5, S6.
-  NOTED_UPPER_ADDR,  ///< Type 02, 04 or FF.
+  NOTED_SEGMENT,     ///< Type 02.
+  NOTED_UPPER_ADDR,  ///< Type 04 or FF.
   NOTED_START,       ///< Type 03, 05.
   NOTED_END,         ///< Type 01; S7 to S9, which give the start address, too.
   NOTED_UNKNOWN,
