@@ -7,7 +7,7 @@
 
 namespace {
 
-/// Stored for bytes that have an address but no contents, if they need storage: erased flash.
+/// The value of bytes without contents in an area that has storage: erased flash.
 constexpr uint8_t ERASED_BYTE = 0xFF;
 
 uint8_t* BufferOf(const DataArea& Area) {
@@ -39,10 +39,10 @@ void PutBytes(uint8_t* pDest, const WriteRange& Range) {
   }
 }
 
-/// Enlarges the buffer by NumBytes bytes and more. The spare room grows with the buffer, so reallocations become rarer
-/// as an area grows. In front of long contents it stays below two thirds of their length, after them below half.
-/// Contents and new bytes together have a legal length, so they and the room in front fit into the largest block.
-/// Rare, so kept out of ReserveAtEnd, which every record calls.
+/// Enlarges the buffer by NumBytes bytes and some more. The spare room grows with the buffer, so reallocations become
+/// rarer as an area grows. Before long contents it stays below two thirds of their length, after them below half.
+/// Contents and new bytes together have a legal length, so they fit into the largest block with the room before them.
+/// Not inlined: it is rare, and ReserveAtEnd, which every record calls, is faster without it.
 [[nodiscard, gnu::noinline]] bool GrowAtEnd(DataArea* pArea, uint64_t NumBytes) {
   const uint64_t Wanted = pArea->NumBytesAlloc + NumBytes + pArea->NumBytesAlloc / 8 + 128;
   const uint64_t NewAlloc = std::min(Wanted, UINT32_MAX - pArea->NumBytesFront);
@@ -66,9 +66,9 @@ void PutBytes(uint8_t* pDest, const WriteRange& Range) {
   return pArea->NumBytesAlloc - pArea->NumBytes >= NumBytes || GrowAtEnd(pArea, NumBytes);
 }
 
-/// Makes room for NumBytes more bytes before the contents: reserves it after them, then moves them up. In a heap buffer
-/// they move to its end, so that they rarely move. In a first buffer they move no further than they must, because the
-/// room after them may be needed.
+/// Makes room for NumBytes more bytes before the contents: reserves it after them, then moves them up. In a heap block
+/// they move to its end, so that they rarely move. In a first buffer they move only as far as they must, because it may
+/// soon need room after them, too.
 [[nodiscard]] bool ReserveInFront(DataArea* pArea, uint64_t NumBytes) {
   if (pArea->NumBytesFront >= NumBytes) {
     return true;
@@ -92,8 +92,7 @@ uint8_t* TakeFront(DataArea* pArea, uint64_t NumBytes) {
   return pArea->pData;
 }
 
-/// Releases *pArea's buffer and gives it *pFrom's, which leaves *pFrom without one. A first buffer is part of its
-/// record, so it is copied, which is cheap; it has no room in front.
+/// Frees the buffer of *pArea and moves that of *pFrom to it. A first buffer is part of its record, so it is copied.
 void TakeBuffer(DataArea* pArea, DataArea* pFrom) {
   const bool IsOwn = HasOwnBuffer(*pFrom);
   FreeBuffer(pArea);

@@ -9,8 +9,8 @@ constexpr uint64_t MEMIMG_MIN_BUFFER_BYTES = 128;
 
 /// A contiguous run of bytes, owned by its image: one heap record with its first buffer.
 ///
-/// Contents that outgrow the first buffer move to one of their own. It can have room on both sides of them, so a run
-/// grows cheaply both upwards and downwards:
+/// Contents that outgrow the first buffer move to a heap block, which can have room on both sides of them. So a run
+/// grows cheaply in both directions:
 ///
 ///     [ NumBytesFront | NumBytes | room at the end ]
 ///                     ^ pData
@@ -67,9 +67,9 @@ void AREA_Free(DataArea* pArea);
 /// As AREA_AddAtEnd, but before the contents: the area then begins at the address of the range.
 [[nodiscard]] bool AREA_AddInFront(DataArea* pArea, const WriteRange& Range);
 
-/// Joins an area, the range that fills the gap after it, and the next area into *pArea. *pNext may lose its contents;
-/// the caller takes it out of the chain and frees it. The joined area has storage if either had. The caller has checked
-/// that the sum is a legal length. The shorter contents are copied to the longer ones (of two first buffers, the next
-/// area's to *pArea's), which move only when room is made for it: O(log areas) per byte, amortised over all joins, in
-/// whatever order areas are written. Returns false, with the bytes of both as before, if memory is exhausted.
+/// Joins an area, the range that fills the gap after it, and the next area into *pArea. Together they must have a legal
+/// length. The caller then takes *pNext, which may have lost its contents, out of the chain and frees it.
+/// The joined area has storage if either had. The shorter contents are copied next to the longer ones (if both are in
+/// first buffers, those of *pNext), so all joins together copy each byte O(log areas) times, whatever the order of
+/// writes. Returns false, with the bytes of both as before, if memory is exhausted.
 [[nodiscard]] bool AREA_Join(DataArea* pArea, const WriteRange& Gap, DataArea* pNext);

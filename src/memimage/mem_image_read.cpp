@@ -21,7 +21,7 @@ struct SpanOutput {
   uint8_t* pData;   ///< May be null.
   uint8_t* pValid;  ///< May be null.
   uint8_t FillByte;
-  bool MarksAll;  ///< Addresses without storage count as valid, which they do while no bytes are pending.
+  bool MarksAll;  ///< Whether addresses without storage count as valid: only while no bytes are pending.
 };
 
 /// Returns 2 to the power of the low five bits of Bits, less 1.
@@ -111,7 +111,7 @@ void FillFromAreas(const DataArea* pArea, const Span& Range, const SpanOutput& O
   }
 }
 
-/// Puts the pending bytes of the span over what is there, the newest of an address last.
+/// Puts the pending bytes of the span over the stored ones. The newest byte for an address comes last, so it counts.
 void PutPending(const MemImage& Image, const Span& Range, const SpanOutput& Out) {
   for (uint64_t i = 0; i < Image.NumPending; ++i) {
     const uint64_t Index = Image.paPending[i].Addr - Range.Addr;

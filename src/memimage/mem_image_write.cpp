@@ -152,5 +152,5 @@ int MEMIMG_WriteData(MemImage* pImage, uint64_t Addr, uint64_t NumBytes, const u
     }
     Place = Find(*pImage, Addr);
   }
-  return Store(pImage, Place, Range);  // one call, so that it is inlined
+  return Store(pImage, Place, Range);  // the only call, so that it is inlined
 }

@@ -13,12 +13,12 @@ constexpr int READER_ERR_NO_MEMORY = -3;   ///< Text formats: no memory for the 
 constexpr int READER_ERR_NOT_FORMAT = -4;  ///< Text formats: the file begins with the wrong byte.
 constexpr int READER_ERR_RECORD = -5;      ///< A record is malformed or overlaps data already stored.
 
-/// Begins a read: locks the image, keeps Sink in *pModuleSink (so there can be only one read per format at a time) and
-/// opens the file. Returns its handle; or SYS_NO_FILE, and READER_FailOpen then says why.
+/// Begins a read: locks the image, keeps Sink in *pModuleSink (so each reader serves one read at a time) and opens the
+/// file. Returns its handle; or SYS_NO_FILE, and READER_FailOpen then says why. READER_End ends the read in both cases.
 [[nodiscard]] int64_t READER_Begin(MemImage* pImage, const char* pPath, const ReportSink& Sink,
                                    ReportSink* pModuleSink);
 
-/// Ends a read, even a failed one: closes the file if it is open, clears NumChanges of the image and unlocks it.
+/// Ends a read: closes the file if it is open, clears NumChanges of the image and unlocks it.
 void READER_End(MemImage* pImage, int64_t hFile);
 
 /// Notes and reports why READER_Begin could not open the file. Buffer: for the text, which is cut to fit.
@@ -26,7 +26,7 @@ void READER_End(MemImage* pImage, int64_t hFile);
 [[nodiscard]] int READER_FailOpen(const char* pPath, const ReportSink& Sink, const ErrorTextBuffer& Buffer,
                                   ReadNotes* pNotes);
 
-/// Notes an error, and for READ_ERROR_SYSTEM its number, so no other call to the system may come first.
+/// Notes an error. For READ_ERROR_SYSTEM, it also notes the number of the system's last error.
 void READER_NoteError(ReadNotes* pNotes, ReadErrorKind Error);
 
 /// Stores bytes as MEMIMG_WriteData does, but returns MEMIMG_ERR_NO_MEMORY instead of 0 if the image has lost bytes.

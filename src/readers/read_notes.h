@@ -1,4 +1,4 @@
-/// What a reader tells about a file beside its result, for code that explains the file to a user.
+/// What a reader tells about a file in addition to its result, for code that explains the file to a user.
 #pragma once
 
 #include <cstdint>
@@ -35,12 +35,12 @@ enum ReadErrorKind {
   READ_ERROR_MEMORY,  ///< Memory is exhausted, or there is more data than an image can hold.
   // All that follow are in the file's text.
   READ_ERROR_NOT_FORMAT,  ///< The file begins with the wrong character.
-  READ_ERROR_MARK,        ///< A record does not begin with its mark, or an S-record not with 'S' and a digit.
-  READ_ERROR_DIGIT,       ///< A character of a record is not a hexadecimal digit.
+  READ_ERROR_MARK,        ///< A record does not begin with ':', or with 'S' and a digit.
+  READ_ERROR_DIGIT,       ///< A record has a character that is not a hexadecimal digit.
   READ_ERROR_CHECKSUM,
   READ_ERROR_TOO_SHORT,  ///< The byte count leaves no room for what the record's type needs.
   READ_ERROR_OVERLAP,    ///< An earlier record has data for an address of this one.
-  READ_ERROR_LINE_END,   ///< A record is not followed by a line end.
+  READ_ERROR_LINE_END,   ///< Something other than a line end follows a record of Intel HEX.
 };
 
 /// What a read leaves behind. Places are offsets from the file's start.

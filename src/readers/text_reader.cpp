@@ -73,13 +73,13 @@ void SkipWithinWindow(TextReadState* pState, bool CountsCr) {
   }
 }
 
-/// Whether the next record may not be completely in the window.
+/// Whether the next record may be longer than the rest of the window.
 bool IsLow(const TextReadState& State) {
   return NumUnread(State) <= static_cast<int32_t>(READ_REFILL_THRESHOLD);
 }
 
-/// Tops up the window until it has something else than white space, and enough of it.
-/// Rare, so kept out of TEXT_SkipWhiteSpace, which is then short enough to be inlined into the loop over the records.
+/// Tops up the window until more than white space is in it.
+/// Not inlined: it is rare, and TEXT_SkipWhiteSpace is then short enough to be inlined into the loop over the records.
 [[gnu::noinline]] void TopUpAndSkip(TextReadState* pState, bool CountsCr) {
   while (NumUnread(*pState) == 0 && !pState->IsAtEnd) {
     TopUpWindow(pState);

@@ -15,7 +15,7 @@ constexpr uint32_t READ_WINDOW_SIZE = 60000;
 /// characters and a line end) is always completely in it, unless the file ends.
 constexpr uint32_t READ_REFILL_THRESHOLD = 999;
 
-/// The state of one read.
+/// The state of a read.
 struct TextReadState {
   int32_t NumLineEnds;            ///< Line ends so far; messages print one more.
   int32_t Pos;                    ///< Index of the next unread byte of the window.
@@ -68,8 +68,8 @@ inline uint8_t TEXT_Peek(const TextReadState& State) {
   return State.pWindow[State.Pos];
 }
 
-/// Whether a byte where a record would begin ends the data: a NUL (one in the file, or the window's own after the last
-/// byte), or 0x1A, which old systems wrote after a text.
+/// Whether a byte ends the data if it stands where a record would begin: a NUL, which may be the window's own after the
+/// last byte of the file, or 0x1A, which old systems wrote after a text.
 inline bool TEXT_IsEndOfData(uint8_t Byte) {
   return Byte == 0 || Byte == 0x1A;
 }

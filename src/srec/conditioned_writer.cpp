@@ -11,7 +11,7 @@ constexpr uint32_t MAX_PIECE_BYTES = 32;
 constexpr uint32_t MIN_BLOCK_ALIGN = 34;
 constexpr std::array<char, 12> END_RECORD = {'S', '9', '0', '3', '0', '0', '0', '0', 'F', 'C', '\r', '\n'};
 
-/// Where the write in progress reports; there can be only one.
+/// Where the write in progress reports its error. There can be only one write at a time.
 constinit ReportSink WriterSink{};
 
 /// The file being written. Numbers have 64 bits, so no product of alignments wraps.
@@ -22,7 +22,7 @@ struct ConditionedFile {
   uint64_t NumInBlock;  ///< Characters written to the current block, fill included; below BlockAlign.
 };
 
-/// Bytes of one stored run that become one record, or two if it is cut. Both get the type that the piece needs.
+/// Bytes of one stored run. They become one record, or two of the same type if the record is cut.
 struct Piece {
   uint64_t Addr;
   uint32_t NumBytes;
@@ -106,14 +106,19 @@ void WriteEndRecord(ConditionedFile* pFile) {
   OUTSTREAM_Write(pFile->pStream, END_RECORD.data(), END_RECORD.size());
 }
 
-/// Writes all stored bytes, piece by piece, and the end record. After a byte at the top of the address space there is
-/// no address to go on from: returns false, without an end record.
+/// Reads the first bytes at or above *pAddr, at most MAX_PIECE_BYTES and of one run, and sets *pAddr to their address.
+/// Returns how many there are.
+int64_t ReadPiece(MemImage* pImage, uint64_t* pAddr, uint8_t* pData) {
+  return MEMIMG_ReadData(pImage, *pAddr, UINT64_MAX, 0, 0xFF, pData, nullptr, pAddr, MAX_PIECE_BYTES, 0, 0);
+}
+
+/// Writes all stored bytes, piece by piece, and the end record. Returns false, without an end record, after a byte at
+/// the last 64-bit address: there is no address to go on from.
 [[nodiscard]] bool WriteImage(ConditionedFile* pFile, MemImage* pImage) {
   std::array<uint8_t, MAX_PIECE_BYTES> aData;
   uint64_t Addr = 0;
   for (;;) {
-    const int64_t NumBytes =
-        MEMIMG_ReadData(pImage, Addr, UINT64_MAX, 0, 0xFF, aData.data(), nullptr, &Addr, MAX_PIECE_BYTES, 0, 0);
+    const int64_t NumBytes = ReadPiece(pImage, &Addr, aData.data());
     if (NumBytes == 0) {
       WriteEndRecord(pFile);
       return true;

@@ -9,9 +9,10 @@
 
 /// Creates or replaces the file at pPath, writes all stored bytes of the image to it in ascending order, at most 32
 /// bytes per record, and ends it with the S9 end record.
-/// BlockAlign: block size in characters, even and at least 34. From 80 on, no line crosses a block boundary: a record
-/// that would is cut if a line group fits, CR LF pairs fill the block, and the rest begins the next.
-/// LineAlign: even; cuts are made after multiples of this many bytes; 0: a record is never cut.
+/// BlockAlign: block size in characters, even and at least 34. From 80 on, no line crosses a block boundary. A record
+/// that would cross is cut after the last line group that fits, if any; CR LF pairs fill the block; the remainder
+/// starts the next.
+/// LineAlign: bytes per line group, even; 0: a record is never cut.
 /// pImage: null fails. Its lock is held throughout, and pending bytes are committed first.
 /// Addresses are written modulo 2 to the power 32: an S-record has no room for more.
 /// Returns 0 with NumChanges cleared; or -1 with NumChanges as before, if an alignment is not legal (the file is then

@@ -41,7 +41,7 @@ constexpr int64_t SYS_NO_FILE = -1;
 /// Returns whether pPath, expanded as SYS_OpenFileEx does it, names the regular file that standard output goes to.
 [[nodiscard]] bool SYS_IsStandardOutput(const char* pPath);
 
-/// Closes the handle; it is gone whatever the result.
+/// Closes the handle, which is gone even if that fails.
 /// Returns 0, or -1 if the system reports that an earlier write was lost after all.
 int SYS_FileClose(uint32_t hFile);
 
