@@ -1,7 +1,5 @@
-// A complete run and a check of its input, with options, format and file from the fuzzer. The run succeeds exactly when
-// it should, the check agrees and names only places that exist, and the consumer finds the same bytes as an independent
-// decoder. It reads each block by itself; but if blocks have fewer than 80 characters, lines can cross their ends, so
-// it reads the complete file at once.
+// A complete run and a check of its input, with options, format and file from the fuzzer. fuzz/README.md says what they
+// must do.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <algorithm>
@@ -12,7 +10,6 @@
 #include "check/compare.h"
 #include "check/conditioned.h"
 #include "check/input.h"
-#include "readers/text_reader.h"
 #include "support/reference_decoder.h"
 
 namespace {
@@ -39,10 +36,11 @@ std::string MakeHome() {
 
 /// Returns what the file holds, or nothing if it must be refused.
 std::optional<ByteMap> Decode(const std::string& Format, const std::string& File, uint32_t BaseAddr) {
-  std::optional<ByteMap> Map = Format == ".hex" ? DecodeIntelHex(File) : DecodeSRecords(File);
-  if (Format == ".bin") {
-    AddBytes(&Map.emplace(), BaseAddr, {File.begin(), File.end()});
+  if (Format != ".bin") {
+    return DecodeRecords(File, Format == ".hex");
   }
+  ByteMap Map;
+  AddBytes(&Map, BaseAddr, {File.begin(), File.end()});
   return Map;
 }
 
@@ -91,20 +89,9 @@ bool TestConditioned(const std::string& Path, const Settings& Set, const std::op
   const bool IsKept = CHECK_Conditioned(Path.c_str(), {BlockAlign, LineAlign}, {Ignore, nullptr}, {}) == CHECK_GOOD;
   std::ifstream Stream(Path, std::ios::binary);
   const std::string Text(std::istreambuf_iterator<char>(Stream), {});
+  // In blocks of fewer than 80 characters, lines can cross the ends, so the consumer reads the complete file at once.
   Require(!IsKept || ReadConditioned(Text, BlockAlign >= 80 ? BlockAlign : SIZE_MAX / 2) == Expected);
   return IsKept;
-}
-
-/// Extra line ends after the first one do not change what a text means. One text in 32 (this is slow) gets enough of
-/// them to put the first, second or third edge of the reader's window somewhere in the rest of the text.
-std::string MoveWindowEdge(std::string Text) {
-  const size_t Random = std::hash<std::string>{}(Text);
-  const size_t LineEnd = Text.find('\n');
-  if (Random % 32 == 0 && LineEnd < Text.size() && Text.size() < READ_WINDOW_SIZE) {
-    const size_t Edge = READ_WINDOW_SIZE * (1 + Random / 32 % 3);
-    Text.insert(LineEnd, Edge + Random / 128 % (Text.size() - LineEnd) - Text.size(), '\n');
-  }
-  return Text;
 }
 
 }  // namespace
@@ -124,14 +111,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t Size) {
   const std::string Format = Choices.PickValueInArray({".hex", ".mot", ".bin"});
   const std::string Input = Home + "~fw" + Format;
   const std::string Output = Home + "fw.srec";
-  const std::string Given = Choices.ConsumeRemainingBytesAsString();
-  const std::string File = Format != ".bin" ? MoveWindowEdge(Given) : Given;
+  const std::string File = Choices.ConsumeRemainingBytesAsString();
   std::ofstream(Input, std::ios::binary) << File;
   std::filesystem::remove(Output);
   Args.push_back(Input.c_str());
 
   const auto& [BaseAddr, BlockAlign, LineAlign] = Set;
-  const std::optional<ByteMap> Expected = Decode(Format, Given, BaseAddr);
+  const std::optional<ByteMap> Expected = Decode(Format, File, BaseAddr);
   const bool IsLegal = BlockAlign % 2 == 0 && BlockAlign >= 34 && LineAlign % 2 == 0;
   const int Status = APP_Run(static_cast<int>(Args.size()), Args.data());
   Require(Status == (Expected && IsLegal ? 0 : 1));

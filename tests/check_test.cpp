@@ -1,6 +1,5 @@
 // blockfit-check as a user runs it, the conditioned files that it rejects, and runs in which something fails.
 #include <getopt.h>
-#include <sys/stat.h>
 
 #include "check/command.h"
 #include "check/conditioned.h"

@@ -1,8 +1,6 @@
 // The buffered output file.
 #include "outstream/out_stream.h"
 
-#include <sys/stat.h>
-
 #include "support/harness.h"
 
 TEST(OutStream, WritesWholeBuffersAtOnceAndTheRestAtTheEnd) {

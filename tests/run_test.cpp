@@ -1,7 +1,5 @@
 // The program as a user runs it: exact text, exact exit status, exact bytes of the output.
 #include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "support/harness.h"
 
@@ -58,23 +56,17 @@ class Run : public testing::Test {
   /// Expects a run that prints these confirmations and writes these bytes.
   static void Writes(const std::string& Args, const std::string& Confirmed, const std::string& Output,
                      const std::string& Bytes) {
-    Ends(Args, "0 " + Confirmed, Output, "Conditioning done.\n");
-    EXPECT_EQ(Bytes, ReadFile(Output)) << Args;
-    std::filesystem::remove(Output);
+    Ends(Args, "0 " + Confirmed, Output, "Conditioning done.\n", Bytes);
   }
 
-  /// Expects a run that fails after it has created fw.srec.
-  static void FailsLate(const std::string& Args, const std::string& Confirmed) {
-    Ends(Args, "1 " + Confirmed, "fw.srec", "Failed with error code -1\n");
-    EXPECT_EQ("", ReadFile("fw.srec")) << Args;
-    std::filesystem::remove("fw.srec");
-  }
-
+  /// Expects a run that prints these confirmations and last line, and leaves these bytes in the output file.
   static void Ends(const std::string& Args, const std::string& Begin, const std::string& Output,
-                   const std::string& Last) {
+                   const std::string& Last, const std::string& Bytes) {
     const std::string Reading = "Reading source file from " + Args.substr(Args.rfind(' ') + 1) + ".\n";
     const std::string Writing = "Writing destination file to " + Output.substr(Output.rfind('/') + 1) + ".\n";
     EXPECT_EQ(Begin + Reading.substr(0, 2047) + Writing + Last, End(Start(Args)));
+    EXPECT_EQ(Bytes, ReadFile(Output)) << Args;
+    std::filesystem::remove(Output);
   }
 
   /// Expects a run that fails before it creates the output file.
@@ -106,10 +98,10 @@ TEST_F(Run, WritesTheOutput) {
 }
 
 TEST_F(Run, SaysWhyItFails) {
-  FailsLate("-lalign 7 fw.hex", "Set line alignment to 7.\n");
-  FailsLate("-balign 20 fw.hex", "Set block alignment to 32.\n");
-  FailsLate("-balign 2001 fw.hex", "Set block alignment to 8193.\n");
   const std::string Failed = "Failed with error code -1\n";
+  Ends("-lalign 7 fw.hex", "1 Set line alignment to 7.\n", "fw.srec", Failed, "");
+  Ends("-balign 20 fw.hex", "1 Set block alignment to 32.\n", "fw.srec", Failed, "");
+  Ends("-balign 2001 fw.hex", "1 Set block alignment to 8193.\n", "fw.srec", Failed, "");
   Fails("missing.hex", "Reading source file from missing.hex.\n" + Failed);
   Fails("in/fw.hex", "Reading source file from in/fw.hex.\n" + Failed);
   const std::string Writing = "Reading source file from fw.hex.\nWriting destination file to ";

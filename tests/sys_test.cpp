@@ -1,7 +1,4 @@
 // Paths, files, directories and the mutex table.
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <csignal>
 
@@ -27,20 +24,17 @@ bool Closes(int64_t hFile) {
 }
 
 TEST(File, IsOpenedAsTheFlagsSay) {
-  constexpr uint32_t READ = SYS_OPEN_READ;
-  constexpr uint32_t WRITE = SYS_OPEN_WRITE;
-  constexpr uint32_t CREATE = SYS_OPEN_CREATE;
-  constexpr uint32_t TRUNCATE = SYS_OPEN_TRUNCATE;
-  constexpr uint32_t EXCLUSIVE = SYS_OPEN_EXCLUSIVE;
-  const std::tuple<const char*, uint32_t, const char*> aCase[] = {{"f", READ, "abc"},
-                                                                  {"f", SYS_OPEN_SHARE | EXCLUSIVE, "abc"},
-                                                                  {"f", WRITE, "xyc"},
-                                                                  {"f", WRITE | SYS_OPEN_AT_END, "abcxy"},
-                                                                  {"f", READ | WRITE | TRUNCATE, "xy"},
-                                                                  {"f", WRITE | CREATE | TRUNCATE | EXCLUSIVE, "abc"},
-                                                                  {"new", WRITE, "(no file)"},
-                                                                  {"a/new", WRITE | CREATE, "(no file)"},
-                                                                  {"new", WRITE | CREATE | TRUNCATE | EXCLUSIVE, "xy"}};
+  constexpr uint32_t NEW = SYS_OPEN_CREATE | SYS_OPEN_TRUNCATE | SYS_OPEN_EXCLUSIVE;
+  const std::tuple<const char*, uint32_t, const char*> aCase[] = {
+      {"f", SYS_OPEN_READ, "abc"},
+      {"f", SYS_OPEN_SHARE | SYS_OPEN_EXCLUSIVE, "abc"},
+      {"f", SYS_OPEN_WRITE, "xyc"},
+      {"f", SYS_OPEN_WRITE | SYS_OPEN_AT_END, "abcxy"},
+      {"f", SYS_OPEN_READ | SYS_OPEN_WRITE | SYS_OPEN_TRUNCATE, "xy"},
+      {"f", SYS_OPEN_WRITE | NEW, "abc"},
+      {"new", SYS_OPEN_WRITE, "(no file)"},
+      {"a/new", SYS_OPEN_WRITE | SYS_OPEN_CREATE, "(no file)"},
+      {"new", SYS_OPEN_WRITE | NEW, "xy"}};
   for (const auto& [pPath, Flags, pContents] : aCase) {
     WriteFile("f", "abc");
     const uint32_t hFile = static_cast<uint32_t>(SYS_FileOpen(pPath, Flags));
@@ -103,6 +97,7 @@ TEST(MutexTable, HandsOutTheLowestFreeSlot) {
   EXPECT_EQ(MEMIMG_ERR_NO_LOCK, MEMIMG_Lock(NewImage().get())) << "no slot is free";
   MutexSlot* const pOld = aMutex[7];
   SYS_DestroyMutex(&aMutex[7]);
+  EXPECT_EQ(nullptr, aMutex[7]);
   EXPECT_EQ(SYS_LOCK_ERROR, SYS_LockMutex(pOld, 0));
   EXPECT_EQ(1, SYS_UnlockMutex(pOld));
   EXPECT_EQ(pOld, aMutex[7] = SYS_CreateMutex(nullptr));

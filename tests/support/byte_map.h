@@ -1,7 +1,6 @@
 /// A memory image in its simplest form, and helpers to make and inspect test data.
 #pragma once
 
-#include <cstdint>
 #include <map>
 #include <memory>
 #include <optional>

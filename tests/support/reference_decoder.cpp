@@ -51,41 +51,30 @@ uint32_t BigEndian(const uint8_t* pBegin, const uint8_t* pEnd) {
 
 }  // namespace
 
-std::optional<ByteMap> DecodeIntelHex(const std::string& Text) {
+std::optional<ByteMap> DecodeRecords(const std::string& Text, bool IsHex) {
   Scanner File{Text};
   ByteMap Map;
   uint32_t Upper = 0;
-  File.Require(Text.starts_with(':'));
+  File.Require(Text.starts_with(IsHex ? ':' : 'S'));
   while (!File.SkipSpaceToEnd()) {
-    File.Take(":");
-    const std::vector<uint8_t> Record = File.TakeRecord(4, 0);
-    const uint8_t* const pData = &Record[4];
-    if (Record[3] == 0) {
-      File.Require(AddBytes(&Map, Upper + BigEndian(&Record[1], &Record[3]), {pData, pData + Record[0]}));
-    } else if (Record[3] == 2 || Record[3] == 4 || Record[3] == 0xFF) {
+    File.Take(IsHex ? ":" : "S");
+    if (!IsHex) {
+      File.SkipSpaceToEnd();
+    }
+    const char Type = IsHex ? '1' : File.Take("0123456789");
+    const std::vector<uint8_t> Record = File.TakeRecord(IsHex ? 4 : 0, IsHex ? 0 : 0xFF);
+    const size_t NumAddr = static_cast<size_t>(Type - '0') + 1;
+    const size_t NumFrame = 1 + NumAddr + (IsHex ? 1 : 0);  // count, address and type
+    const bool IsData = IsHex ? Record[3] == 0 : Type >= '1' && Type <= '3';
+    if (File.IsRight && IsData) {
+      File.Require(Record.size() > NumFrame && AddBytes(&Map, Upper + BigEndian(&Record[1], &Record[1 + NumAddr]),
+                                                        {&Record[NumFrame], &Record.back()}));
+    } else if (IsHex && (Record[3] == 2 || Record[3] == 4 || Record[3] == 0xFF)) {
       File.Require(Record[0] >= 2);
-      Upper = File.IsRight ? BigEndian(pData, pData + 2) * (Record[3] == 2 ? 0x10 : 0x10000) : 0;
+      Upper = File.IsRight ? BigEndian(&Record[4], &Record[6]) * (Record[3] == 2 ? 0x10 : 0x10000) : 0;
     }
-    if (!File.IsAtEnd()) {
+    if (IsHex && !File.IsAtEnd()) {
       File.Take("\r\n");
-    }
-  }
-  return File.IsRight ? std::optional(Map) : std::nullopt;
-}
-
-std::optional<ByteMap> DecodeSRecords(const std::string& Text) {
-  Scanner File{Text};
-  ByteMap Map;
-  File.Require(Text.starts_with('S'));
-  while (!File.SkipSpaceToEnd()) {
-    File.Take("S");
-    File.SkipSpaceToEnd();
-    const char Type = File.Take("0123456789");
-    const std::vector<uint8_t> Record = File.TakeRecord(0, 0xFF);
-    if (File.IsRight && Type >= '1' && Type <= '3') {
-      const size_t NumFrame = static_cast<size_t>(Type - '0') + 2;  // count and address
-      const uint8_t* const pData = Record.data() + NumFrame;
-      File.Require(Record.size() > NumFrame && AddBytes(&Map, BigEndian(&Record[1], pData), {pData, &Record.back()}));
     }
   }
   return File.IsRight ? std::optional(Map) : std::nullopt;

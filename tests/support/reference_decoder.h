@@ -1,11 +1,7 @@
-/// Decoders of the text formats that share nothing with the readers under test: slow, and simple enough to be right.
+/// A decoder of the text formats that shares nothing with the readers under test: slow, and simple enough to be right.
 #pragma once
-
-#include <optional>
-#include <string>
 
 #include "support/byte_map.h"
 
-/// Return the bytes that the text defines, or nothing if the readers must refuse it.
-std::optional<ByteMap> DecodeIntelHex(const std::string& Text);
-std::optional<ByteMap> DecodeSRecords(const std::string& Text);
+/// Returns the bytes that the text defines, or nothing if the readers must refuse it. IsHex: it is Intel HEX.
+std::optional<ByteMap> DecodeRecords(const std::string& Text, bool IsHex);
