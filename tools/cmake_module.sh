@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Tries blockfit_condition in copies of examples/cmake, for each way of including Blockfit, with Ninja and with Make: the
-# files are right, they are made again when (and only when) something has changed, and a failure leaves no file.
+# Tries blockfit_condition in copies of examples/cmake, for each way of including Blockfit, with Ninja and with Make:
+# the files are right, they are made again when (and only when) something has changed, and a failure leaves no file.
 set -euo pipefail
 
 source "$(dirname "${BASH_SOURCE[0]}")/lib/common.sh"
@@ -40,7 +40,8 @@ try() {
   cp -r examples/cmake "$Project"
   cp examples/sample.bin "$Scratch/project"
   sed -i "s|^find_package.*|include($Scratch/$1.cmake)|" "$Project/CMakeLists.txt"
-  echo 'blockfit_condition(INPUT ../sample.bin BASE 0x8000 BLOCK 100 LINE 0x4 OUTPUT all.srec)' >>"$Project/CMakeLists.txt"
+  echo 'blockfit_condition(INPUT ../sample.bin BASE 0x8000 BLOCK 100 LINE 0x4 OUTPUT all.srec)' \
+    >>"$Project/CMakeLists.txt"
 
   quietly cmake -S "$Project" -B "$Build" -G "$2" "${@:3}"
   expect_made 3

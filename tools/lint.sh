@@ -34,5 +34,6 @@ quietly run-clang-tidy -quiet -p build/lint -checks="$(printf -- '-%s,' "${RELAX
 
 echo "shellcheck, zsh, flake8"
 files '.*\.(sh|bash)|\./\.ci/run' | xargs -0 shellcheck --external-sources
+! files '.*\.(sh|bash)|\./\.ci/run' | xargs -0 grep -n '.\{121\}' || fail "More than 120 columns."
 files '.*\.zsh|.*/_[A-Za-z-]+' | xargs -0 -n 1 zsh -n
 files '.*\.py' | xargs -0 flake8
