@@ -63,20 +63,17 @@ void TestPlace(const CheckPlace& Place, uint64_t NumLines) {
 /// Checks an input file, which must be read as the expected bytes, or refused if Expected has no value.
 void TestCheck(const std::string& Path, const std::string& File, uint32_t BaseAddr,
                const std::optional<ByteMap>& Expected) {
-  struct Context {
-    uint64_t NumLines;
-    unsigned NumErrors;
-  } Seen{CountLines(File), 0};
-  const auto Test = [](void* pContext, const CheckFinding& Finding) {
-    Context* pSeen = static_cast<Context*>(pContext);
-    pSeen->NumErrors += Finding.Level == CHECK_ERROR ? 1 : 0;
-    TestPlace(Finding.Place, pSeen->NumLines);
-    TestPlace(Finding.FirstPlace, pSeen->NumLines);
+  const uint64_t NumLines = CountLines(File);
+  unsigned NumErrors = 0;
+  const CheckSink Test = [&](const CheckFinding& Finding) {
+    NumErrors += Finding.Level == CHECK_ERROR ? 1 : 0;
+    TestPlace(Finding.Place, NumLines);
+    TestPlace(Finding.FirstPlace, NumLines);
     Require(Finding.Text.find('\n') == std::string::npos);
   };
   CheckInput Input;
-  const CheckStatus Status = CHECK_OpenInput(&Input, Path.c_str(), BaseAddr, {Test, &Seen});
-  Require(Status == (Expected ? CHECK_GOOD : CHECK_BAD) && Seen.NumErrors == (Expected ? 0U : 1U));
+  const CheckStatus Status = CHECK_OpenInput(&Input, {Path.c_str(), Test}, BaseAddr);
+  Require(Status == (Expected ? CHECK_GOOD : CHECK_BAD) && NumErrors == (Expected ? 0U : 1U));
   Require(!Expected || (BytesOf(Input.pImage.get()) == Expected &&
                         CHECK_IsSame(CHECK_Compare(Input.pImage.get(), Input.pImage.get()))));
 }
@@ -85,8 +82,8 @@ void TestCheck(const std::string& Path, const std::string& File, uint32_t BaseAd
 /// keeps them.
 bool TestConditioned(const std::string& Path, const Settings& Set, const std::optional<ByteMap>& Expected) {
   const auto& [BaseAddr, BlockAlign, LineAlign] = Set;
-  const auto Ignore = [](void*, const CheckFinding&) {};
-  const bool IsKept = CHECK_Conditioned(Path.c_str(), {BlockAlign, LineAlign}, {Ignore, nullptr}, {}) == CHECK_GOOD;
+  const CheckSink Ignore = [](const CheckFinding&) {};
+  const bool IsKept = CHECK_Conditioned({Path.c_str(), Ignore}, {BlockAlign, LineAlign}, {}) == CHECK_GOOD;
   std::ifstream Stream(Path, std::ios::binary);
   const std::string Text(std::istreambuf_iterator<char>(Stream), {});
   // In blocks of fewer than 80 characters, lines can cross the ends, so the consumer reads the complete file at once.

@@ -33,7 +33,7 @@ void TellLine(const CheckPlace& Place) {
   }
 }
 
-void Tell(void*, const CheckFinding& Finding) {
+void Tell(const CheckFinding& Finding) {
   constexpr std::array<const char*, 3> LEVELS = {"note", "warning", "error"};
   TellFinding(LEVELS[Finding.Level], Finding.Text.c_str());
   TellLine(Finding.Place);
@@ -41,20 +41,18 @@ void Tell(void*, const CheckFinding& Finding) {
 }
 
 void TellError(void*, uint32_t, const char* pText) {
-  Tell(nullptr, {CHECK_ERROR, pText, {}});
+  Tell({CHECK_ERROR, pText, {}});
 }
 
-void TellErrorsOnly(void*, const CheckFinding& Finding) {
+void TellErrorsOnly(const CheckFinding& Finding) {
   if (Finding.Level == CHECK_ERROR) {
-    Tell(nullptr, Finding);
+    Tell(Finding);
   }
 }
 
-void PassBlock(void*, const ConditionedBlock& Block) {
+void PassBlock(const ConditionedBlock& Block) {
   TellBlock(Block.NumRecords, Block.NumBytes, Block.NumFill, Block.IsCut);
 }
-
-constexpr CheckSink SINK = {Tell, nullptr};
 
 }  // namespace
 
@@ -63,7 +61,7 @@ extern "C" {
 /// Reads the file at pPath, whose extension determines the format, and tells what is wrong or surprising about it.
 /// BaseAddr: load address of a raw binary file. Returns a CheckStatus.
 EMSCRIPTEN_KEEPALIVE int WEB_Read(const char* pPath, uint32_t BaseAddr) {
-  return CHECK_OpenInput(&Input, pPath, BaseAddr, SINK);
+  return CHECK_OpenInput(&Input, {pPath, Tell}, BaseAddr);
 }
 
 /// Finds the first run of bytes at Addr or above. paRun: receives the run's first address and its size in bytes.
@@ -83,13 +81,13 @@ EMSCRIPTEN_KEEPALIVE int WEB_Write(const char* pPath, uint32_t LineAlign, uint32
 /// Tests what the output at pPath promises, hands over its blocks, and tells which promise it breaks.
 /// Returns a CheckStatus.
 EMSCRIPTEN_KEEPALIVE int WEB_TestPromises(const char* pPath, uint32_t LineAlign, uint32_t BlockAlign) {
-  return CHECK_Conditioned(pPath, {BlockAlign, LineAlign}, SINK, {PassBlock, nullptr});
+  return CHECK_Conditioned({pPath, Tell}, {BlockAlign, LineAlign}, PassBlock);
 }
 
 /// Reads the output at pPath again, and tells whether its bytes are not those of the input. Returns a CheckStatus.
 EMSCRIPTEN_KEEPALIVE int WEB_Compare(const char* pPath) {
   CheckInput Output;
-  CheckStatus Status = CHECK_OpenInput(&Output, pPath, 0, {TellErrorsOnly, nullptr});
+  CheckStatus Status = CHECK_OpenInput(&Output, {pPath, TellErrorsOnly}, 0);
   const CheckDifference Difference =
       Status == CHECK_GOOD ? CHECK_Compare(Output.pImage.get(), Input.pImage.get()) : CheckDifference{};
   if (!CHECK_IsSame(Difference)) {

@@ -8,12 +8,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "check/arguments.h"
 #include "check/compare.h"
-#include "check/conditioned.h"
-#include "check/input.h"
-#include "check/print.h"
-#include "check/within.h"
+#include "check/terminal.h"
 #include "sys/file.h"
 
 namespace {
@@ -40,27 +36,24 @@ constexpr const char* USAGE =
 
 /// What the command line asks for. The flags have the type that getopt_long sets.
 struct Settings {
-  uint32_t BaseAddr = 0;
-  std::vector<CheckRange> Within;
-  ConditionedRules Rules = {8192, 8};
+  CheckOptions Shared;
   const char* pAgainst = nullptr;
+  CheckInput Other;  ///< What is at pAgainst.
   int TestsConditioned = 0;
   int ShowsBlocks = 0;
   int IsStrict = 0;
 };
 
 void PrintRuns(const CheckInput& Input) {
-  MemImage* pImage = Input.pImage.get();
+  const std::vector<CheckRun> Runs = CHECK_ListRuns(Input.pImage.get());
   uint64_t NumBytes = 0;
-  for (CheckRun Run = CHECK_RunFrom(pImage, 0); Run.NumBytes != 0; Run = CHECK_RunAfter(pImage, Run)) {
+  for (const CheckRun& Run : Runs) {
     NumBytes += Run.NumBytes;
   }
-  std::printf("%s: %s, %" PRIu64 " byte%s in %" PRIu32 " run%s\n", CHECK_ShowName(Input.pFile->pPath).c_str(),
-              Input.pFormat, NumBytes, NumBytes == 1 ? "" : "s", pImage->NumAreas, pImage->NumAreas == 1 ? "" : "s");
-  if (NumBytes != 0) {
-    std::printf("       first        last        size\n");
-  }
-  for (CheckRun Run = CHECK_RunFrom(pImage, 0); Run.NumBytes != 0; Run = CHECK_RunAfter(pImage, Run)) {
+  std::printf("%s: %s, %" PRIu64 " byte%s in %zu run%s\n%s", CHECK_ShowName(Input.pFile->pPath).c_str(), Input.pFormat,
+              NumBytes, NumBytes == 1 ? "" : "s", Runs.size(), Runs.size() == 1 ? "" : "s",
+              Runs.empty() ? "" : "       first        last        size\n");
+  for (const CheckRun& Run : Runs) {
     std::printf("  0x%08" PRIX64 "  0x%08" PRIX64 "  %10" PRIu64 "\n", Run.Addr, Run.Addr + (Run.NumBytes - 1),
                 Run.NumBytes);
   }
@@ -74,102 +67,75 @@ void PrintRuns(const CheckInput& Input) {
     std::printf("%s: same bytes at the same addresses as %s\n", Name.c_str(), OtherName.c_str());
     return CHECK_GOOD;
   }
-  std::printf("%s: differs from %s, first at 0x%08" PRIX64 ": ", Name.c_str(), OtherName.c_str(), Difference.FirstAddr);
-  std::printf("%" PRIu64 " differing, %" PRIu64 " missing, %" PRIu64 " surplus bytes\n", Difference.NumDiffering,
-              Difference.NumMissing, Difference.NumSurplus);
+  std::printf("%s: differs from %s, first at 0x%08" PRIX64 ": %" PRIu64 " differing, %" PRIu64 " missing, %" PRIu64
+              " surplus bytes\n",
+              Name.c_str(), OtherName.c_str(), Difference.FirstAddr, Difference.NumDiffering, Difference.NumMissing,
+              Difference.NumSurplus);
   return CHECK_BAD;
 }
 
 /// Reads a data file, and tests that it has no byte outside the ranges.
-[[nodiscard]] CheckStatus ReadInput(const Settings& Set, CheckInput* pInput, const char* pPath, const CheckSink& Sink) {
-  const CheckStatus Status = CHECK_OpenInput(pInput, pPath, Set.BaseAddr, Sink);
-  return Status == CHECK_GOOD ? CHECK_TestWithin(*pInput, Set.Within, Sink) : Status;
+[[nodiscard]] CheckStatus ReadInput(const CheckOptions& Shared, const CheckedFile& File, CheckInput* pInput) {
+  const CheckStatus Status = CHECK_OpenInput(pInput, File, Shared.BaseAddr);
+  return Status == CHECK_GOOD ? CHECK_TestWithin(*pInput, Shared.Within, File.Sink) : Status;
 }
 
-/// Explains a data file, and lists or compares what it holds. TestsPromises: its promises have been tested.
-[[nodiscard]] CheckStatus ExplainInput(const Settings& Set, const char* pPath, bool TestsPromises,
-                                       const CheckInput& Other, const CheckSink& Sink) {
-  CheckInput Input;
-  const CheckStatus Status = ReadInput(Set, &Input, pPath, Sink);
-  if (Input.pImage != nullptr && Set.pAgainst == nullptr && !TestsPromises) {
-    PrintRuns(Input);
-  }
-  const bool CanCompare = Input.pImage != nullptr && Other.pImage != nullptr;
-  return CanCompare ? std::max(Status, Compare(Input, Other)) : Status;
-}
-
-void PrintBlock(void*, const ConditionedBlock& Block) {
+void PrintBlock(const ConditionedBlock& Block) {
   std::printf("  %10" PRIu64 "  %7" PRIu32 "  %7" PRIu32 "  %3s  %4" PRIu32 "\n", Block.Offset, Block.NumRecords,
               Block.NumBytes, Block.IsCut ? "yes" : "no", Block.NumFill);
 }
 
-[[nodiscard]] CheckStatus TestConditioned(const Settings& Set, const char* pPath, const CheckSink& Sink) {
-  BlockSink Blocks{};
+[[nodiscard]] CheckStatus TestConditioned(const Settings& Set, const CheckedFile& File) {
+  const ConditionedRules& Rules = Set.Shared.Rules;
+  BlockSink Blocks;
   if (Set.ShowsBlocks != 0) {
-    Blocks.pfBlock = PrintBlock;
     std::printf("      offset  records    bytes  cut  fill\n");
+    Blocks = PrintBlock;
   }
-  const CheckStatus Status = CHECK_Conditioned(pPath, Set.Rules, Sink, Blocks);
+  const CheckStatus Status = CHECK_Conditioned(File, Rules, Blocks);
   if (Status == CHECK_GOOD) {
     std::printf("%s: keeps every promise of a conditioned file, block size %" PRIu32 ", line alignment %" PRIu32 "\n",
-                CHECK_ShowName(pPath).c_str(), Set.Rules.BlockSize, Set.Rules.LineAlign);
+                CHECK_ShowName(File.pPath).c_str(), Rules.BlockSize, Rules.LineAlign);
   }
   return Status;
 }
 
 /// Checks a file in all ways that are asked for. WasRead: it has been read before.
-[[nodiscard]] CheckStatus CheckFile(const Settings& Set, const char* pPath, bool WasRead, const CheckInput& Other,
-                                    const CheckSink& Sink) {
+[[nodiscard]] CheckStatus CheckFile(const Settings& Set, const CheckedFile& File, bool WasRead) {
   const bool TestsPromises = Set.TestsConditioned != 0 || Set.ShowsBlocks != 0;
-  const bool ReadsInput = !TestsPromises || Set.pAgainst != nullptr || !Set.Within.empty();
-  if ((WasRead || (TestsPromises && ReadsInput)) && SYS_IsPipe(pPath)) {
-    CHECK_Report({pPath, Sink}, CHECK_ERROR, READ_NOWHERE, "a pipe cannot be read twice: ask for one thing at a time");
+  const bool ReadsInput = !TestsPromises || Set.pAgainst != nullptr || !Set.Shared.Within.empty();
+  if ((WasRead || (TestsPromises && ReadsInput)) && SYS_IsPipe(File.pPath)) {
+    CHECK_Report(File, CHECK_ERROR, READ_NOWHERE, "a pipe cannot be read twice: ask for one thing at a time");
     return CHECK_UNREADABLE;
   }
-  const CheckStatus Status = TestsPromises ? TestConditioned(Set, pPath, Sink) : CHECK_GOOD;
+  CheckStatus Status = TestsPromises ? TestConditioned(Set, File) : CHECK_GOOD;
   if (!ReadsInput || Status == CHECK_UNREADABLE) {
     return Status;
   }
-  return std::max(Status, ExplainInput(Set, pPath, TestsPromises, Other, Sink));
+  CheckInput Input;
+  Status = std::max(Status, ReadInput(Set.Shared, File, &Input));
+  if (Input.pImage != nullptr && Set.Other.pImage != nullptr) {
+    Status = std::max(Status, Compare(Input, Set.Other));
+  } else if (Input.pImage != nullptr && Set.pAgainst == nullptr && !TestsPromises) {
+    PrintRuns(Input);
+  }
+  return Status;
 }
 
-[[nodiscard]] CheckStatus CheckFiles(const Settings& Set, char* const* paPath) {
-  CheckInput Other;
-  CheckStatus Status = CHECK_GOOD;
-  PrintState Printed;
-  const CheckSink Sink{CHECK_PrintFinding, &Printed};
-  if (Set.pAgainst != nullptr) {
-    Status = ReadInput(Set, &Other, Set.pAgainst, Sink);
-  }
+[[nodiscard]] CheckStatus CheckFiles(Settings* pSet, char* const* paPath) {
+  bool HasWarned = false;
+  const CheckSink Sink = [&](const CheckFinding& Finding) {
+    HasWarned |= Finding.Level == CHECK_WARNING;
+    CHECK_PrintFinding(Finding);
+  };
+  const char* pAgainst = pSet->pAgainst;
+  CheckStatus Status = pAgainst != nullptr ? ReadInput(pSet->Shared, {pAgainst, Sink}, &pSet->Other) : CHECK_GOOD;
   for (char* const* ppPath = paPath; *ppPath != nullptr; ++ppPath) {
     const auto IsSame = [&](const char* pOther) { return std::strcmp(*ppPath, pOther) == 0; };
-    const bool WasRead = std::any_of(paPath, ppPath, IsSame) || (Set.pAgainst != nullptr && IsSame(Set.pAgainst));
-    Status = std::max(Status, CheckFile(Set, *ppPath, WasRead, Other, Sink));
+    const bool WasRead = std::any_of(paPath, ppPath, IsSame) || (pAgainst != nullptr && IsSame(pAgainst));
+    Status = std::max(Status, CheckFile(*pSet, {*ppPath, Sink}, WasRead));
   }
-  return Set.IsStrict != 0 && Printed.HasWarned ? std::max(Status, CHECK_BAD) : Status;
-}
-
-/// Applies what getopt_long has found. Returns whether it is right.
-[[nodiscard]] bool ApplyOption(Settings* pSet, int Key) {
-  switch (Key) {
-    case 'a':
-      pSet->pAgainst = optarg;
-      return true;
-    case 'b':
-      return CHECK_TakeNumber(CHECK_BASE, optarg, &pSet->BaseAddr);
-    case 'w':
-      return CHECK_TakeRange(optarg, &pSet->Within);
-    case 'k':
-      pSet->TestsConditioned = 1;
-      return CHECK_TakeNumber(CHECK_BLOCK, optarg, &pSet->Rules.BlockSize);
-    case 'l':
-      pSet->TestsConditioned = 1;
-      return CHECK_TakeNumber(CHECK_LINE, optarg, &pSet->Rules.LineAlign);
-    case 0:
-      return true;  // a flag, which is set
-    default:
-      return false;  // getopt_long has said why
-  }
+  return pSet->IsStrict != 0 && HasWarned ? std::max(Status, CHECK_BAD) : Status;
 }
 
 [[nodiscard]] CheckStatus FailUsage() {
@@ -197,15 +163,17 @@ void PrintBlock(void*, const ConditionedBlock& Block) {
       std::puts(Key == 'h' ? USAGE : "blockfit-check " BLOCKFIT_VERSION);
       return CHECK_GOOD;
     }
-    if (!ApplyOption(&Set, Key)) {
+    if (Key == '?' || !CHECK_TakeValue(&Set.Shared, Key, optarg)) {
       return FailUsage();
     }
+    Set.pAgainst = Key == 'a' ? optarg : Set.pAgainst;
+    Set.TestsConditioned |= Key == 'k' || Key == 'l' ? 1 : 0;
   }
   if (optind >= NumArgs) {
     std::fputs("blockfit-check: no input file\n", stderr);
     return FailUsage();
   }
-  return CheckFiles(Set, paArg + optind);
+  return CheckFiles(&Set, paArg + optind);
 }
 
 }  // namespace

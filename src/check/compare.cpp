@@ -11,14 +11,6 @@ namespace {
 /// How many bytes are compared at once.
 constexpr uint64_t PIECE_SIZE = 4096;
 
-/// Adds addresses of one kind of difference.
-void Add(CheckDifference* pDifference, uint64_t* pNum, uint64_t Addr, uint64_t NumBytes) {
-  if (CHECK_IsSame(*pDifference)) {
-    pDifference->FirstAddr = Addr;
-  }
-  *pNum += NumBytes;
-}
-
 /// Compares bytes that both images have.
 void ComparePiece(CheckDifference* pDifference, MemImage* pImage, MemImage* pOther, const CheckRun& Piece) {
   std::array<uint8_t, PIECE_SIZE> aMine;
@@ -31,7 +23,8 @@ void ComparePiece(CheckDifference* pDifference, MemImage* pImage, MemImage* pOth
   }
   for (uint32_t i = 0; i < Piece.NumBytes; ++i) {
     if (aMine[i] != aOther[i]) {
-      Add(pDifference, &pDifference->NumDiffering, Piece.Addr + i, 1);
+      pDifference->FirstAddr = std::min(pDifference->FirstAddr, Piece.Addr + i);
+      ++pDifference->NumDiffering;
     }
   }
 }
@@ -39,24 +32,21 @@ void ComparePiece(CheckDifference* pDifference, MemImage* pImage, MemImage* pOth
 }  // namespace
 
 CheckDifference CHECK_Compare(MemImage* pImage, MemImage* pOther) {
-  CheckDifference Difference{};
+  CheckDifference Difference;
   CheckRun Mine = CHECK_RunFrom(pImage, 0);
   CheckRun Other = CHECK_RunFrom(pOther, 0);
   while (Mine.NumBytes != 0 || Other.NumBytes != 0) {
-    if (Mine.Addr < Other.Addr) {
-      const uint64_t NumBytes = std::min(Mine.NumBytes, Other.Addr - Mine.Addr);
-      Add(&Difference, &Difference.NumSurplus, Mine.Addr, NumBytes);
-      Mine = CHECK_RunAfter(pImage, {Mine.Addr, NumBytes});
-    } else if (Other.Addr < Mine.Addr) {
-      const uint64_t NumBytes = std::min(Other.NumBytes, Mine.Addr - Other.Addr);
-      Add(&Difference, &Difference.NumMissing, Other.Addr, NumBytes);
-      Other = CHECK_RunAfter(pOther, {Other.Addr, NumBytes});
-    } else {
-      const CheckRun Piece{Mine.Addr, std::min({Mine.NumBytes, Other.NumBytes, PIECE_SIZE})};
+    CheckRun Piece = Mine.Addr < Other.Addr ? Mine : Other;
+    if (Mine.Addr == Other.Addr) {
+      Piece.NumBytes = std::min({Mine.NumBytes, Other.NumBytes, PIECE_SIZE});
       ComparePiece(&Difference, pImage, pOther, Piece);
-      Mine = CHECK_RunAfter(pImage, Piece);
-      Other = CHECK_RunAfter(pOther, Piece);
+    } else {
+      Piece.NumBytes = std::min(Piece.NumBytes, std::max(Mine.Addr, Other.Addr) - Piece.Addr);
+      Difference.FirstAddr = std::min(Difference.FirstAddr, Piece.Addr);
+      (Mine.Addr < Other.Addr ? Difference.NumSurplus : Difference.NumMissing) += Piece.NumBytes;
     }
+    Mine = CHECK_RunFrom(pImage, Piece.Addr + Piece.NumBytes);
+    Other = CHECK_RunFrom(pOther, Piece.Addr + Piece.NumBytes);
   }
   return Difference;
 }

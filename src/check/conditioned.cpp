@@ -25,15 +25,15 @@ constexpr size_t FILE_BUFFER_SIZE = 65536;
 struct Check {
   CheckedFile File;
   ConditionedRules Rules;
-  BlockSink Blocks;
-  uint64_t Offset;                        ///< Of the latest line.
-  std::array<char, MAX_LINE + 1> acLine;  ///< As much of it as the longest one has.
-  ConditionedBlock Block;                 ///< The one that the latest line begins in.
-  uint64_t Addr;                          ///< Of the latest data record.
-  uint32_t NumBytes;                      ///< Of the latest data record.
-  uint64_t NextAddr;                      ///< The address after the record before it; may be 2 to the power 32.
-  uint32_t NumInPiece;                    ///< Bytes of the piece that the latest records have; 0: the next one begins.
-  bool HasEnded;                          ///< The latest line is the end record.
+  const BlockSink& Blocks;
+  uint64_t Offset = 0;                      ///< Of the latest line.
+  std::array<char, MAX_LINE + 1> acLine{};  ///< As much of it as the longest one has.
+  ConditionedBlock Block{};                 ///< The one that the latest line begins in.
+  uint64_t Addr = 0;                        ///< Of the latest data record.
+  uint32_t NumBytes = 0;                    ///< Of the latest data record.
+  uint64_t NextAddr = 0;                    ///< The address after the record before it; may be 2 to the power 32.
+  uint32_t NumInPiece = 0;  ///< Bytes of the piece that the latest records have; 0: the next one begins.
+  bool HasEnded = false;    ///< The latest line is the end record.
 };
 
 /// Reports that a promise is broken at a position in the line, unless it is kept. Returns whether it is.
@@ -43,11 +43,6 @@ bool Expect(const Check& State, bool IsKept, uint64_t Pos, std::string_view Text
     CHECK_Report(State.File, CHECK_ERROR, Offset, CHECK_Format("offset %" PRIu64 ": ", Offset) + std::string(Text));
   }
   return IsKept;
-}
-
-[[nodiscard]] CheckStatus FailRead(const Check& State) {
-  CHECK_Report(State.File, CHECK_ERROR, READ_NOWHERE, std::strerror(errno));
-  return CHECK_UNREADABLE;
 }
 
 /// Expect for the place of a record in its block, which looks wrong when the block size is not that of the file.
@@ -92,8 +87,8 @@ bool ExpectPlace(const Check& State, bool IsKept, uint64_t Pos, const char* pTex
 
 /// Hands out the latest block and begins the next one.
 void EndBlock(Check* pState) {
-  if (pState->Blocks.pfBlock != nullptr) {
-    pState->Blocks.pfBlock(pState->Blocks.pContext, pState->Block);
+  if (pState->Blocks) {
+    pState->Blocks(pState->Block);
   }
   pState->Block = {pState->Block.Offset + pState->Rules.BlockSize, 0, 0, 0, false};
 }
@@ -162,8 +157,9 @@ void EnterBlock(Check* pState, bool IsRest) {
   return TestData(pState);
 }
 
-/// Tests all lines. A NUL ends a line early, and the line is then refused.
+/// Tests all lines. A NUL ends a line early, and the line is then refused. The system says why a file is unreadable.
 [[nodiscard]] CheckStatus TestFile(Check* pState, std::FILE* pFile) {
+  std::setvbuf(pFile, nullptr, _IOFBF, FILE_BUFFER_SIZE);
   while (std::fgets(pState->acLine.data(), MAX_LINE + 1, pFile) != nullptr) {
     if (!TestLine(pState)) {
       return CHECK_BAD;
@@ -171,7 +167,7 @@ void EnterBlock(Check* pState, bool IsRest) {
     pState->Offset += std::strlen(pState->acLine.data());
   }
   if (std::ferror(pFile) != 0) {
-    return FailRead(*pState);
+    return CHECK_UNREADABLE;
   }
   EndBlock(pState);
   return Expect(*pState, pState->HasEnded, 0, "no end record") ? CHECK_GOOD : CHECK_BAD;
@@ -179,15 +175,15 @@ void EnterBlock(Check* pState, bool IsRest) {
 
 }  // namespace
 
-CheckStatus CHECK_Conditioned(const char* pPath, const ConditionedRules& Rules, const CheckSink& Sink,
-                              const BlockSink& Blocks) {
-  Check State{{pPath, Sink}, Rules, Blocks, 0, {}, {}, 0, 0, 0, 0, false};
-  std::FILE* pFile = std::fopen(pPath, "rbe");
-  if (pFile == nullptr) {
-    return FailRead(State);
+CheckStatus CHECK_Conditioned(const CheckedFile& File, const ConditionedRules& Rules, const BlockSink& Blocks) {
+  Check State{File, Rules, Blocks};
+  std::FILE* pFile = std::fopen(File.pPath, "rbe");
+  const CheckStatus Status = pFile != nullptr ? TestFile(&State, pFile) : CHECK_UNREADABLE;
+  if (Status == CHECK_UNREADABLE) {
+    CHECK_Report(File, CHECK_ERROR, READ_NOWHERE, std::strerror(errno));
   }
-  std::setvbuf(pFile, nullptr, _IOFBF, FILE_BUFFER_SIZE);
-  const CheckStatus Status = TestFile(&State, pFile);
-  std::fclose(pFile);
+  if (pFile != nullptr) {
+    std::fclose(pFile);
+  }
   return Status;
 }

@@ -1,8 +1,6 @@
 /// Tests what a conditioned file promises. Nothing here comes from the writer: each proves the other.
 #pragma once
 
-#include <cstdint>
-
 #include "check/finding.h"
 
 /// What the file was made with.
@@ -20,13 +18,10 @@ struct ConditionedBlock {
   bool IsCut;        ///< Its last record goes on in the next block.
 };
 
-/// Receives the blocks in their order.
-struct BlockSink {
-  void (*pfBlock)(void* pContext, const ConditionedBlock& Block);  ///< May be null.
-  void* pContext;
-};
+/// Receives the blocks in their order; may be empty.
+using BlockSink = std::function<void(const ConditionedBlock&)>;
 
 /// Tests a file, whatever its extension, up to the first character that breaks a promise, which is reported with its
 /// offset. Blocks are handed out up to there. O(size of the file), in constant memory.
-[[nodiscard]] CheckStatus CHECK_Conditioned(const char* pPath, const ConditionedRules& Rules, const CheckSink& Sink,
+[[nodiscard]] CheckStatus CHECK_Conditioned(const CheckedFile& File, const ConditionedRules& Rules,
                                             const BlockSink& Blocks);

@@ -44,7 +44,7 @@ std::string CHECK_Format(const char* pFormat, ...) {
 }
 
 void CHECK_Report(const CheckedFile& File, CheckLevel Level, uint64_t Offset, std::string Text) {
-  File.Sink.pfFound(File.Sink.pContext, {Level, std::move(Text), CHECK_FindPlace(File.pPath, Offset)});
+  File.Sink({Level, std::move(Text), CHECK_FindPlace(File.pPath, Offset)});
 }
 
 CheckPlace CHECK_FindPlace(const char* pPath, uint64_t Offset) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "readers/read_notes.h"
@@ -40,15 +41,12 @@ struct CheckFinding {
 };
 
 /// Receives findings, which are borrowed for the call.
-struct CheckSink {
-  void (*pfFound)(void* pContext, const CheckFinding& Finding);
-  void* pContext;
-};
+using CheckSink = std::function<void(const CheckFinding&)>;
 
-/// A file that is checked.
+/// A file that is checked, and where its findings go; both are borrowed.
 struct CheckedFile {
-  const char* pPath;  ///< Borrowed.
-  CheckSink Sink;     ///< Where its findings go.
+  const char* pPath;
+  const CheckSink& Sink;
 };
 
 /// Returns a text made as printf does, cut to 255 characters.

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <numeric>
 
 #include "util/hex_digits.h"
 
@@ -33,27 +32,53 @@ constexpr std::array<Signature, 7> SIGNATURES = {{
     {"\xFE\xFF", UTF_16},
 }};
 
+/// The digits of a record, right or wrong.
+struct RecordDigits {
+  uint32_t Num;        ///< Hexadecimal digits in a row, from the count on; 0: there is no record.
+  uint32_t NumWanted;  ///< What the count asks for.
+  bool IsLineEnd;      ///< Nothing else follows them on the line.
+};
+
+/// Counts the digits of the record that a text begins with.
+RecordDigits CountDigits(std::string_view Text) {
+  const bool IsHex = Text.starts_with(':');
+  const bool IsSRecord = Text.size() > 1 && Text[0] == 'S' && Text[1] >= '0' && Text[1] <= '9';
+  Text.remove_prefix(IsHex ? 1 : IsSRecord ? 2 : Text.size());
+  const size_t Num = std::min(Text.find_first_not_of("0123456789ABCDEFabcdef"), Text.size());
+  if (Num < 2) {
+    return {};
+  }
+  const uint32_t Count = uint32_t{UTIL_HexDigitValue(Text[0])} << 4 | UTIL_HexDigitValue(Text[1]);
+  // The count of Intel HEX does not count itself, the address, the type and the checksum; that of S-records, itself.
+  const uint32_t NumBytes = IsHex ? Count + 5 : std::max(Count, 1U) + 1;
+  return {static_cast<uint32_t>(Num), 2 * NumBytes, Num == Text.size() || Text[Num] == '\r' || Text[Num] == '\n'};
+}
+
+/// Whether a text begins with a record that has as many digits as its count asks for.
+bool BeginsWithRecord(std::string_view Text) {
+  const RecordDigits Digits = CountDigits(Text);
+  return Digits.Num != 0 && Digits.Num == Digits.NumWanted;
+}
+
 bool IsText(std::string_view Text) {
   const auto IsShown = [](char c) { return (c >= ' ' && c <= '~') || BLANKS.find(c) != std::string_view::npos; };
   Text = Text.substr(0, TEXT_SIZE);
   return Text.size() >= MIN_TEXT_SIZE && std::all_of(Text.begin(), Text.end(), IsShown);
 }
 
-/// What keeps a text from being read as records, though it may hold some.
-CheckForeign NameText(std::string_view Bytes, std::string_view Text) {
-  const size_t NumBlanks = std::min(Text.find_first_not_of(BLANKS), Text.size());
+/// Names what keeps records from being read. Text: the bytes without a byte order mark.
+const char* NameObstacle(std::string_view Bytes, std::string_view Text) {
   if (Bytes.empty()) {
-    return {"it is empty", CHECK_ERROR};
+    return "it is empty";
   }
-  if (Text[0] == 's') {
-    return {"the S of an S-record is upper-case", CHECK_ERROR};
+  if (Bytes[0] == 's') {
+    return "the S of an S-record is upper-case";
   }
-  if (CHECK_CountDigits(Text.substr(NumBlanks)).NumWanted == 0) {
-    return {};
+  if (!BeginsWithRecord(Text.substr(std::min(Text.find_first_not_of(BLANKS), Text.size())))) {
+    return nullptr;
   }
-  return {Text.size() != Bytes.size() ? "it begins with a byte order mark: save it without one"
-                                      : "it begins with a blank line or a space: remove it",
-          CHECK_ERROR};
+  return Text.size() != Bytes.size() ? "it begins with a byte order mark: save it without one"
+                                     : "it begins with a blank line or a space: remove it";
 }
 
 }  // namespace
@@ -64,40 +89,25 @@ CheckForeign CHECK_NameForeign(std::string_view Bytes, bool IsBinary) {
       return Row.Meaning;
     }
   }
-  if (CHECK_CountDigits(Bytes).IsSumRight) {
+  if (BeginsWithRecord(Bytes)) {
     return {
         Bytes[0] == ':' ? "it is an Intel HEX file: rename it to .hex" : "it is an S-record file: rename it to .srec",
         CHECK_WARNING};
   }
   const std::string_view Text = Bytes.substr(Bytes.starts_with(BYTE_ORDER_MARK) ? BYTE_ORDER_MARK.size() : 0);
-  const CheckForeign Found = IsBinary ? CheckForeign{} : NameText(Bytes, Text);
-  if (Found.pText == nullptr && IsText(Text)) {
+  const char* pObstacle = IsBinary ? nullptr : NameObstacle(Bytes, Text);
+  if (pObstacle == nullptr && IsText(Text)) {
     return {"it is text: did a download return an error page, or is it of another format?", CHECK_WARNING};
   }
-  return Found;
+  return {pObstacle};
 }
 
-CheckDigits CHECK_CountDigits(std::string_view Text) {
-  constexpr uint32_t MAX_BYTES = 300;  // more than any record has
-  const bool IsHex = Text.starts_with(':');
-  const bool IsSRecord = Text.size() > 1 && Text[0] == 'S' && Text[1] >= '0' && Text[1] <= '9';
-  if (!IsHex && !IsSRecord) {
-    return {};
-  }
-  Text.remove_prefix(IsHex ? 1 : 2);
-  const auto IsNoDigit = [](char c) { return UTIL_HexDigitValue(c) == UTIL_NO_HEX_DIGIT; };
-  const auto End = std::find_if(Text.begin(), Text.end(), IsNoDigit);
-  CheckDigits Found{static_cast<uint32_t>(End - Text.begin()), 0, false, false};
-  Found.IsLineEnd = End == Text.end() || *End == '\r' || *End == '\n';
-  std::array<uint8_t, MAX_BYTES> aByte;
-  uint8_t Sum = 0;
-  if (Found.NumDigits >= 2 && Found.NumDigits <= 2 * MAX_BYTES &&
-      UTIL_DecodeHex(reinterpret_cast<const uint8_t*>(Text.data()), Found.NumDigits / 2, aByte.data(), &Sum)) {
-    // The count of Intel HEX does not count itself, the address, the type and the checksum; that of S-records, itself.
-    const uint32_t NumBytes = IsHex ? aByte[0] + 5U : std::max<uint32_t>(aByte[0], 1) + 1;
-    Found.NumWanted = 2 * NumBytes;
-    Sum = std::accumulate(aByte.begin(), aByte.begin() + std::min(NumBytes, Found.NumDigits / 2), uint8_t{0});
-    Found.IsSumRight = Found.NumDigits >= Found.NumWanted && Sum == (IsHex ? 0x00 : 0xFF);
-  }
-  return Found;
+std::string CHECK_DescribeDamage(std::string_view Text) {
+  const RecordDigits Digits = CountDigits(Text);
+  const bool EndsEarly = Digits.Num < Digits.NumWanted && Digits.IsLineEnd;
+  const std::string What =
+      EndsEarly || Digits.Num > Digits.NumWanted
+          ? CHECK_Format("its count asks for %u digits, the line has %u", Digits.NumWanted, Digits.Num)
+          : "the line is damaged";
+  return ": " + What + ". Make or fetch the file again";
 }

@@ -1,8 +1,8 @@
 /// Reads a data file as the conditioner does, and explains what is wrong with it or suspicious about it.
 #pragma once
 
-#include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "check/finding.h"
 #include "datafile/data_file.h"
@@ -32,15 +32,15 @@ struct CheckInput {
 
 /// Reads a data file. Reports why the conditioner refuses it, and what is suspicious about it. BaseAddr: load address
 /// of a raw binary file.
-[[nodiscard]] CheckStatus CHECK_OpenInput(CheckInput* pInput, const char* pPath, uint32_t BaseAddr,
-                                          const CheckSink& Sink);
+[[nodiscard]] CheckStatus CHECK_OpenInput(CheckInput* pInput, const CheckedFile& File, uint32_t BaseAddr);
 
 /// Finds where a text file defines the byte at an address. Reads the file again. Of another file, there is only the
 /// path.
 CheckPlace CHECK_FindDefinition(const DataFile& File, uint64_t Addr);
 
-/// Returns the first run at Addr or above, cut to begin at Addr.
+/// Returns the first run at Addr or above, cut to begin at Addr. Calls with rising addresses visit each run once in
+/// all.
 CheckRun CHECK_RunFrom(MemImage* pImage, uint64_t Addr);
 
-/// Returns the run that follows Run, or the rest of the run that Run is the first part of.
-CheckRun CHECK_RunAfter(MemImage* pImage, const CheckRun& Run);
+/// Returns all runs, by address.
+std::vector<CheckRun> CHECK_ListRuns(MemImage* pImage);

@@ -1,7 +1,7 @@
 #include <new>
 
 #include "check/command.h"
-#include "check/print.h"
+#include "check/terminal.h"
 
 int main(int argc, char** argv) {
   std::set_new_handler(CHECK_StopWithoutMemory);

@@ -7,7 +7,7 @@
 namespace {
 
 /// The kinds of findings, of each of which only the first is reported.
-enum Kind { KIND_AFTER_END, KIND_BEYOND, KIND_SEGMENT, KIND_UNUSED, KIND_UPPER_ADDR, KIND_COUNT, KIND_START };
+enum Kind { KIND_AFTER_END, KIND_BEYOND, KIND_SEGMENT, KIND_UNUSED, KIND_COUNT, KIND_START };
 
 /// A header names the program. A data record whose type digit has become a 0 looks like one with another address, or
 /// with bytes that no name has, also in UTF-8.
@@ -21,14 +21,19 @@ bool IsIgnored(const RecordWatch& Watch, const NotedRecord& Record) {
   switch (Record.Kind) {
     case NOTED_HEADER:
       return Watch.NumRecords != 0 ? !IsHeaderText(Record) : Record.Addr != 0;
+    case NOTED_DATA:
+      return false;
     case NOTED_COUNT:
       return Record.NumBytes != 0;
+    case NOTED_SEGMENT:
+    case NOTED_UPPER_ADDR:
+      return Record.NumBytes > 2;
     case NOTED_START:
       return Record.NumBytes != 4;
     case NOTED_END:
       return Record.NumBytes > 0;
     default:
-      return Record.Kind == NOTED_UNKNOWN;
+      return true;
   }
 }
 
@@ -38,17 +43,9 @@ bool IsWrongCount(const RecordWatch& Watch, const NotedRecord& Record) {
          Record.Addr != Watch.NumDataInPart;
 }
 
-/// Whether a record has data at an address or above it.
-bool Reaches(const NotedRecord& Record, uint64_t Addr) {
-  return Record.Kind == NOTED_DATA && Record.Addr + static_cast<uint32_t>(Record.NumBytes) > Addr;
-}
-
-bool IsBeyond32Bits(const NotedRecord& Record) {
-  return Reaches(Record, uint64_t{UINT32_MAX} + 1);
-}
-
-bool LeavesSegment(const RecordWatch& Watch, const NotedRecord& Record) {
-  return Watch.IsSegmented && Reaches(Record, Watch.Segment + 0x10000);
+/// Returns the address after a record's data.
+uint64_t EndOf(const NotedRecord& Record) {
+  return Record.Kind == NOTED_DATA ? Record.Addr + static_cast<uint32_t>(Record.NumBytes) : 0;
 }
 
 void Judge(RecordWatch* pWatch, const CheckedFile& File, const NotedRecord& Record) {
@@ -59,16 +56,12 @@ void Judge(RecordWatch* pWatch, const CheckedFile& File, const NotedRecord& Reco
     }
   };
   ReportIf(pWatch->HasEnded, KIND_AFTER_END, CHECK_WARNING,
-           pWatch->IsHex
-               ? "a record after the end record: were two files joined? The second must set its own upper address"
-               : "a record after the end record: were two files joined?");
-  ReportIf(IsBeyond32Bits(Record), KIND_BEYOND, CHECK_WARNING, CHECK_BEYOND_32_BITS);
-  ReportIf(LeavesSegment(*pWatch, Record), KIND_SEGMENT, CHECK_WARNING,
+           "a record after the end record: were two files joined? In Intel HEX, the second must set its upper address");
+  ReportIf(EndOf(Record) > CHECK_END_OF_32_BITS, KIND_BEYOND, CHECK_WARNING, CHECK_BEYOND_32_BITS);
+  ReportIf(EndOf(Record) > pWatch->SegmentEnd, KIND_SEGMENT, CHECK_WARNING,
            "data beyond the end of its 64 KiB segment: other tools may put it at the segment's start");
   ReportIf(IsIgnored(*pWatch, Record), KIND_UNUSED, CHECK_WARNING,
-           "no data is taken from this record: is its type or length damaged?");
-  ReportIf((Record.Kind == NOTED_UPPER_ADDR || Record.Kind == NOTED_SEGMENT) && Record.NumBytes > 2, KIND_UPPER_ADDR,
-           CHECK_WARNING, "an upper address record has 2 bytes, this one more: what follows may be at wrong addresses");
+           "this record has bytes that are not used: is its type or length damaged?");
   if (IsWrongCount(*pWatch, Record)) {
     ReportIf(true, KIND_COUNT, CHECK_WARNING,
              CHECK_Format("the count record says %" PRIu64 " data records, %" PRIu64 " were read: are some missing?",
@@ -85,7 +78,7 @@ void Judge(RecordWatch* pWatch, const CheckedFile& File, const NotedRecord& Reco
 void CHECK_WatchRecord(RecordWatch* pWatch, const CheckedFile& File, const NotedRecord& Record) {
   const bool IsData = Record.Kind == NOTED_DATA;
   // Most records are data that nothing is wrong with.
-  if (!IsData || pWatch->HasEnded || IsBeyond32Bits(Record) || LeavesSegment(*pWatch, Record)) {
+  if (!IsData || pWatch->HasEnded || EndOf(Record) > std::min(pWatch->SegmentEnd, CHECK_END_OF_32_BITS)) {
     Judge(pWatch, File, Record);
   }
   if (IsData) {
@@ -99,8 +92,9 @@ void CHECK_WatchRecord(RecordWatch* pWatch, const CheckedFile& File, const Noted
     pWatch->NumDataInPart = 0;
   }
   if (Record.Kind == NOTED_UPPER_ADDR || Record.Kind == NOTED_SEGMENT) {
-    pWatch->IsSegmented = Record.Kind == NOTED_SEGMENT && Record.NumBytes >= 2;
-    pWatch->Segment = pWatch->IsSegmented ? uint32_t{Record.pData[0]} << 12 | uint32_t{Record.pData[1]} << 4 : 0;
+    const bool IsSegment = Record.Kind == NOTED_SEGMENT && Record.NumBytes >= 2;
+    pWatch->SegmentEnd = IsSegment ? uint32_t{Record.pData[0]} << 12 | uint32_t{Record.pData[1]} << 4 : UINT64_MAX;
+    pWatch->SegmentEnd += IsSegment ? 0x10000 : 0;
   }
   pWatch->HasEnded = pWatch->HasEnded || (Record.Kind == NOTED_END && Record.NumBytes <= 0);
   ++pWatch->NumRecords;

@@ -5,21 +5,21 @@
 
 #include "check/finding.h"
 
+/// The address after the last one of an S-record.
+constexpr uint64_t CHECK_END_OF_32_BITS = uint64_t{1} << 32;
+
 /// The warning of data whose addresses do not fit into an S-record.
 constexpr const char* CHECK_BEYOND_32_BITS = "data beyond 0xFFFFFFFF: in the output, its addresses start again at 0";
 
 /// What has been seen of a file so far.
 struct RecordWatch {
-  bool IsHex = false;  ///< Intel HEX, not S-records.
-
   uint64_t NumRecords = 0;
-  uint64_t NumData = 0;        ///< Data records, also empty ones.
-  uint64_t NumDataInPart = 0;  ///< Those since the last header or count.
-  uint64_t Segment = 0;        ///< Address of the 64 KiB segment that type 02 has set, while IsSegmented.
-  bool IsSegmented = false;
-  bool HasEnded = false;   ///< There was an end record.
-  bool IsCounted = false;  ///< The last count was right, and no data has followed.
-  uint32_t Reported = 0;   ///< A bit for each kind of finding that has been reported.
+  uint64_t NumData = 0;              ///< Data records, also empty ones.
+  uint64_t NumDataInPart = 0;        ///< Those since the last header or count.
+  uint64_t SegmentEnd = UINT64_MAX;  ///< Of the 64 KiB that a record of type 02 has chosen.
+  bool HasEnded = false;             ///< There was an end record.
+  bool IsCounted = false;            ///< The last count was right, and no data has followed.
+  uint32_t Reported = 0;             ///< A bit for each kind of finding that has been reported.
 };
 
 /// Judges the next record.

@@ -1,4 +1,4 @@
-#include "check/print.h"
+#include "check/terminal.h"
 
 #include <array>
 #include <cinttypes>
@@ -18,12 +18,36 @@ void PrintAt(const CheckPlace& Place, const char* pLevel, const char* pText) {
   }
 }
 
+/// Says what an option takes in place of the text. Returns false.
+bool Fail(const char* pText, const char* pWanted) {
+  std::fprintf(stderr, "%s, decimal or with 0x, and not '%s'\n", pWanted, CHECK_ShowName(pText).c_str());
+  return false;
+}
+
 }  // namespace
 
-void CHECK_PrintFinding(void* pContext, const CheckFinding& Finding) {
+bool CHECK_TakeValue(CheckOptions* pOptions, int Key, const char* pText) {
+  ConditionedRules& Rules = pOptions->Rules;
+  switch (Key) {
+    case 'b':
+      return CHECK_ParseNumber(pText, &pOptions->BaseAddr) || Fail(pText, "--base takes an address of 32 bits");
+    case 'w':
+      return CHECK_ParseRange(pText, &pOptions->Within.emplace_back()) ||
+             Fail(pText, "--within takes FIRST-LAST, two addresses of 32 bits");
+    case 'k':
+      return (CHECK_ParseNumber(pText, &Rules.BlockSize) && Rules.BlockSize >= 34 && Rules.BlockSize % 2 == 0) ||
+             Fail(pText, "--block takes an even number, 34 or more");
+    case 'l':
+      return (CHECK_ParseNumber(pText, &Rules.LineAlign) && Rules.LineAlign % 2 == 0) ||
+             Fail(pText, "--line takes an even number");
+    default:
+      return true;
+  }
+}
+
+void CHECK_PrintFinding(const CheckFinding& Finding) {
   constexpr std::array<const char*, 3> LEVELS = {"note", "warning", "error"};
-  static_cast<PrintState*>(pContext)->HasWarned |= Finding.Level == CHECK_WARNING;
-  std::fflush(stdout);  // in a log of both, what was found first comes first
+  std::fflush(stdout);
   PrintAt(Finding.Place, LEVELS[Finding.Level], Finding.Text.c_str());
   if (Finding.FirstPlace.pPath != nullptr) {
     PrintAt(Finding.FirstPlace, "note", "first defined here");
@@ -35,9 +59,7 @@ std::string CHECK_ShowName(std::string Name) {
   for (char& c : Name) {
     const uint8_t Byte = static_cast<uint8_t>(c);
     const bool IsControlInUtf8 = Before == 0xC2 && Byte >= 0x80 && Byte < 0xA0;
-    if (Byte < ' ' || Byte == 0x7F || IsControlInUtf8) {
-      c = '?';
-    }
+    c = Byte < ' ' || Byte == 0x7F || IsControlInUtf8 ? '?' : c;
     Before = Byte;
   }
   return Name;
