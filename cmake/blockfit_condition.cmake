@@ -1,8 +1,8 @@
 # Makes conditioned files as part of the build.
 #
-#     blockfit_condition(<program> [BLOCK <characters>] [LINE <bytes>] [ALLOW_WARNINGS])
+#     blockfit_condition(<program> [BLOCK <characters>] [LINE <bytes>] [WITHIN <first>-<last>...] [ALLOW_WARNINGS])
 #     blockfit_condition(INPUT <file> [BASE <address>] [OUTPUT <name>] [BLOCK <characters>] [LINE <bytes>]
-#                        [ALLOW_WARNINGS])
+#                        [WITHIN <first>-<last>...] [ALLOW_WARNINGS])
 #
 # The first form makes <program>.srec beside an executable target whenever the target is linked; call it in the folder
 # that adds the target. The addresses come from the ELF file, through CMAKE_OBJCOPY. Anything that needs <program>.srec
@@ -13,6 +13,8 @@
 # BASE is the load address of a .bin file: required for .bin files, not allowed for others.
 #
 # Numbers are decimal, or hexadecimal with 0x. BLOCK and LINE default to Blockfit's own defaults.
+#
+# WITHIN lists the memory of the part: the build fails if a byte has an address outside all of these ranges.
 #
 # The build fails if blockfit-check refuses the file or warns about it, because data may be missing or wrong.
 # ALLOW_WARNINGS accepts a file in spite of its warnings, and shows them.
@@ -108,8 +110,8 @@ function(_blockfit_condition_file Input Output Base Run)
 endfunction()
 
 function(blockfit_condition)
-  cmake_parse_arguments(PARSE_ARGV 0 Arg "ALLOW_WARNINGS" "INPUT;BASE;OUTPUT;BLOCK;LINE" "")
-  foreach(Keyword INPUT BASE OUTPUT BLOCK LINE)
+  cmake_parse_arguments(PARSE_ARGV 0 Arg "ALLOW_WARNINGS" "INPUT;BASE;OUTPUT;BLOCK;LINE" "WITHIN")
+  foreach(Keyword INPUT BASE OUTPUT BLOCK LINE WITHIN)
     if(Keyword IN_LIST ARGV AND "${Arg_${Keyword}}" STREQUAL "")  # perhaps an empty variable
       message(FATAL_ERROR "blockfit_condition: no value for ${Keyword}")
     endif()
@@ -126,8 +128,9 @@ function(blockfit_condition)
   _blockfit_hexadecimal(Base BASE "${Arg_BASE}" 0 1)
   _blockfit_hexadecimal(Block BLOCK "${Arg_BLOCK}" 34 2)
   _blockfit_hexadecimal(Line LINE "${Arg_LINE}" 0 2)
+  string(REPLACE ";" "," Within "${Arg_WITHIN}")
   set(Run "${CMAKE_COMMAND}" "-DBlockfit=$<TARGET_FILE:Blockfit::Blockfit>" "-DCheck=$<TARGET_FILE:Blockfit::check>"
-          "-DBlock=${Block}" "-DLine=${Line}" "-DAllowWarnings=${Arg_ALLOW_WARNINGS}")
+          "-DBlock=${Block}" "-DLine=${Line}" "-DWithin=${Within}" "-DAllowWarnings=${Arg_ALLOW_WARNINGS}")
 
   if(DEFINED Arg_INPUT)
     _blockfit_check_input("${Arg_INPUT}" "${Arg_OUTPUT}" "${Base}")

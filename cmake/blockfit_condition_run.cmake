@@ -1,7 +1,7 @@
 # Run by the build for blockfit_condition: makes the conditioned file Output from the file Input with the program
 # Blockfit. First, the program Check must find no error in Input, and no warning either unless AllowWarnings is on. With
-# Objcopy, Input is an ELF file. Base, Block and Line are hexadecimal digits or empty. A success prints only warnings; a
-# failure prints what the programs say, and leaves no Output.
+# Objcopy, Input is an ELF file. Base, Block and Line are hexadecimal digits or empty; Within is empty or ranges with
+# commas between them. A success prints only warnings; a failure prints what the programs say, and leaves no Output.
 #
 # Blockfit works with fixed names in a scratch folder. So no name needs an option, means a path in the home folder, or
 # is also the name of the input; and a file gets its final name only when it is complete.
@@ -21,7 +21,8 @@ function(check Checked)
   if(AllowWarnings)
     set(Strict)
   endif()
-  execute_process(COMMAND "${Check}" ${Strict} "--base=0x0${Base}" -- "${Checked}"
+  string(REGEX REPLACE "([^,]+),?" "--within=\\1;" Ranges "${Within}")
+  execute_process(COMMAND "${Check}" ${Strict} "--base=0x0${Base}" ${Ranges} -- "${Checked}"
                   RESULT_VARIABLE Status OUTPUT_QUIET ERROR_VARIABLE Findings)
   if(NOT Status STREQUAL 0)
     fail("${Findings}")

@@ -6,11 +6,11 @@ _blockfit_check() {
   COMPREPLY=()
 
   case $Before in
-    --base | --block | --line) return ;; # a number
+    --base | --block | --line | --within) return ;; # a number, or two
   esac
   if [[ $Word == -* ]]; then
-    mapfile -t COMPREPLY < <(compgen -W "--against --base --block --blocks --conditioned --help --line --runs --strict
-      --version" -- "$Word")
+    mapfile -t COMPREPLY < <(compgen -W "--against --base --block --blocks --conditioned --help --line --strict
+      --version --within" -- "$Word")
     return
   fi
   compopt -o filenames

@@ -7,7 +7,6 @@
 #include <fstream>
 
 #include "app/run.h"
-#include "check/compare.h"
 #include "check/conditioned.h"
 #include "check/input.h"
 #include "support/reference_decoder.h"
@@ -72,7 +71,7 @@ void TestCheck(const std::string& Path, const std::string& File, uint32_t BaseAd
     Require(Finding.Text.find('\n') == std::string::npos);
   };
   CheckInput Input;
-  const CheckStatus Status = CHECK_OpenInput(&Input, {Path.c_str(), Test}, BaseAddr);
+  const CheckStatus Status = CHECK_OpenInput(&Input, {Path.c_str(), Test}, {BaseAddr, {}});
   Require(Status == (Expected ? CHECK_GOOD : CHECK_BAD) && NumErrors == (Expected ? 0U : 1U));
   Require(!Expected || (BytesOf(Input.pImage.get()) == Expected &&
                         CHECK_IsSame(CHECK_Compare(Input.pImage.get(), Input.pImage.get()))));

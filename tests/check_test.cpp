@@ -43,7 +43,7 @@ std::string Findings(const std::string& Name, const std::string& Text) {
              (Finding.FirstPlace.Line != 0 ? " <" + Show(Finding.FirstPlace) : "") + "\n";
   };
   CheckInput Input;
-  EXPECT_NE(CHECK_UNREADABLE, CHECK_OpenInput(&Input, {Name.c_str(), Keep}, 0));
+  EXPECT_NE(CHECK_UNREADABLE, CHECK_OpenInput(&Input, {Name.c_str(), Keep}, {}));
   return Found;
 }
 
@@ -51,8 +51,7 @@ TEST(Check, ExplainsWhyAFileIsRefused) {
   const std::string Again = " Make or fetch the file again\n";
   const std::string Damaged = ": the line is damaged." + Again;
   const std::string Digit = " e hexadecimal digit expected";
-  const std::string Short = Digit + ": its count asks for 16 digits, the line has 14." + Again;
-  const std::string Long = ": its count asks for 16 digits, the line has 18." + Again;
+  const std::string Short = " e the line ends too early" + Damaged;
   const std::string Mark = " e a record begins with a colon" + Damaged;
   const std::string Checksum = " e wrong checksum, 0x";
   const std::string Twice = " is defined twice: is a line doubled, or do two sections or joined files overlap? <";
@@ -67,14 +66,14 @@ TEST(Check, ExplainsWhyAFileIsRefused) {
       {"f.hex", REC + Pairs(16376) + "x", "16377:0" + Mark},
       {"f.hex", ":03003000616263A8\n", "1:15" + Checksum + "A7 expected" + Damaged},
       {"f.mot", "S1060030616263A4\n", "1:14" + Checksum + "A3 expected" + Damaged},
-      {"f.hex", ":0300300061626361A7\n", "1:15" + Checksum + "A7 expected" + Long},
-      {"f.hex", ":000000\n", "1:7 e hexadecimal digit expected: its count asks for 10 digits, the line has 6." + Again},
+      {"f.hex", ":0300300061626361A7\n", "1:15" + Checksum + "A7 expected" + Damaged},
+      {"f.hex", ":000000\n", "1:7" + Short},
       {"f.hex", REC + " \n", "1:17 e line end expected after the checksum" + Damaged},
-      {"f.hex", REC + "00\n", "1:17 e line end expected after the checksum" + Long},
+      {"f.hex", REC + "00\n", "1:17 e line end expected after the checksum" + Damaged},
       {"f.hex", ":0100000408F3\n", "1:0 e the record is too short for its type" + Damaged},
       {"f.mot", MOT + "\r\rS106004061X263A3", "4:10" + Digit + Damaged},
-      {"f.mot", MOT + "S 10600406162\n", "2:13" + Digit + Damaged},
-      {"f.mot", "S00\n", "1:3" + Digit + Damaged},
+      {"f.mot", MOT + "S 10600406162\n", "2:13" + Short},
+      {"f.mot", "S00\n", "1:3" + Short},
       {"f.mot", "S1060030616263A300\n", "1:16 e a record begins with S and a digit" + Damaged},
       {"f.hex", REC + "\n:020031006278F3", "2:9 e 0x00000031" + Twice + "1:11\n"},
       {"f.hex", REC + "\n:03002F007A7A7A60", "2:11 e 0x00000030" + Twice + "1:9\n"},
@@ -190,7 +189,7 @@ TEST(Check, WarnsOfDataThatMayBeMissing) {
       {"f.hex", REC + "\n:00000006FA\n:03000004080000F1\n" + END, "2" + Unused},
       {"f.hex", ":03000004080000F1\n" + END, "1" + Unused + "0:0 w the file has no data\n"},
       {"f.hex", ":02000004FFFFFC\n:02FFFE000102FE\n" + END, ""},
-      {"f.hex", ":02000004FFFFFC\n:03FFFE00010203FA\n" + END, "2" + Beyond},
+      {"f.hex", ":02000004FFFFFC\n:03FFFE00010203FA\n" + END, "2:13" + Beyond.substr(2)},
       {"f.mot", MOT + "S901FE", ""},
       {"f.mot", MOT + "S70508000000F2", "2" + Start + "08000000" + Written},
       {"f.mot", MOT + "S9040001FFFB\n" + MOT_END, "2" + Unused},
@@ -212,7 +211,7 @@ TEST(Check, WarnsOfDataThatMayBeMissing) {
       {"f.mot", MOT + "S5030001FB\nS1040040615A\nS5030001FB\nS1040050614A\nS5030003F9\n", ""},
       {"f.mot", MOT + "S5030001FB\nS1040040615A\nS5030005F7\n" + MOT_END, "4" + Count("5", "1")},
       {"f.mot", MOT + "S0030000FC\nS1040040615A\nS5030001FB\n", ""},
-      {"f.mot", "S308FFFFFFFE616263D6\n" + MOT_END, "1" + Beyond},
+      {"f.mot", "S308FFFFFFFE616263D6\n" + MOT_END, "1:16" + Beyond.substr(2)},
       {"f.mot", "S5030001FB\nS10200FD", "1" + Count("1", "0") + "2:0 e the record is too short for its type" + DAMAGED},
   };
   for (const auto& [Name, Text, Expected] : aCase) {
@@ -243,7 +242,7 @@ TEST(Check, TakesOptionsAndFiles) {
   std::filesystem::create_symlink("/dev/stdin", "p.hex");
   const std::string Runs = TABLE + "  0x00000030  0x00000032           3\n";
   const std::string Abc = "a.bin: raw binary, 3 bytes in 1 run\n" + TABLE;
-  const std::string Bad = "bad.hex:1: " + DIGIT + "  :\n   ^\n";
+  const std::string Bad = "bad.hex:1: error: the line ends too early" + DAMAGED + "  :\n   ^\n";
   const std::string Beyond = "warning: data beyond 0xFFFFFFFF: in the output, its addresses start again at 0\n";
   const std::string Try = "Try 'blockfit-check --help' for more information.\n";
   const std::string Known = ": error: unknown file extension: Blockfit reads .mot .srec .s19 .s37 .s .hex .bin\n";
@@ -407,7 +406,6 @@ TEST(Conditioned, EveryPromiseIsTested) {
       {"S4030000FC\r\n" + End, {120, 8}, "offset 1: type 1, 2 or 3, or S9030000FC with CR LF, expected"},
       {"x\r\n" + End, {120, 8}, "offset 0: record or CR LF expected"},
       {"\r\n" + End, {72, 8}, "offset 0: a record expected: the file begins with fill"},
-      {"\n" + End, {120, 8}, "offset 0: " + Lf},
       {Line(0, 1) + "\r\r\n" + End, {120, 8}, "offset 15: LF expected"},
       {Line(0, 1).substr(0, 12) + "\n" + End, {120, 8}, "offset 12: " + Lf},
       {Line(0, 1).substr(0, 6) + std::string(1, '\0') + "\r\n" + End, {120, 8}, "offset 6: " + Digit},

@@ -40,8 +40,8 @@ try() {
   cp -r examples/cmake "$Project"
   cp examples/sample.bin "$Scratch/project"
   sed -i "s|^find_package.*|include($Scratch/$1.cmake)|" "$Project/CMakeLists.txt"
-  echo 'blockfit_condition(INPUT ../sample.bin BASE 0x8000 BLOCK 100 LINE 0x4 OUTPUT all.srec)' \
-    >>"$Project/CMakeLists.txt"
+  echo 'blockfit_condition(INPUT ../sample.bin BASE 0x8000 BLOCK 100 LINE 0x4 OUTPUT all.srec
+                           WITHIN 0-0x8001 32770-0xFFFF)' >>"$Project/CMakeLists.txt"
 
   quietly cmake -S "$Project" -B "$Build" -G "$2" "${@:3}"
   expect_made 3
@@ -72,6 +72,7 @@ done <<'TABLE'
 app|app is not a target
 app BASE 0x1000|BASE and OUTPUT go with INPUT
 INPUT a.hex BLOCK|no value for BLOCK
+INPUT a.hex WITHIN|no value for WITHIN
 INPUT a.hex SIZE 3|unknown argument SIZE;3
 INPUT a.elf|INPUT a.elf is not a
 INPUT a.bin|INPUT a.bin needs BASE
@@ -109,6 +110,10 @@ for Generator in Ninja "Unix Makefiles"; do
   sed -i 's/INPUT cut.hex/& ALLOW_WARNINGS/' "$Project/CMakeLists.txt"
   quietly cmake --build "$Build"
   "$Check" --against "$Project/cut.hex" "$Build/cut.srec" >/dev/null 2>&1 || fail "cut.srec is not right"
+
+  echo 'blockfit_condition(INPUT cut.hex WITHIN 0-0x8080 0x9000-0x9001 OUTPUT far ALLOW_WARNINGS)' >>"$Project/CMakeLists.txt"
+  expect_no_file far.srec "cut.hex:9: error: 0x00008081-0x0000808F lies outside 0x00000000-0x00008080, 0x00009000-0x00009001"
+  sed -i '/far/d' "$Project/CMakeLists.txt"
 
   cp examples/refused/digit.hex "$Project/bad.hex"
   echo 'blockfit_condition(INPUT bad.hex)' >>"$Project/CMakeLists.txt"

@@ -5,7 +5,6 @@
 #include <array>
 #include <cstdint>
 
-#include "check/compare.h"
 #include "check/conditioned.h"
 #include "check/input.h"
 #include "srec/conditioned_writer.h"
@@ -61,7 +60,7 @@ extern "C" {
 /// Reads the file at pPath, whose extension determines the format, and tells what is wrong or surprising about it.
 /// BaseAddr: load address of a raw binary file. Returns a CheckStatus.
 EMSCRIPTEN_KEEPALIVE int WEB_Read(const char* pPath, uint32_t BaseAddr) {
-  return CHECK_OpenInput(&Input, {pPath, Tell}, BaseAddr);
+  return CHECK_OpenInput(&Input, {pPath, Tell}, {BaseAddr, {}});
 }
 
 /// Finds the first run of bytes at Addr or above. paRun: receives the run's first address and its size in bytes.
@@ -87,7 +86,7 @@ EMSCRIPTEN_KEEPALIVE int WEB_TestPromises(const char* pPath, uint32_t LineAlign,
 /// Reads the output at pPath again, and tells whether its bytes are not those of the input. Returns a CheckStatus.
 EMSCRIPTEN_KEEPALIVE int WEB_Compare(const char* pPath) {
   CheckInput Output;
-  CheckStatus Status = CHECK_OpenInput(&Output, {pPath, TellErrorsOnly}, 0);
+  CheckStatus Status = CHECK_OpenInput(&Output, {pPath, TellErrorsOnly}, {});
   const CheckDifference Difference =
       Status == CHECK_GOOD ? CHECK_Compare(Output.pImage.get(), Input.pImage.get()) : CheckDifference{};
   if (!CHECK_IsSame(Difference)) {

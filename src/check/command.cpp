@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "check/compare.h"
 #include "check/terminal.h"
 #include "sys/file.h"
 
@@ -29,10 +28,7 @@ constexpr const char* USAGE =
     "  -h, --help               print this and exit\n"
     "      --version            print the version and exit\n\n"
     "Numbers are decimal, or hexadecimal with 0x. Blockfit itself takes all numbers as hexadecimal: what is\n"
-    "-BlockAlign 1000 there is --block 0x1000 here.\n\n"
-    "Exit status: 0 all is well; 1 a file is refused, breaks a promise, differs or has data outside; 2 wrong usage, "
-    "or\n"
-    "a file that cannot be read.";
+    "-BlockAlign 1000 there is --block 0x1000 here.";
 
 /// What the command line asks for. The flags have the type that getopt_long sets.
 struct Settings {
@@ -50,8 +46,8 @@ void PrintRuns(const CheckInput& Input) {
   for (const CheckRun& Run : Runs) {
     NumBytes += Run.NumBytes;
   }
-  std::printf("%s: %s, %" PRIu64 " byte%s in %zu run%s\n%s", CHECK_ShowName(Input.pFile->pPath).c_str(), Input.pFormat,
-              NumBytes, NumBytes == 1 ? "" : "s", Runs.size(), Runs.size() == 1 ? "" : "s",
+  std::printf("%s: %s, %" PRIu64 " byte%s in %" PRIu32 " run%s\n%s", CHECK_ShowName(Input.pFile->pPath).c_str(),
+              Input.pFormat, NumBytes, NumBytes == 1 ? "" : "s", Input.pImage->NumAreas, Runs.size() == 1 ? "" : "s",
               Runs.empty() ? "" : "       first        last        size\n");
   for (const CheckRun& Run : Runs) {
     std::printf("  0x%08" PRIX64 "  0x%08" PRIX64 "  %10" PRIu64 "\n", Run.Addr, Run.Addr + (Run.NumBytes - 1),
@@ -72,12 +68,6 @@ void PrintRuns(const CheckInput& Input) {
               Name.c_str(), OtherName.c_str(), Difference.FirstAddr, Difference.NumDiffering, Difference.NumMissing,
               Difference.NumSurplus);
   return CHECK_BAD;
-}
-
-/// Reads a data file, and tests that it has no byte outside the ranges.
-[[nodiscard]] CheckStatus ReadInput(const CheckOptions& Shared, const CheckedFile& File, CheckInput* pInput) {
-  const CheckStatus Status = CHECK_OpenInput(pInput, File, Shared.BaseAddr);
-  return Status == CHECK_GOOD ? CHECK_TestWithin(*pInput, Shared.Within, File.Sink) : Status;
 }
 
 void PrintBlock(const ConditionedBlock& Block) {
@@ -103,7 +93,7 @@ void PrintBlock(const ConditionedBlock& Block) {
 /// Checks a file in all ways that are asked for. WasRead: it has been read before.
 [[nodiscard]] CheckStatus CheckFile(const Settings& Set, const CheckedFile& File, bool WasRead) {
   const bool TestsPromises = Set.TestsConditioned != 0 || Set.ShowsBlocks != 0;
-  const bool ReadsInput = !TestsPromises || Set.pAgainst != nullptr || !Set.Shared.Within.empty();
+  const bool ReadsInput = !TestsPromises || Set.pAgainst != nullptr || !Set.Shared.Memory.Within.empty();
   if ((WasRead || (TestsPromises && ReadsInput)) && SYS_IsPipe(File.pPath)) {
     CHECK_Report(File, CHECK_ERROR, READ_NOWHERE, "a pipe cannot be read twice: ask for one thing at a time");
     return CHECK_UNREADABLE;
@@ -113,7 +103,7 @@ void PrintBlock(const ConditionedBlock& Block) {
     return Status;
   }
   CheckInput Input;
-  Status = std::max(Status, ReadInput(Set.Shared, File, &Input));
+  Status = std::max(Status, CHECK_OpenInput(&Input, File, Set.Shared.Memory));
   if (Input.pImage != nullptr && Set.Other.pImage != nullptr) {
     Status = std::max(Status, Compare(Input, Set.Other));
   } else if (Input.pImage != nullptr && Set.pAgainst == nullptr && !TestsPromises) {
@@ -129,7 +119,8 @@ void PrintBlock(const ConditionedBlock& Block) {
     CHECK_PrintFinding(Finding);
   };
   const char* pAgainst = pSet->pAgainst;
-  CheckStatus Status = pAgainst != nullptr ? ReadInput(pSet->Shared, {pAgainst, Sink}, &pSet->Other) : CHECK_GOOD;
+  CheckStatus Status =
+      pAgainst != nullptr ? CHECK_OpenInput(&pSet->Other, {pAgainst, Sink}, pSet->Shared.Memory) : CHECK_GOOD;
   for (char* const* ppPath = paPath; *ppPath != nullptr; ++ppPath) {
     const auto IsSame = [&](const char* pOther) { return std::strcmp(*ppPath, pOther) == 0; };
     const bool WasRead = std::any_of(paPath, ppPath, IsSame) || (pAgainst != nullptr && IsSame(pAgainst));

@@ -57,11 +57,10 @@ bool ExpectPlace(const Check& State, bool IsKept, uint64_t Pos, const char* pTex
 [[nodiscard]] bool TestText(const Check& State) {
   const char* pLine = State.acLine.data();
   const size_t Len = 1 + std::strspn(pLine + 1, UTIL_HEX_DIGITS);
-  constexpr const char* LF_ALONE = "the line ends in LF, not CR LF: did an editor or git change the line ends?";
-  return Expect(State, pLine[0] != '\n', 0, LF_ALONE) &&
-         Expect(State, pLine[0] == 'S', 0, "record or CR LF expected") &&
+  return Expect(State, pLine[0] == 'S', 0, "record or CR LF expected") &&
          Expect(State, pLine[1] >= '1' && pLine[1] <= '3', 1, "type 1, 2 or 3, or S9030000FC with CR LF, expected") &&
-         Expect(State, pLine[Len] != '\n', Len, LF_ALONE) &&
+         Expect(State, pLine[Len] != '\n', Len,
+                "the line ends in LF, not CR LF: did an editor or git change the line ends?") &&
          Expect(State, std::strcmp(pLine + Len, "\r\n") == 0, Len, "upper-case hexadecimal digit or CR LF expected");
 }
 

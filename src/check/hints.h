@@ -1,18 +1,16 @@
-/// Tells by the bytes of a file what is wrong with it.
+/// Tells by the first bytes of a file what it is.
 #pragma once
 
 #include <string_view>
 
 #include "check/finding.h"
 
-/// What a file is, by its first bytes.
+/// What a file is that is not what its extension says.
 struct CheckForeign {
-  const char* pText = nullptr;          ///< What it is, and what helps; null: nothing that is certain.
-  CheckLevel BinaryLevel = CHECK_NOTE;  ///< How that is reported of raw binary; CHECK_ERROR: not at all.
+  bool Applies;
+  const char* pText;  ///< What it is, and what helps; null: nothing that is certain.
+  CheckLevel Level;   ///< How that is reported of raw binary; CHECK_ERROR: not at all, because it can begin so.
 };
 
-/// Names a file that is not what its extension says: raw binary, or else one of the text formats.
+/// Looks at the first bytes of a file that should be raw binary, or else of one that does not begin as it should.
 CheckForeign CHECK_NameForeign(std::string_view Bytes, bool IsBinary);
-
-/// Says how the line of a wrong record is damaged, as the end of a sentence, by the text that begins with the record.
-std::string CHECK_DescribeDamage(std::string_view Text);

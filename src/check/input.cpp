@@ -49,60 +49,46 @@ void NoteRecord(void* pContext, const NotedRecord& Record) {
   CHECK_WatchRecord(&pRead->Watch, pRead->File, Record);
 }
 
-/// Looks for the record that defines an address.
-struct DefinitionSearch {
-  uint64_t Addr;
-  uint64_t Offset = READ_NOWHERE;  ///< Of the byte's digits, once it is found.
-};
-
-void NoteDefinition(void* pContext, const NotedRecord& Record) {
-  DefinitionSearch* pSearch = static_cast<DefinitionSearch*>(pContext);
-  const uint64_t Index = pSearch->Addr - Record.Addr;
-  if (pSearch->Offset == READ_NOWHERE && Record.Kind == NOTED_DATA && Index < static_cast<uint32_t>(Record.NumBytes)) {
-    pSearch->Offset = Record.DataOffset + 2 * Index;
-  }
-}
-
 /// Words the error of a read.
-std::string DescribeError(const char* pPath, const Format& How, const ReadNotes& Notes) {
-  const std::string Damage = CHECK_DescribeDamage(CHECK_ReadAgain(pPath, Notes.LastRecord));
+std::string DescribeError(const CheckPlace& Place, const Format& How, const ReadNotes& Notes) {
+  const std::string Damaged = ": the line is damaged. Make or fetch the file again";
   switch (Notes.Error) {
     case READ_ERROR_SYSTEM:
       return std::strerror(Notes.SystemError);
     case READ_ERROR_MEMORY:
       return "out of memory, or more than 2147483647 bytes in one run";
     case READ_ERROR_NOT_FORMAT: {
-      const char* pForeign =
-          CHECK_CanReadAgain(pPath) ? CHECK_NameForeign(CHECK_ReadAgain(pPath, 0), false).pText : nullptr;
-      return CHECK_Format("not %s: %s", How.pName, pForeign != nullptr ? pForeign : How.pMarkText);
+      const char* pText = Place.Line != 0 ? CHECK_NameForeign(CHECK_ReadAgain(Place.pPath, 0), false).pText : nullptr;
+      return CHECK_Format("not %s: %s", How.pName, pText != nullptr ? pText : How.pMarkText);
     }
     case READ_ERROR_MARK:
-      return How.pMarkText + Damage;
+      return How.pMarkText + Damaged;
     case READ_ERROR_DIGIT:
-      return "hexadecimal digit expected" + Damage;
+      return (Place.Line != 0 && Place.MarkColumn == Place.Excerpt.size() ? "the line ends too early"
+                                                                          : "hexadecimal digit expected") +
+             Damaged;
     case READ_ERROR_CHECKSUM:
-      return CHECK_Format("wrong checksum, 0x%02X expected", Notes.RightChecksum) + Damage;
+      return CHECK_Format("wrong checksum, 0x%02X expected", Notes.RightChecksum) + Damaged;
     case READ_ERROR_TOO_SHORT:
-      return "the record is too short for its type" + Damage;
+      return "the record is too short for its type" + Damaged;
     case READ_ERROR_OVERLAP:
       return " is defined twice: is a line doubled, or do two sections or joined files overlap?";
     default:
-      return "line end expected after the checksum" + Damage;
+      return "line end expected after the checksum" + Damaged;
   }
 }
 
 /// Reports the error of a read, in the case of an overlap at the lowest address that is taken.
 void ReportError(const Reading& Read, const DataFile& File, MemImage* pImage, const ReadNotes& Notes) {
-  const char* pPath = Read.File.pPath;
-  CheckFinding Finding{CHECK_ERROR, DescribeError(pPath, *FormatOf(File), Notes), {}};
-  uint64_t Offset = Notes.ErrorOffset;
-  if (Notes.Error == READ_ERROR_OVERLAP) {
-    const uint64_t Addr = CHECK_RunFrom(pImage, Read.Last.Addr).Addr;
-    Offset = Read.Last.DataOffset + 2 * (Addr - Read.Last.Addr);
+  const bool IsOverlap = Notes.Error == READ_ERROR_OVERLAP;
+  const uint64_t Addr = IsOverlap ? CHECK_RunFrom(pImage, Read.Last.Addr).Addr : 0;
+  const uint64_t Offset = IsOverlap ? Read.Last.DataOffset + 2 * (Addr - Read.Last.Addr) : Notes.ErrorOffset;
+  CheckFinding Finding{CHECK_ERROR, {}, CHECK_FindPlace(Read.File.pPath, Offset)};
+  Finding.Text = DescribeError(Finding.Place, *FormatOf(File), Notes);
+  if (IsOverlap) {
     Finding.Text = CHECK_Format("0x%08" PRIX64, Addr) + Finding.Text;
     Finding.FirstPlace = CHECK_FindDefinition(File, Addr);
   }
-  Finding.Place = CHECK_FindPlace(pPath, Offset);
   if (Offset != READ_NOWHERE && Finding.Place.Line == 0) {  // a pipe
     Finding.Text = CHECK_Format("offset %" PRIu64 ": ", Offset) + Finding.Text;
     Finding.FirstPlace = {};
@@ -122,14 +108,11 @@ void ReportError(const Reading& Read, const DataFile& File, MemImage* pImage, co
 }
 
 /// Reports what is suspicious about a file that was read completely.
-void JudgeAccepted(const Reading& Read, MemImage* pImage, bool IsBinary, const ReadNotes& Notes) {
-  if (IsBinary) {
+void JudgeAccepted(const Reading& Read, const DataFile& File, MemImage* pImage, const ReadNotes& Notes) {
+  if (FormatOf(File)->pfReadText == nullptr) {
     const CheckForeign Foreign = CHECK_NameForeign(CHECK_ReadAgain(Read.File.pPath, 0), true);
     if (Foreign.pText != nullptr) {
-      CHECK_Report(Read.File, Foreign.BinaryLevel, READ_NOWHERE, Foreign.pText);
-    }
-    if (CHECK_RunFrom(pImage, CHECK_END_OF_32_BITS).NumBytes != 0) {
-      CHECK_Report(Read.File, CHECK_WARNING, READ_NOWHERE, CHECK_BEYOND_32_BITS);
+      CHECK_Report(Read.File, Foreign.Level, READ_NOWHERE, Foreign.pText);
     }
   } else if (Notes.EndMark != READ_NOWHERE && !IsPadded(Read.File.pPath, Notes.EndMark)) {
     CHECK_Report(Read.File, CHECK_WARNING, Notes.EndMark,
@@ -137,9 +120,22 @@ void JudgeAccepted(const Reading& Read, MemImage* pImage, bool IsBinary, const R
   } else {
     CHECK_WatchEnd(Read.Watch, Read.File, Notes.LastRecord);
   }
+  const CheckRun Beyond = CHECK_RunFrom(pImage, uint64_t{UINT32_MAX} + 1);
+  if (Beyond.NumBytes != 0) {
+    Read.File.Sink({CHECK_WARNING, "data beyond 0xFFFFFFFF: in the output, its addresses start again at 0",
+                    CHECK_FindDefinition(File, Beyond.Addr)});
+  }
   if (pImage->NumAreas == 0) {
     CHECK_Report(Read.File, CHECK_WARNING, READ_NOWHERE, "the file has no data");
   }
+}
+
+std::string ListExtensions() {
+  std::string Text;
+  for (const FormatHandler& Row : DATAFILE_EXTENSIONS) {
+    Text += std::string(" ") + Row.pExt;
+  }
+  return Text;
 }
 
 /// Reports an error about the complete file. Returns Status.
@@ -155,26 +151,42 @@ void JudgeAccepted(const Reading& Read, MemImage* pImage, bool IsBinary, const R
                                : BIN_ReadEx(pImage, File.pPath, File.BaseAddr, nullptr, nullptr, &pObserver->Notes);
 }
 
+std::string ShowRange(uint64_t First, uint64_t Last) {
+  return CHECK_Format("0x%08" PRIX64 "-0x%08" PRIX64, First, Last);
+}
+
+/// Reports the first run outside the ranges, if there is one.
+[[nodiscard]] CheckStatus TestWithin(const CheckInput& Input, const std::vector<CheckRange>& Ranges,
+                                     const CheckSink& Sink) {
+  const CheckRun Outside = CHECK_FindOutside(Input.pImage.get(), Ranges);
+  if (Outside.NumBytes == 0) {
+    return CHECK_GOOD;
+  }
+  std::string Text = ShowRange(Outside.Addr, Outside.Addr + (Outside.NumBytes - 1)) + " lies outside";
+  for (const CheckRange& Range : Ranges) {
+    Text += (&Range != Ranges.data() ? ", " : " ") + ShowRange(Range.First, Range.Last);
+  }
+  const bool IsBinary = Input.pFile->pHandler->pfRead == DATAFILE_ReadBin;
+  Text += IsBinary ? ": is its load address right?" : ": is RAM data in the file?";
+  Sink({CHECK_ERROR, Text, CHECK_FindDefinition(*Input.pFile, Outside.Addr)});
+  return CHECK_BAD;
+}
+
 }  // namespace
 
-CheckStatus CHECK_OpenInput(CheckInput* pInput, const CheckedFile& File, uint32_t BaseAddr) {
+CheckStatus CHECK_OpenInput(CheckInput* pInput, const CheckedFile& File, const CheckMemory& Memory) {
   int Status = 0;
   *pInput = {};
-  pInput->pFile.reset(DATAFILE_CreateFromPath(File.pPath, BaseAddr, &Status));
+  pInput->pFile.reset(DATAFILE_CreateFromPath(File.pPath, Memory.BaseAddr, &Status));
   CheckImage pImage(MEMIMG_Create());
   const Format* pFormat = pInput->pFile != nullptr ? FormatOf(*pInput->pFile) : nullptr;
   if (Status == DATAFILE_ERR_UNSUPPORTED || *File.pPath == '\0' || (Status == 0 && pFormat == nullptr)) {
-    std::string Text = "unknown file extension: Blockfit reads";
-    for (const FormatHandler& Row : DATAFILE_EXTENSIONS) {
-      Text += std::string(" ") + Row.pExt;
-    }
-    return Fail(File, CHECK_UNREADABLE, Text);
+    return Fail(File, CHECK_UNREADABLE, "unknown file extension: Blockfit reads" + ListExtensions());
   }
   if (pFormat == nullptr || pImage == nullptr) {
     return Fail(File, CHECK_UNREADABLE, "out of memory");
   }
-  const bool IsBinary = pFormat->pfReadText == nullptr;
-  if (IsBinary && SYS_GetFileState(File.pPath).NumBytes > MEMIMG_MAX_AREA_BYTES) {
+  if (pFormat->pfReadText == nullptr && SYS_GetFileState(File.pPath).NumBytes > MEMIMG_MAX_AREA_BYTES) {
     return Fail(File, CHECK_BAD, "the file is larger than 2147483647 bytes, the limit for a .bin");
   }
   Reading Read{File};
@@ -183,33 +195,28 @@ CheckStatus CHECK_OpenInput(CheckInput* pInput, const CheckedFile& File, uint32_
     ReportError(Read, *pInput->pFile, pImage.get(), Observer.Notes);
     return Observer.Notes.Error < READ_ERROR_NOT_FORMAT ? CHECK_UNREADABLE : CHECK_BAD;
   }
-  JudgeAccepted(Read, pImage.get(), IsBinary, Observer.Notes);
+  JudgeAccepted(Read, *pInput->pFile, pImage.get(), Observer.Notes);
   pInput->pImage = std::move(pImage);
   pInput->pFormat = pFormat->pName;
-  return CHECK_GOOD;
+  return TestWithin(*pInput, Memory.Within, File.Sink);
 }
 
 CheckPlace CHECK_FindDefinition(const DataFile& File, uint64_t Addr) {
-  DefinitionSearch Search{Addr};
-  ReadObserver Observer{NoteDefinition, &Search};
+  struct Search {
+    uint64_t Addr;
+    uint64_t Offset;  ///< Of the byte's digits, once they are found.
+  } Byte{Addr, READ_NOWHERE};
+  const auto Look = [](void* pContext, const NotedRecord& Record) {
+    Search* pByte = static_cast<Search*>(pContext);
+    const uint64_t Index = pByte->Addr - Record.Addr;
+    if (pByte->Offset == READ_NOWHERE && Record.Kind == NOTED_DATA && Index < static_cast<uint32_t>(Record.NumBytes)) {
+      pByte->Offset = Record.DataOffset + 2 * Index;
+    }
+  };
+  ReadObserver Observer{Look, &Byte};
   const CheckImage pImage(MEMIMG_Create());
   if (pImage != nullptr && CHECK_CanReadAgain(File.pPath)) {
     (void)ReadFile(File, pImage.get(), &Observer);
   }
-  return CHECK_FindPlace(File.pPath, Search.Offset);
-}
-
-CheckRun CHECK_RunFrom(MemImage* pImage, uint64_t Addr) {
-  CheckRun Run{UINT64_MAX, 0};
-  Run.NumBytes = static_cast<uint64_t>(MEMIMG_FindRun(pImage, Addr, UINT64_MAX, &Run.Addr));
-  return Run;
-}
-
-std::vector<CheckRun> CHECK_ListRuns(MemImage* pImage) {
-  std::vector<CheckRun> Runs;
-  for (CheckRun Run = CHECK_RunFrom(pImage, 0); Run.NumBytes != 0;
-       Run = CHECK_RunFrom(pImage, Run.Addr + Run.NumBytes)) {
-    Runs.push_back(Run);
-  }
-  return Runs;
+  return CHECK_FindPlace(File.pPath, Byte.Offset);
 }

@@ -4,14 +4,9 @@
 #include <memory>
 #include <vector>
 
+#include "check/contents.h"
 #include "check/finding.h"
 #include "datafile/data_file.h"
-
-/// Bytes at ascending addresses without a gap.
-struct CheckRun {
-  uint64_t Addr;      ///< UINT64_MAX if there is no such run.
-  uint64_t NumBytes;  ///< 0 if there is none.
-};
 
 /// What a unique_ptr releases its object with.
 template <auto FREE>
@@ -30,17 +25,16 @@ struct CheckInput {
   const char* pFormat = nullptr;                              ///< The name of its format.
 };
 
-/// Reads a data file. Reports why the conditioner refuses it, and what is suspicious about it. BaseAddr: load address
-/// of a raw binary file.
-[[nodiscard]] CheckStatus CHECK_OpenInput(CheckInput* pInput, const CheckedFile& File, uint32_t BaseAddr);
+/// Where data is and may be.
+struct CheckMemory {
+  uint32_t BaseAddr = 0;           ///< Load address of a raw binary file.
+  std::vector<CheckRange> Within;  ///< Every byte must lie in one of these ranges; without any, it may lie anywhere.
+};
+
+/// Reads a data file. Reports why the conditioner refuses it, what is suspicious about it, and the first run outside
+/// the memory. A file with data outside is CHECK_BAD, but has its image.
+[[nodiscard]] CheckStatus CHECK_OpenInput(CheckInput* pInput, const CheckedFile& File, const CheckMemory& Memory);
 
 /// Finds where a text file defines the byte at an address. Reads the file again. Of another file, there is only the
 /// path.
 CheckPlace CHECK_FindDefinition(const DataFile& File, uint64_t Addr);
-
-/// Returns the first run at Addr or above, cut to begin at Addr. Calls with rising addresses visit each run once in
-/// all.
-CheckRun CHECK_RunFrom(MemImage* pImage, uint64_t Addr);
-
-/// Returns all runs, by address.
-std::vector<CheckRun> CHECK_ListRuns(MemImage* pImage);

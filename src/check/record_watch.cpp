@@ -7,7 +7,7 @@
 namespace {
 
 /// The kinds of findings, of each of which only the first is reported.
-enum Kind { KIND_AFTER_END, KIND_BEYOND, KIND_SEGMENT, KIND_UNUSED, KIND_COUNT, KIND_START };
+enum Kind { KIND_AFTER_END, KIND_SEGMENT, KIND_UNUSED, KIND_COUNT, KIND_START };
 
 /// A header names the program. A data record whose type digit has become a 0 looks like one with another address, or
 /// with bytes that no name has, also in UTF-8.
@@ -57,7 +57,6 @@ void Judge(RecordWatch* pWatch, const CheckedFile& File, const NotedRecord& Reco
   };
   ReportIf(pWatch->HasEnded, KIND_AFTER_END, CHECK_WARNING,
            "a record after the end record: were two files joined? In Intel HEX, the second must set its upper address");
-  ReportIf(EndOf(Record) > CHECK_END_OF_32_BITS, KIND_BEYOND, CHECK_WARNING, CHECK_BEYOND_32_BITS);
   ReportIf(EndOf(Record) > pWatch->SegmentEnd, KIND_SEGMENT, CHECK_WARNING,
            "data beyond the end of its 64 KiB segment: other tools may put it at the segment's start");
   ReportIf(IsIgnored(*pWatch, Record), KIND_UNUSED, CHECK_WARNING,
@@ -78,7 +77,7 @@ void Judge(RecordWatch* pWatch, const CheckedFile& File, const NotedRecord& Reco
 void CHECK_WatchRecord(RecordWatch* pWatch, const CheckedFile& File, const NotedRecord& Record) {
   const bool IsData = Record.Kind == NOTED_DATA;
   // Most records are data that nothing is wrong with.
-  if (!IsData || pWatch->HasEnded || EndOf(Record) > std::min(pWatch->SegmentEnd, CHECK_END_OF_32_BITS)) {
+  if (!IsData || pWatch->HasEnded || EndOf(Record) > pWatch->SegmentEnd) {
     Judge(pWatch, File, Record);
   }
   if (IsData) {

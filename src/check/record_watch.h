@@ -5,12 +5,6 @@
 
 #include "check/finding.h"
 
-/// The address after the last one of an S-record.
-constexpr uint64_t CHECK_END_OF_32_BITS = uint64_t{1} << 32;
-
-/// The warning of data whose addresses do not fit into an S-record.
-constexpr const char* CHECK_BEYOND_32_BITS = "data beyond 0xFFFFFFFF: in the output, its addresses start again at 0";
-
 /// What has been seen of a file so far.
 struct RecordWatch {
   uint64_t NumRecords = 0;

@@ -1,9 +1,12 @@
 #include "check/terminal.h"
 
+#include <algorithm>
 #include <array>
+#include <charconv>
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
+#include <system_error>
 
 namespace {
 
@@ -26,13 +29,27 @@ bool Fail(const char* pText, const char* pWanted) {
 
 }  // namespace
 
+bool CHECK_ParseNumber(std::string_view Text, uint32_t* pValue) {
+  const bool IsHex = Text.starts_with("0x") || Text.starts_with("0X");
+  Text.remove_prefix(IsHex ? 2 : 0);
+  const char* pEnd = Text.data() + Text.size();
+  const std::from_chars_result Result = std::from_chars(Text.data(), pEnd, *pValue, IsHex ? 16 : 10);
+  return Result.ec == std::errc() && Result.ptr == pEnd;
+}
+
+bool CHECK_ParseRange(std::string_view Text, CheckRange* pRange) {
+  const size_t Dash = std::min(Text.find('-'), Text.size());
+  return CHECK_ParseNumber(Text.substr(0, Dash), &pRange->First) && Dash < Text.size() &&
+         CHECK_ParseNumber(Text.substr(Dash + 1), &pRange->Last) && pRange->First <= pRange->Last;
+}
+
 bool CHECK_TakeValue(CheckOptions* pOptions, int Key, const char* pText) {
   ConditionedRules& Rules = pOptions->Rules;
   switch (Key) {
     case 'b':
-      return CHECK_ParseNumber(pText, &pOptions->BaseAddr) || Fail(pText, "--base takes an address of 32 bits");
+      return CHECK_ParseNumber(pText, &pOptions->Memory.BaseAddr) || Fail(pText, "--base takes an address of 32 bits");
     case 'w':
-      return CHECK_ParseRange(pText, &pOptions->Within.emplace_back()) ||
+      return CHECK_ParseRange(pText, &pOptions->Memory.Within.emplace_back()) ||
              Fail(pText, "--within takes FIRST-LAST, two addresses of 32 bits");
     case 'k':
       return (CHECK_ParseNumber(pText, &Rules.BlockSize) && Rules.BlockSize >= 34 && Rules.BlockSize % 2 == 0) ||

@@ -1,13 +1,21 @@
 /// What a program of this library has in common with others at the command line: option values, printing, its end.
 #pragma once
 
+#include <string_view>
+
 #include "check/conditioned.h"
-#include "check/within.h"
+#include "check/input.h"
+
+/// Reads a number of 32 bits, decimal or hexadecimal with 0x. Returns whether the text is one; if not, *pValue may have
+/// changed.
+[[nodiscard]] bool CHECK_ParseNumber(std::string_view Text, uint32_t* pValue);
+
+/// Reads FIRST-LAST, two such numbers. Returns whether the text is that, with a first that is not above the last.
+[[nodiscard]] bool CHECK_ParseRange(std::string_view Text, CheckRange* pRange);
 
 /// What the options say that several programs have.
 struct CheckOptions {
-  uint32_t BaseAddr = 0;               ///< --base
-  std::vector<CheckRange> Within;      ///< --within
+  CheckMemory Memory;                  ///< --base, --within
   ConditionedRules Rules = {8192, 8};  ///< --block, --line
 };
 

@@ -167,7 +167,7 @@ SysFileState SYS_GetFileState(const char* pPath) {
   if (stat(pPath, &File) != 0 || !S_ISREG(File.st_mode)) {
     return {};
   }
-  return {File.st_dev, File.st_ino, static_cast<uint64_t>(File.st_size), File.st_ctim.tv_sec, File.st_ctim.tv_nsec};
+  return {File.st_dev, File.st_ino, static_cast<uint64_t>(File.st_size)};
 }
 
 bool SYS_IsPipe(const char* pPath) {

@@ -45,13 +45,11 @@ constexpr int64_t SYS_NO_FILE = -1;
 /// Returns 0, or -1 if the system reports that an earlier write was lost after all.
 int SYS_FileClose(uint32_t hFile);
 
-/// Identifies a file and its state: differs for another file, and once the file changes. All 0: not a regular file.
+/// Identifies a file, and says how large it is. All 0: not a regular file.
 struct SysFileState {
   uint64_t Device;
   uint64_t Node;
   uint64_t NumBytes;
-  int64_t ChangedSeconds;
-  int64_t ChangedNanoseconds;
 
   bool operator==(const SysFileState&) const = default;
 };

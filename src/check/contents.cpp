@@ -1,15 +1,27 @@
-#include "check/compare.h"
+#include "check/contents.h"
 
 #include <algorithm>
 #include <array>
 #include <cstring>
 
-#include "check/input.h"
-
 namespace {
 
 /// How many bytes are compared at once.
 constexpr uint64_t PIECE_SIZE = 4096;
+
+/// Returns the first part of a run that lies outside all ranges; without one, its NumBytes is 0.
+CheckRun OutsideOf(const CheckRun& Run, const std::vector<CheckRange>& Ranges) {
+  uint64_t First = Run.Addr;
+  uint64_t End = Run.Addr + Run.NumBytes;
+  const auto HoldsFirst = [&](const CheckRange& Range) { return Range.First <= First && First <= Range.Last; };
+  for (auto i = Ranges.begin(); (i = std::find_if(Ranges.begin(), Ranges.end(), HoldsFirst)) != Ranges.end();) {
+    First = uint64_t{i->Last} + 1;
+  }
+  for (const CheckRange& Range : Ranges) {
+    End = Range.First > First ? std::min<uint64_t>(End, Range.First) : End;
+  }
+  return {First, End - std::min(First, End)};
+}
 
 /// Compares bytes that both images have.
 void ComparePiece(CheckDifference* pDifference, MemImage* pImage, MemImage* pOther, const CheckRun& Piece) {
@@ -30,6 +42,32 @@ void ComparePiece(CheckDifference* pDifference, MemImage* pImage, MemImage* pOth
 }
 
 }  // namespace
+
+CheckRun CHECK_RunFrom(MemImage* pImage, uint64_t Addr) {
+  CheckRun Run{UINT64_MAX, 0};
+  Run.NumBytes = static_cast<uint64_t>(MEMIMG_FindRun(pImage, Addr, UINT64_MAX, &Run.Addr));
+  return Run;
+}
+
+std::vector<CheckRun> CHECK_ListRuns(MemImage* pImage) {
+  std::vector<CheckRun> Runs(pImage->NumAreas);
+  uint64_t Addr = 0;
+  for (CheckRun& Run : Runs) {
+    Run = CHECK_RunFrom(pImage, Addr);
+    Addr = Run.Addr + Run.NumBytes;
+  }
+  return Runs;
+}
+
+CheckRun CHECK_FindOutside(MemImage* pImage, const std::vector<CheckRange>& Ranges) {
+  for (const CheckRun& Run : CHECK_ListRuns(pImage)) {
+    const CheckRun Outside = OutsideOf(Run, Ranges);
+    if (Outside.NumBytes != 0 && !Ranges.empty()) {
+      return Outside;
+    }
+  }
+  return {};
+}
 
 CheckDifference CHECK_Compare(MemImage* pImage, MemImage* pOther) {
   CheckDifference Difference;

@@ -1,0 +1,45 @@
+/// What an image holds: its runs, whether they lie in the memory of a part, and how another image differs.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "memimage/mem_image.h"
+
+/// Bytes at ascending addresses without a gap.
+struct CheckRun {
+  uint64_t Addr;      ///< UINT64_MAX if there is no such run.
+  uint64_t NumBytes;  ///< 0 if there is none.
+};
+
+/// Returns the first run at Addr or above, cut to begin at Addr. Calls with rising addresses visit each run once in
+/// all.
+CheckRun CHECK_RunFrom(MemImage* pImage, uint64_t Addr);
+
+/// Returns all runs, by address.
+std::vector<CheckRun> CHECK_ListRuns(MemImage* pImage);
+
+/// Addresses from First to Last, both included.
+struct CheckRange {
+  uint32_t First;
+  uint32_t Last;
+};
+
+/// Returns the first part of a run that lies outside all ranges, which may touch, overlap and be nested. Its NumBytes
+/// is 0 if there is none, and if there are no ranges. Each run takes up to O(ranges * ranges).
+CheckRun CHECK_FindOutside(MemImage* pImage, const std::vector<CheckRange>& Ranges);
+
+/// How an image differs from another one.
+struct CheckDifference {
+  uint64_t FirstAddr = UINT64_MAX;  ///< Lowest address with a difference; this, if there is none.
+  uint64_t NumDiffering = 0;        ///< Addresses at which both have a byte, but not the same.
+  uint64_t NumMissing = 0;          ///< Addresses at which only the other one has a byte.
+  uint64_t NumSurplus = 0;          ///< Addresses at which only the image has a byte.
+};
+
+inline bool CHECK_IsSame(const CheckDifference& Difference) {
+  return Difference.FirstAddr == UINT64_MAX;
+}
+
+/// Compares an image with another one; neither is changed. O(bytes).
+CheckDifference CHECK_Compare(MemImage* pImage, MemImage* pOther);
