@@ -5,7 +5,6 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
-#include <string_view>
 
 #include "util/hex_digits.h"
 
@@ -36,21 +35,25 @@ struct Check {
   bool HasEnded = false;    ///< The latest line is the end record.
 };
 
-/// Reports that a promise is broken at a position in the line, unless it is kept. Returns whether it is.
-bool Expect(const Check& State, bool IsKept, uint64_t Pos, std::string_view Text) {
-  if (!IsKept) {
-    const uint64_t Offset = State.Offset + Pos;
-    CHECK_Report(State.File, CHECK_ERROR, Offset, CHECK_Format("offset %" PRIu64 ": ", Offset) + std::string(Text));
-  }
-  return IsKept;
+/// Reports that a promise is broken at a position in the line. Returns false.
+bool Fail(const Check& State, uint64_t Pos, const char* pText) {
+  const uint64_t Offset = State.Offset + Pos;
+  CHECK_Report(State.File, CHECK_ERROR, Offset, CHECK_Format("offset %" PRIu64 ": %s", Offset, pText));
+  return false;
+}
+
+/// Reports that a promise is broken, unless it is kept. Returns whether it is.
+bool Expect(const Check& State, bool IsKept, uint64_t Pos, const char* pText) {
+  return IsKept || Fail(State, Pos, pText);
 }
 
 /// Expect for the place of a record in its block, which looks wrong when the block size is not that of the file.
 bool ExpectPlace(const Check& State, bool IsKept, uint64_t Pos, const char* pText) {
-  return IsKept || Expect(State, false, Pos,
-                          CHECK_Format("%s of %u characters: was it made with another block size? Blockfit's "
-                                       "-BlockAlign is hexadecimal",
-                                       pText, State.Rules.BlockSize));
+  return IsKept || Fail(State, Pos,
+                        CHECK_Format("%s of %u characters: was it made with another block size? Blockfit's "
+                                     "-BlockAlign is hexadecimal",
+                                     pText, State.Rules.BlockSize)
+                            .c_str());
 }
 
 /// Tests that the line is a data record of digits, with CR LF.

@@ -29,13 +29,6 @@ constexpr std::array<Format, 3> FORMATS = {{
     {DATAFILE_ReadBin, "raw binary", nullptr, nullptr},
 }};
 
-/// A read of a file.
-struct Reading {
-  CheckedFile File;
-  RecordWatch Watch{};
-  NotedRecord Last{};  ///< The latest record whose text is right; its data is gone.
-};
-
 /// Returns null for a format that the table above does not have.
 const Format* FormatOf(const DataFile& File) {
   const auto* pRow = std::find_if(FORMATS.begin(), FORMATS.end(),
@@ -43,15 +36,11 @@ const Format* FormatOf(const DataFile& File) {
   return pRow != FORMATS.end() ? pRow : nullptr;
 }
 
-void NoteRecord(void* pContext, const NotedRecord& Record) {
-  Reading* pRead = static_cast<Reading*>(pContext);
-  pRead->Last = Record;
-  CHECK_WatchRecord(&pRead->Watch, pRead->File, Record);
-}
-
-/// Words the error of a read.
+/// Words an error at a place.
 std::string DescribeError(const CheckPlace& Place, const Format& How, const ReadNotes& Notes) {
-  const std::string Damaged = ": the line is damaged. Make or fetch the file again";
+  const auto Damaged = [](const std::string& What) {
+    return What + ": the line is damaged. Make or fetch the file again";
+  };
   switch (Notes.Error) {
     case READ_ERROR_SYSTEM:
       return std::strerror(Notes.SystemError);
@@ -62,28 +51,27 @@ std::string DescribeError(const CheckPlace& Place, const Format& How, const Read
       return CHECK_Format("not %s: %s", How.pName, pText != nullptr ? pText : How.pMarkText);
     }
     case READ_ERROR_MARK:
-      return How.pMarkText + Damaged;
+      return Damaged(How.pMarkText);
     case READ_ERROR_DIGIT:
-      return (Place.Line != 0 && Place.MarkColumn == Place.Excerpt.size() ? "the line ends too early"
-                                                                          : "hexadecimal digit expected") +
-             Damaged;
+      return Damaged(Place.Line != 0 && Place.MarkColumn == Place.Excerpt.size() ? "the line ends too early"
+                                                                                 : "hexadecimal digit expected");
     case READ_ERROR_CHECKSUM:
-      return CHECK_Format("wrong checksum, 0x%02X expected", Notes.RightChecksum) + Damaged;
+      return Damaged(CHECK_Format("wrong checksum, 0x%02X expected", Notes.RightChecksum));
     case READ_ERROR_TOO_SHORT:
-      return "the record is too short for its type" + Damaged;
+      return Damaged("the record is too short for its type");
     case READ_ERROR_OVERLAP:
       return " is defined twice: is a line doubled, or do two sections or joined files overlap?";
     default:
-      return "line end expected after the checksum" + Damaged;
+      return Damaged("line end expected after the checksum");
   }
 }
 
 /// Reports the error of a read, in the case of an overlap at the lowest address that is taken.
-void ReportError(const Reading& Read, const DataFile& File, MemImage* pImage, const ReadNotes& Notes) {
+void ReportError(const RecordWatch& Watch, const DataFile& File, MemImage* pImage, const ReadNotes& Notes) {
   const bool IsOverlap = Notes.Error == READ_ERROR_OVERLAP;
-  const uint64_t Addr = IsOverlap ? CHECK_RunFrom(pImage, Read.Last.Addr).Addr : 0;
-  const uint64_t Offset = IsOverlap ? Read.Last.DataOffset + 2 * (Addr - Read.Last.Addr) : Notes.ErrorOffset;
-  CheckFinding Finding{CHECK_ERROR, {}, CHECK_FindPlace(Read.File.pPath, Offset)};
+  const uint64_t Addr = IsOverlap ? CHECK_RunFrom(pImage, Watch.Last.Addr).Addr : 0;
+  const uint64_t Offset = IsOverlap ? Watch.Last.DataOffset + 2 * (Addr - Watch.Last.Addr) : Notes.ErrorOffset;
+  CheckFinding Finding{CHECK_ERROR, {}, CHECK_FindPlace(Watch.File.pPath, Offset)};
   Finding.Text = DescribeError(Finding.Place, *FormatOf(File), Notes);
   if (IsOverlap) {
     Finding.Text = CHECK_Format("0x%08" PRIX64, Addr) + Finding.Text;
@@ -93,7 +81,7 @@ void ReportError(const Reading& Read, const DataFile& File, MemImage* pImage, co
     Finding.Text = CHECK_Format("offset %" PRIu64 ": ", Offset) + Finding.Text;
     Finding.FirstPlace = {};
   }
-  Read.File.Sink(Finding);
+  Watch.File.Sink(Finding);
 }
 
 /// Whether nothing but padding follows the mark that ends the data. Of a pipe, that is not known.
@@ -108,32 +96,32 @@ void ReportError(const Reading& Read, const DataFile& File, MemImage* pImage, co
 }
 
 /// Reports what is suspicious about a file that was read completely.
-void JudgeAccepted(const Reading& Read, const DataFile& File, MemImage* pImage, const ReadNotes& Notes) {
+void JudgeAccepted(const RecordWatch& Watch, const DataFile& File, MemImage* pImage, const ReadNotes& Notes) {
   if (FormatOf(File)->pfReadText == nullptr) {
-    const CheckForeign Foreign = CHECK_NameForeign(CHECK_ReadAgain(Read.File.pPath, 0), true);
+    const CheckForeign Foreign = CHECK_NameForeign(CHECK_ReadAgain(Watch.File.pPath, 0), true);
     if (Foreign.pText != nullptr) {
-      CHECK_Report(Read.File, Foreign.Level, READ_NOWHERE, Foreign.pText);
+      CHECK_Report(Watch.File, Foreign.Level, READ_NOWHERE, Foreign.pText);
     }
-  } else if (Notes.EndMark != READ_NOWHERE && !IsPadded(Read.File.pPath, Notes.EndMark)) {
-    CHECK_Report(Read.File, CHECK_WARNING, Notes.EndMark,
+  } else if (Notes.EndMark != READ_NOWHERE && !IsPadded(Watch.File.pPath, Notes.EndMark)) {
+    CHECK_Report(Watch.File, CHECK_WARNING, Notes.EndMark,
                  "a byte 0x00 or 0x1A ends the data here: what follows is not read");
   } else {
-    CHECK_WatchEnd(Read.Watch, Read.File, Notes.LastRecord);
+    CHECK_WatchEnd(Watch);
   }
   const CheckRun Beyond = CHECK_RunFrom(pImage, uint64_t{UINT32_MAX} + 1);
   if (Beyond.NumBytes != 0) {
-    Read.File.Sink({CHECK_WARNING, "data beyond 0xFFFFFFFF: in the output, its addresses start again at 0",
-                    CHECK_FindDefinition(File, Beyond.Addr)});
+    Watch.File.Sink({CHECK_WARNING, "data beyond 0xFFFFFFFF: in the output, its addresses start again at 0",
+                     CHECK_FindDefinition(File, Beyond.Addr)});
   }
   if (pImage->NumAreas == 0) {
-    CHECK_Report(Read.File, CHECK_WARNING, READ_NOWHERE, "the file has no data");
+    CHECK_Report(Watch.File, CHECK_WARNING, READ_NOWHERE, "the file has no data");
   }
 }
 
 std::string ListExtensions() {
-  std::string Text;
+  std::string Text = "unknown file extension: Blockfit reads";
   for (const FormatHandler& Row : DATAFILE_EXTENSIONS) {
-    Text += std::string(" ") + Row.pExt;
+    Text.append(" ").append(Row.pExt);
   }
   return Text;
 }
@@ -164,7 +152,7 @@ std::string ShowRange(uint64_t First, uint64_t Last) {
   }
   std::string Text = ShowRange(Outside.Addr, Outside.Addr + (Outside.NumBytes - 1)) + " lies outside";
   for (const CheckRange& Range : Ranges) {
-    Text += (&Range != Ranges.data() ? ", " : " ") + ShowRange(Range.First, Range.Last);
+    Text.append(&Range != Ranges.data() ? ", " : " ").append(ShowRange(Range.First, Range.Last));
   }
   const bool IsBinary = Input.pFile->pHandler->pfRead == DATAFILE_ReadBin;
   Text += IsBinary ? ": is its load address right?" : ": is RAM data in the file?";
@@ -181,7 +169,7 @@ CheckStatus CHECK_OpenInput(CheckInput* pInput, const CheckedFile& File, const C
   CheckImage pImage(MEMIMG_Create());
   const Format* pFormat = pInput->pFile != nullptr ? FormatOf(*pInput->pFile) : nullptr;
   if (Status == DATAFILE_ERR_UNSUPPORTED || *File.pPath == '\0' || (Status == 0 && pFormat == nullptr)) {
-    return Fail(File, CHECK_UNREADABLE, "unknown file extension: Blockfit reads" + ListExtensions());
+    return Fail(File, CHECK_UNREADABLE, ListExtensions());
   }
   if (pFormat == nullptr || pImage == nullptr) {
     return Fail(File, CHECK_UNREADABLE, "out of memory");
@@ -189,13 +177,13 @@ CheckStatus CHECK_OpenInput(CheckInput* pInput, const CheckedFile& File, const C
   if (pFormat->pfReadText == nullptr && SYS_GetFileState(File.pPath).NumBytes > MEMIMG_MAX_AREA_BYTES) {
     return Fail(File, CHECK_BAD, "the file is larger than 2147483647 bytes, the limit for a .bin");
   }
-  Reading Read{File};
-  ReadObserver Observer{NoteRecord, &Read};
+  RecordWatch Watch{File};
+  ReadObserver Observer{CHECK_WatchRecord, &Watch};
   if (ReadFile(*pInput->pFile, pImage.get(), &Observer) < 0) {
-    ReportError(Read, *pInput->pFile, pImage.get(), Observer.Notes);
+    ReportError(Watch, *pInput->pFile, pImage.get(), Observer.Notes);
     return Observer.Notes.Error < READ_ERROR_NOT_FORMAT ? CHECK_UNREADABLE : CHECK_BAD;
   }
-  JudgeAccepted(Read, *pInput->pFile, pImage.get(), Observer.Notes);
+  JudgeAccepted(Watch, *pInput->pFile, pImage.get(), Observer.Notes);
   pInput->pImage = std::move(pImage);
   pInput->pFormat = pFormat->pName;
   return TestWithin(*pInput, Memory.Within, File.Sink);

@@ -48,11 +48,11 @@ uint64_t EndOf(const NotedRecord& Record) {
   return Record.Kind == NOTED_DATA ? Record.Addr + static_cast<uint32_t>(Record.NumBytes) : 0;
 }
 
-void Judge(RecordWatch* pWatch, const CheckedFile& File, const NotedRecord& Record) {
+void Judge(RecordWatch* pWatch, const NotedRecord& Record) {
   const auto ReportIf = [&](bool Applies, Kind What, CheckLevel Level, std::string_view Text) {
     if (Applies && (pWatch->Reported >> What & 1) == 0) {
       pWatch->Reported |= 1U << What;
-      CHECK_Report(File, Level, Record.Offset, std::string(Text));
+      CHECK_Report(pWatch->File, Level, Record.Offset, std::string(Text));
     }
   };
   ReportIf(pWatch->HasEnded, KIND_AFTER_END, CHECK_WARNING,
@@ -74,11 +74,12 @@ void Judge(RecordWatch* pWatch, const CheckedFile& File, const NotedRecord& Reco
 
 }  // namespace
 
-void CHECK_WatchRecord(RecordWatch* pWatch, const CheckedFile& File, const NotedRecord& Record) {
+void CHECK_WatchRecord(void* pContext, const NotedRecord& Record) {
+  RecordWatch* pWatch = static_cast<RecordWatch*>(pContext);
   const bool IsData = Record.Kind == NOTED_DATA;
   // Most records are data that nothing is wrong with.
   if (!IsData || pWatch->HasEnded || EndOf(Record) > pWatch->SegmentEnd) {
-    Judge(pWatch, File, Record);
+    Judge(pWatch, Record);
   }
   if (IsData) {
     ++pWatch->NumData;
@@ -97,11 +98,12 @@ void CHECK_WatchRecord(RecordWatch* pWatch, const CheckedFile& File, const Noted
   }
   pWatch->HasEnded = pWatch->HasEnded || (Record.Kind == NOTED_END && Record.NumBytes <= 0);
   ++pWatch->NumRecords;
+  pWatch->Last = Record;
 }
 
-void CHECK_WatchEnd(const RecordWatch& Watch, const CheckedFile& File, uint64_t LastRecord) {
+void CHECK_WatchEnd(const RecordWatch& Watch) {
   if (!Watch.HasEnded && !Watch.IsCounted) {
-    CHECK_Report(File, CHECK_WARNING, LastRecord,
+    CHECK_Report(Watch.File, CHECK_WARNING, Watch.Last.Offset,
                  "no end record follows this last record: the file may have been cut off");
   }
 }

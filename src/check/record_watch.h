@@ -7,6 +7,8 @@
 
 /// What has been seen of a file so far.
 struct RecordWatch {
+  CheckedFile File;
+  NotedRecord Last = {};  ///< The latest record; its data is gone.
   uint64_t NumRecords = 0;
   uint64_t NumData = 0;              ///< Data records, also empty ones.
   uint64_t NumDataInPart = 0;        ///< Those since the last header or count.
@@ -16,8 +18,8 @@ struct RecordWatch {
   uint32_t Reported = 0;             ///< A bit for each kind of finding that has been reported.
 };
 
-/// Judges the next record.
-void CHECK_WatchRecord(RecordWatch* pWatch, const CheckedFile& File, const NotedRecord& Record);
+/// Judges the next record: the pfRecord of a ReadObserver. pWatch: the RecordWatch.
+void CHECK_WatchRecord(void* pWatch, const NotedRecord& Record);
 
-/// Judges the end of a file that was read completely. LastRecord: offset of its last record.
-void CHECK_WatchEnd(const RecordWatch& Watch, const CheckedFile& File, uint64_t LastRecord);
+/// Judges the end of a file that was read completely.
+void CHECK_WatchEnd(const RecordWatch& Watch);
