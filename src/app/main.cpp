@@ -6,5 +6,6 @@ int main(int argc, char** argv) {
     return 1;
   }
   SYS_IgnoreWriteSignals();
+  SYS_PrepareOutput();
   return APP_Run(argc, argv);
 }

@@ -179,7 +179,7 @@ void EnterBlock(Check* pState, bool IsRest) {
 
 CheckStatus CHECK_Conditioned(const CheckedFile& File, const ConditionedRules& Rules, const BlockSink& Blocks) {
   Check State{File, Rules, Blocks};
-  std::FILE* pFile = std::fopen(File.pPath, "rbe");
+  std::FILE* pFile = std::fopen(File.pPath, "rb");
   const CheckStatus Status = pFile != nullptr ? TestFile(&State, pFile) : CHECK_UNREADABLE;
   if (Status == CHECK_UNREADABLE) {
     CHECK_Report(File, CHECK_ERROR, READ_NOWHERE, std::strerror(errno));

@@ -78,7 +78,7 @@ bool CHECK_CanReadAgain(const char* pPath) {
 
 std::string CHECK_ReadAgain(const char* pPath, uint64_t Offset) {
   std::string Piece;
-  std::FILE* pFile = CHECK_CanReadAgain(pPath) ? std::fopen(pPath, "rbe") : nullptr;
+  std::FILE* pFile = CHECK_CanReadAgain(pPath) ? std::fopen(pPath, "rb") : nullptr;
   if (pFile != nullptr) {
     if (fseeko(pFile, static_cast<off_t>(Offset), SEEK_SET) == 0) {
       Piece.resize(PIECE_SIZE);

@@ -69,6 +69,7 @@ void CHECK_PrintFinding(const CheckFinding& Finding) {
   if (Finding.FirstPlace.pPath != nullptr) {
     PrintAt(Finding.FirstPlace, "note", "first defined here");
   }
+  std::fflush(stderr);
 }
 
 std::string CHECK_ShowName(std::string Name) {
@@ -92,5 +93,6 @@ bool CHECK_FlushOutput() {
 
 void CHECK_StopWithoutMemory() {
   std::fputs("Out of memory\n", stderr);
+  std::fflush(stderr);
   std::_Exit(CHECK_UNREADABLE);
 }

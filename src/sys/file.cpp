@@ -1,24 +1,19 @@
 #include "sys/file.h"
 
 #include <fcntl.h>
-#include <pwd.h>
-#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
-#include <cstdlib>
 
 #include "sys/heap.h"
 #include "sys/path.h"
+#include "sys/system.h"
 #include "util/text.h"
 
 namespace {
 
-constexpr mode_t FILE_MODE = 0644;
-constexpr mode_t DIRECTORY_MODE = 0777;
-constexpr mode_t ANY_WRITE_BIT = 0222;
 constexpr int32_t MAX_DIRECTORY_DEPTH = 128;
 
 int AccessOf(uint32_t Flags) {
@@ -36,26 +31,15 @@ int SystemFlagsOf(uint32_t Flags) {
   const bool IsCreate = (Flags & SYS_OPEN_CREATE) != 0;
   const bool IsExclusive = IsCreate && (Flags & SYS_OPEN_EXCLUSIVE) != 0;
   const bool IsTruncate = !IsExclusive && (Flags & SYS_OPEN_TRUNCATE) != 0;
-  return AccessOf(Flags) | O_CLOEXEC | (IsCreate ? O_CREAT : 0) | (IsExclusive ? O_EXCL : 0) |
-         (IsTruncate ? O_TRUNC : 0);
+  return AccessOf(Flags) | (IsCreate ? O_CREAT : 0) | (IsExclusive ? O_EXCL : 0) | (IsTruncate ? O_TRUNC : 0);
 }
 
 int64_t OpenOnce(const char* pPath, uint32_t Flags) {
-  const int Descriptor = open(pPath, SystemFlagsOf(Flags), FILE_MODE);
+  const int Descriptor = SYS_OpenPath(pPath, SystemFlagsOf(Flags));
   if (Descriptor >= 0 && (Flags & SYS_OPEN_AT_END) != 0) {
     lseek(Descriptor, 0, SEEK_END);
   }
   return Descriptor;
-}
-
-/// Returns the user's home directory, borrowed from the system; or null.
-const char* HomeDirectory() {
-  const char* pHome = std::getenv("HOME");
-  if (pHome != nullptr) {
-    return pHome;
-  }
-  const passwd* pUser = getpwuid(getuid());
-  return pUser != nullptr ? pUser->pw_dir : nullptr;
 }
 
 using PathBuffer = std::array<char, SYS_PATH_SIZE>;
@@ -66,7 +50,7 @@ const char* ExpandHome(const char* pPath, PathBuffer* pBuffer) {
   if (pPath[0] != '~') {
     return pPath;
   }
-  const char* pHome = HomeDirectory();
+  const char* pHome = SYS_GetHomeDirectory();
   if (pHome == nullptr) {
     return nullptr;
   }
@@ -75,17 +59,17 @@ const char* ExpandHome(const char* pPath, PathBuffer* pBuffer) {
   return pBuffer->data();
 }
 
-/// Returns the length of a path without trailing '/' characters.
-uint64_t LenWithoutTrailingSlashes(const char* pPath) {
+/// Returns the length of a path without trailing separators.
+uint64_t LenWithoutTrailingSeparators(const char* pPath) {
   uint64_t Len = UTIL_StrLen(pPath);
-  while (Len > 0 && pPath[Len - 1] == '/') {
+  while (Len > 0 && SYS_IsSeparator(pPath[Len - 1])) {
     --Len;
   }
   return Len;
 }
 
-/// Creates the directory of the file at pPath: the part up to the last '/', if there is one, cut to 511 characters.
-/// Works and returns as SYS_CreateDirectory does; -1 for an empty path.
+/// Creates the directory of the file at pPath: the part up to the last separator, if there is one, cut to 511
+/// characters. Works and returns as SYS_CreateDirectory does; -1 for an empty path.
 // NOLINTNEXTLINE(misc-no-recursion): one level per parent directory, at most MaxDepth
 [[nodiscard]] int CreateDirectoryOf(const char* pPath, int32_t MaxDepth) {
   PathBuffer acDir;
@@ -99,7 +83,7 @@ uint64_t LenWithoutTrailingSlashes(const char* pPath) {
 
 // NOLINTNEXTLINE(misc-no-recursion): one level per parent directory, at most MaxDepth
 [[nodiscard]] int CreateParent(const char* pPath, int32_t MaxDepth) {
-  char* pTrimmed = SYS_CopyText(pPath, LenWithoutTrailingSlashes(pPath));
+  char* pTrimmed = SYS_CopyText(pPath, LenWithoutTrailingSeparators(pPath));
   const int Result = pTrimmed != nullptr ? CreateDirectoryOf(pTrimmed, MaxDepth) : -1;
   SYS_Free(pTrimmed);
   return Result;
@@ -152,10 +136,11 @@ int64_t SYS_FileWrite(uint32_t hFile, const void* pBuffer, uint32_t NumBytes) {
 bool SYS_IsStandardOutput(const char* pPath) {
   PathBuffer acExpanded;
   const char* pUsed = ExpandHome(pPath, &acExpanded);
-  struct stat File {};
-  struct stat Output {};
-  return pUsed != nullptr && stat(pUsed, &File) == 0 && fstat(STDOUT_FILENO, &Output) == 0 && S_ISREG(File.st_mode) &&
-         File.st_dev == Output.st_dev && File.st_ino == Output.st_ino;
+  SysFileStatus File{};
+  SysFileStatus Output{};
+  return pUsed != nullptr && SYS_GetStatus(pUsed, &File) && SYS_GetStandardOutputStatus(&Output) &&
+         File.State != SysFileState{} && File.State.Device == Output.State.Device &&
+         File.State.Node == Output.State.Node;
 }
 
 int SYS_FileClose(uint32_t hFile) {
@@ -163,31 +148,24 @@ int SYS_FileClose(uint32_t hFile) {
 }
 
 SysFileState SYS_GetFileState(const char* pPath) {
-  struct stat File {};
-  if (stat(pPath, &File) != 0 || !S_ISREG(File.st_mode)) {
-    return {};
-  }
-  return {File.st_dev, File.st_ino, static_cast<uint64_t>(File.st_size)};
+  SysFileStatus Status{};
+  return SYS_GetStatus(pPath, &Status) ? Status.State : SysFileState{};
 }
 
 bool SYS_IsPipe(const char* pPath) {
-  struct stat File {};
-  return stat(pPath, &File) == 0 && S_ISFIFO(File.st_mode);
+  SysFileStatus Status{};
+  return SYS_GetStatus(pPath, &Status) && Status.IsPipe;
 }
 
 int SYS_GetFileAttributes(const char* pPath) {
   if (pPath == nullptr) {
     return 0;
   }
-  struct stat Status {};
-  if (stat(pPath, &Status) != 0) {
+  SysFileStatus Status{};
+  if (!SYS_GetStatus(pPath, &Status) || (!Status.IsDirectory && Status.State == SysFileState{})) {
     return -1;
   }
-  const int ReadOnly = (Status.st_mode & ANY_WRITE_BIT) == 0 ? SYS_ATTR_READ_ONLY : 0;
-  if (S_ISREG(Status.st_mode)) {
-    return ReadOnly;
-  }
-  return S_ISDIR(Status.st_mode) ? ReadOnly | SYS_ATTR_DIRECTORY : -1;
+  return (Status.IsReadOnly ? SYS_ATTR_READ_ONLY : 0) | (Status.IsDirectory ? SYS_ATTR_DIRECTORY : 0);
 }
 
 // NOLINTNEXTLINE(misc-no-recursion): one level per parent directory, at most MaxDepth
@@ -195,14 +173,14 @@ int SYS_CreateDirectory(const char* pPath, int32_t MaxDepth) {
   if (pPath == nullptr || MaxDepth <= 0) {
     return -1;
   }
-  struct stat Status {};
-  if (stat(pPath, &Status) == 0) {
-    return S_ISDIR(Status.st_mode) ? 0 : -1;
+  SysFileStatus Status{};
+  if (SYS_GetStatus(pPath, &Status)) {
+    return Status.IsDirectory ? 0 : -1;
   }
   if (errno != ENOENT || CreateParent(pPath, MaxDepth - 1) != 0) {
     return -1;
   }
-  return mkdir(pPath, DIRECTORY_MODE) == 0 ? 0 : -1;
+  return SYS_MakeDirectory(pPath) == 0 ? 0 : -1;
 }
 
 void SYS_Sleep(uint32_t Milliseconds) {

@@ -3,12 +3,22 @@
 #include <cstring>
 
 #include "sys/heap.h"
+#include "sys/system.h"
 #include "util/text.h"
 
 namespace {
 
 void SetPart(const PathPart& Part, const char* pText) {
   UTIL_CopyString(Part.pText, pText, Part.Size);
+}
+
+/// Returns the file's name in a path: what follows the last separator.
+char* FindFileName(char* pPath) {
+  char* pName = pPath + UTIL_StrLen(pPath);
+  while (pName != pPath && !SYS_IsSeparator(pName[-1])) {
+    --pName;
+  }
+  return pName;
 }
 
 /// Returns the '.' that begins the extension of a file name, or null.
@@ -33,8 +43,7 @@ void SYS_SplitPath(const char* pPath, PathPart Drive, PathPart Dir, PathPart Bas
   }
 
   // From end to start: each cut leaves the parts before it complete.
-  char* pSlash = std::strrchr(pCopy, '/');
-  char* pFileName = pSlash != nullptr ? pSlash + 1 : pCopy;
+  char* pFileName = FindFileName(pCopy);
   char* pExt = FindExtension(pFileName);
   if (pExt != nullptr) {
     SetPart(Ext, pExt);

@@ -9,3 +9,7 @@
 /// Makes writes beyond the file size limit, and to a pipe that nobody reads, fail with a result instead of ending the
 /// program.
 void SYS_IgnoreWriteSignals();
+
+/// Makes standard output and standard error pass on every byte as it is, and the console show UTF-8, until the process
+/// ends. Both are buffered then. Does nothing where that is not needed.
+void SYS_PrepareOutput();
