@@ -6,7 +6,8 @@ set -euo pipefail
 
 source "$(dirname "${BASH_SOURCE[0]}")/lib/common.sh"
 need git make cmake c++:g++ python3 node:nodejs npm aarch64-linux-gnu-g++:g++-aarch64-linux-gnu qemu-aarch64:qemu-user \
-  pipx /usr/lib/python3/dist-packages/wheel:python3-wheel
+  x86_64-w64-mingw32-g++-posix:g++-mingw-w64-x86-64-posix mandoc zip unzip pipx \
+  /usr/lib/python3/dist-packages/wheel:python3-wheel
 
 Scratch=$(mktemp -d)
 trap 'rm -rf "$Scratch"' EXIT
@@ -22,6 +23,25 @@ make_archive() {
   tar --create --directory="build/$1/archive" --sort=name --mtime="@$Time" --owner=0 --group=0 --numeric-owner \
     --mode=u=rwX,go=rX "$Name" | gzip -9n >"$3/$Name.tar.gz"
   quietly pip/make_wheel.sh "build/$1/archive/$Name" "$3" "manylinux2014_$4" "musllinux_1_1_$4"
+}
+
+# make_windows_archive FOLDER: an archive and a package for pip.
+make_windows_archive() {
+  local Name=blockfit-$Version-windows-x86-64 Installed=$PWD/build/windows/installed Page
+  build windows
+  quietly cmake --install build/windows --prefix "$Installed"
+  quietly pip/make_wheel.sh "$Installed" "$1" win_amd64
+  mkdir -p "build/windows/archive/$Name/manual"
+  (
+    cd build/windows/archive
+    cp -r "$Installed/bin" "$Installed"/share/doc/blockfit/{README.md,copyright,blockfit.html} "$Name"
+    for Page in "$Installed"/share/man/man1/*; do
+      mandoc -T html "$Page" >"$Name/manual/$(basename "$Page" .1).html"
+    done
+    chmod -R u=rwX,go=rX "$Name"
+    find "$Name" -type f -exec touch --date="@$Time" {} +
+    find "$Name" -type f | LC_ALL=C sort | TZ=UTC zip -q -X -@ "$1/$Name.zip"
+  )
 }
 
 make_node_package() { # FOLDER
@@ -41,6 +61,7 @@ make_downloads() {
   mkdir "$Out"
   make_archive static x86-64 "$Out" x86_64
   make_archive static-arm64 arm64 "$Out" aarch64
+  make_windows_archive "$Out"
   make_node_package "$Out"
   git -c tar.umask=022 archive --prefix="blockfit-$Version/" HEAD | gzip -9n >"$Out/blockfit-$Version.tar.gz"
   cp build/package/*.deb build/web/blockfit.html "$Out"
@@ -88,11 +109,21 @@ try_wheel() { # FOLDER
   quietly "$PIPX_BIN_DIR/blockfit-check" --conditioned --against examples/sample.hex "$Scratch/fw.srec"
 }
 
-# try_foreign_wheel WHEEL PLATFORM EMULATOR: installs the package for another machine than this.
-try_foreign_wheel() {
-  quietly "$Scratch/venv/bin/pip" install --no-index --only-binary=:all: --platform "$2" --target "$Scratch/$2" "$1"
-  quietly "$3" "$Scratch/$2/bin/Blockfit"* -o "$Scratch/$2/fw" examples/sample.hex
-  quietly "$3" "$Scratch/$2/bin/blockfit-check"* --conditioned --against examples/sample.hex "$Scratch/$2/fw.srec"
+install_foreign_wheel() { # WHEEL PLATFORM FOLDER
+  quietly "$Scratch/venv/bin/pip" install --no-index --only-binary=:all: --platform "$2" --target "$3" "$1"
+}
+
+try_arm64_wheel() { # WHEEL
+  install_foreign_wheel "$1" manylinux2014_aarch64 "$Scratch/arm64"
+  quietly qemu-aarch64 "$Scratch/arm64/bin/Blockfit" -o "$Scratch/arm64/fw" examples/sample.hex
+  quietly qemu-aarch64 "$Scratch/arm64/bin/blockfit-check" --against examples/sample.hex "$Scratch/arm64/fw.srec"
+}
+
+try_windows() { # ARCHIVE WHEEL
+  unzip -q -d "$Scratch/windows" "$1"
+  install_foreign_wheel "$2" win_amd64 "$Scratch/win_amd64"
+  diff -r "$Scratch"/windows/*/bin "$Scratch/win_amd64/bin"
+  tools/windows.sh "$Scratch/win_amd64/bin"
 }
 
 build release
@@ -112,7 +143,8 @@ cp -r "$Scratch/blockfit/build/downloads" build
 try_static "build/downloads/blockfit-$Version-linux-x86-64.tar.gz"
 try_static "build/downloads/blockfit-$Version-linux-arm64.tar.gz" qemu-aarch64
 try_wheel build/downloads
-try_foreign_wheel build/downloads/*_aarch64.whl manylinux2014_aarch64 qemu-aarch64
+try_arm64_wheel build/downloads/*_aarch64.whl
+try_windows build/downloads/*.zip build/downloads/*-win_amd64.whl
 try_node_package "$PWD/build/downloads/blockfit-$Version-node.tgz"
 if [[ ${1:-} == --verify ]]; then
   (umask 077 && export TZ=Asia/Kathmandu && make_downloads "$Scratch/another/folder" build)
