@@ -45,8 +45,8 @@ typedef struct {
 /// Returns 0 to continue. Any other value stops reading, with CONSUMER_ERR_REFUSED.
 ///
 /// The same record can come again: hosts write blocks twice. So a sink that programs flash first compares, writes
-/// nothing where the flash holds the bytes already, and erases a page only the first time that it is touched. If the
-/// flash holds other bytes that came from this file, refuse: records of two files are being mixed.
+/// nothing where the flash holds the bytes already, and erases the flash once, before the first record. If the flash
+/// then holds other bytes, refuse: records of two files are being mixed.
 typedef int (*ConsumerSink)(void* pContext, uint32_t Address, const uint8_t* pData, size_t NumBytes);
 
 /// Reads one block and hands the data of its S1, S2 and S3 records to the sink, in the order of the text.

@@ -1,20 +1,49 @@
 /// The receiving half of a drive that programs itself from a conditioned file, and what it needs of the board.
 #pragma once
 
+#include <stddef.h>
 #include <stdint.h>
 
-/// The application's part of the flash. Its first word is the CRC-32 of all the rest of it.
-enum { APP_START = 0x4000, APP_END = 0x40000, PAGE_SIZE = 1024, MAX_UNIT = 8192 };
+/// The application's part of the flash: whole pages. The application begins with its first byte. Its last word is the
+/// CRC-32 of all that comes before, low byte first; where the application has nothing, that is 0xFF.
+enum { APP_START = 0x4000, APP_END = 0x40000, PAGE_SIZE = 0x400 };
 
-extern const uint32_t* const pAppWords;                  ///< that part, as the little-endian processor reads it
-void FLASH_ErasePage(uint32_t Address);                  ///< Address: of its first byte
-void FLASH_WriteWord(uint32_t Address, uint32_t Value);  ///< clears bits; twice where two records share a word
+/// The words of that part, as a little-endian processor reads them. The flash controller changes them.
+extern const volatile uint32_t* const pAppWords;
 
-/// Begins a session, in which each page is erased when its first record comes.
-void DRIVE_Start(void);
-/// Takes a unit of at most MAX_UNIT characters; they may come in any order, and again. Returns 'T': taken; 'I':
-/// ignored, it is damaged or not part of a conditioned file; 'C': conflict, an address outside the application's part,
-/// or one for which other bytes have come: the session has failed.
-int DRIVE_TakeUnit(const char* pUnit, uint32_t NumChars);
-/// Whether this session has brought all: the CRC-32 is right. Pages for which nothing has come count as erased.
-int DRIVE_IsWhole(void);
+/// Makes all bits of the page that begins at Address 1. It may return at once if they are, unless the power can have
+/// failed during an erasure and the page only seems blank. Returns 0, or any other value for an error.
+int FLASH_ErasePage(uint32_t Address);
+/// Clears the bits of a word that are 0 in Value. A word that several records share is written once for each of them.
+/// Returns 0, or any other value for an error. Where the flash reports none, read back.
+int FLASH_WriteWord(uint32_t Address, uint32_t Value);
+
+/// What became of a unit, and how far the session is. The values are letters, for a serial port.
+typedef enum {
+  DRIVE_TAKEN = 'T',
+  DRIVE_IGNORED = 'I',  ///< damaged, not part of an S-record file, or the session had failed before
+  DRIVE_EMPTY = 'E',    ///< no record has come, and the flash is as it was
+  DRIVE_MISSING = 'M',  ///< not complete; the rest of the file, or the same file again, completes it
+  DRIVE_WHOLE = 'W',    ///< the flash holds a complete application, and all that has come in this session is in it
+  DRIVE_FAILED = 'F'    ///< for good: no unit is taken until the next session
+} DriveAnswer;
+
+/// Begins a session, which lasts until the next call. Call this once for each connection, with an empty disk.
+void DRIVE_Begin(void);
+
+/// Takes a unit: NumChars characters, any bytes. Units may come in any order, and again. The first record of a session
+/// erases the application's whole part, within this call. Returns DRIVE_TAKEN, DRIVE_IGNORED or DRIVE_FAILED. A session
+/// fails with a unit that has
+/// - an S-record that no conditioned file has: of another type, without data or with more than 32 bytes;
+/// - an address outside the application's part;
+/// - another byte than an earlier unit for the same address;
+/// and if the flash reports an error.
+DriveAnswer DRIVE_TakeUnit(const char* pUnit, size_t NumChars);
+
+/// Returns DRIVE_EMPTY, DRIVE_MISSING, DRIVE_WHOLE or DRIVE_FAILED. May be called at any time, and again. Takes as long
+/// as DRIVE_IsBootable.
+DriveAnswer DRIVE_Finish(void);
+
+/// Whether the flash holds a complete application. Ask after each reset, before anything else. Reads the whole part: 20
+/// cycles a byte on a Cortex-M0.
+int DRIVE_IsBootable(void);
