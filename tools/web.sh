@@ -25,7 +25,7 @@ export NODE_PATH=/usr/share/nodejs
 build web
 Size=$(stat --format=%s build/web/blockfit.html)
 echo "build/web/blockfit.html: $Size bytes"
-((Size < 500000)) || fail "That is more than half a megabyte."
+((Size <= 310000)) || fail "That is more than 310 kB."
 [[ $Task != build ]] || exit 0
 
 build release

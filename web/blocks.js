@@ -1,124 +1,148 @@
-// The output's blocks as text, one at a time. Which block holds what comes from the table that the check made of them.
+// The output's blocks as text, one at a time, below their picture; and how a block is found.
 
 const MAX_CHARS_SHOWN = 2 ** 19;
-const FIELDS = ['type', 'count', 'address', 'data', 'checksum'];
+const MAX_LINE = 80; // characters
+const FIELD_NAMES = ['type', 'count', 'address', 'data', 'checksum'];
 const END_RECORD = 'S9030000FC';
 
 const isData = (line) => /^S[123]/.test(line);
 const addressOf = (line) => parseInt(line.slice(4, 6 + 2 * line[1]), 16);
 const holds = (line, addr) => addressOf(line) <= addr && addr < addressOf(line) + parseInt(line.slice(2, 4), 16) - line[1] - 2;
 
-// A line as an element, with a note that is not selected with it. Blocks smaller than a line can hold a part of one.
-function makeLine(line, className, note) {
+// A line of the output. Blocks smaller than a line can hold a part of one.
+function Line({ line, look, note }) {
   const isWhole = isData(line) && line.length === 4 + 2 * parseInt(line.slice(2, 4), 16);
   const data = 6 + 2 * line[1];
   const ends = [0, 2, 4, data, line.length - 2, line.length];
-  const parts = isWhole ? FIELDS.map((name, i) => make('i', { className: name }, line.slice(ends[i], ends[i + 1]))) : [line];
-  return make('span', { className: `record ${className}`, 'data-note': line === END_RECORD ? 'end record' : note }, ...parts);
+  return h('span', { class: `record ${look}`, 'data-note': line === END_RECORD ? 'end record' : note },
+    isWhole ? FIELD_NAMES.map((name, i) => h('i', { class: name }, line.slice(ends[i], ends[i + 1]))) : line);
 }
 
-// What a block looks like. isCut: its last record is cut; isRest: its first is the rest of one. addr: is looked for.
-function makeLines(lines, isCut, isRest, addr) {
+// A block's lines. addr: the record with this address is marked.
+function listLines(lines, [, , , cut, rest], addr) {
   const firstRecord = lines.findIndex(isData);
   const lastRecord = lines.findLastIndex(isData);
-  const elements = [];
-  for (let i = 0; i < lines.length; ++i) {
-    if (lines[i] === '') {
-      const first = i;
-      while (lines[i + 1] === '') {
-        ++i;
-      }
-      const count = i + 1 - first;
-      elements.push(make('span', { className: 'fill' }, `${formatCount(count, 'line end')} of fill, ${2 * count} characters`));
-    } else {
-      const notes = [isRest && i === firstRecord && 'the rest of the record that is cut',
-        isCut && i === lastRecord && 'cut here: the rest is in the next block'].filter(Boolean);
-      const isSought = addr !== null && isData(lines[i]) && holds(lines[i], addr);
-      elements.push(makeLine(lines[i], `${notes.length ? 'cut' : ''} ${isSought ? 'sought' : ''}`, notes.join(', ')));
+  let numFill = 0;
+  return lines.map((line, i) => {
+    numFill = line === '' ? numFill + 1 : 0;
+    if (numFill > 0) {
+      const fill = `${formatCount(numFill, 'line end')} of fill, ${2 * numFill} characters`;
+      return lines[i + 1] === '' ? null : [h('span', { class: 'fill' }, fill), '\n'];
     }
-  }
-  return elements.flatMap((element) => [element, '\n']);
-}
-
-// The table's rows: records, bytes, characters of fill, and whether the last record is cut.
-const rowOf = (blocks, block) => blocks.subarray(4 * block, 4 * block + 4);
-
-// Whether a block begins with the rest of a record. Blocks smaller than a line can have others without a record between.
-function beginsWithRest(blocks, block) {
-  let before = block - 1;
-  while (before > 0 && rowOf(blocks, before)[0] === 0) {
-    --before;
-  }
-  return before >= 0 && rowOf(blocks, before)[3] === 1;
+    const note = [rest && i === firstRecord && 'the rest of the record that is cut',
+      cut && i === lastRecord && 'cut here: the rest is in the next block'].filter(Boolean).join(', ');
+    const sought = isData(line) && holds(line, addr) ? 'sought' : '';
+    return [h(Line, { line, note, look: `${note && 'cut'} ${sought}` }), '\n'];
+  });
 }
 
 // Returns the block that the byte at an address is in, -1 if there is no such byte: the output has the runs' bytes in
 // their order, and the table counts them.
-function findBlock({ runs, blocks }, addr) {
+function findBlock(result, addr) {
+  const { runs } = result;
   let numBefore = 0;
   let i = 0;
   for (; i < runs.length && addr >= runs[i] + runs[i + 1]; i += 2) {
     numBefore += runs[i + 1];
   }
   let block = 0;
-  for (numBefore += addr - runs[i]; numBefore >= rowOf(blocks, block)[1]; ++block) {
-    numBefore -= rowOf(blocks, block)[1];
+  for (numBefore += addr - runs[i]; numBefore >= rowOf(result, block)[1]; ++block) {
+    numBefore -= rowOf(result, block)[1];
   }
-  return addr >= runs[i] && 4 * block < blocks.length ? block : -1;
+  return addr >= runs[i] && ROW * block < result.blocks.length ? block : -1;
 }
 
-// Makes the viewer of a result's blocks. Returns { element, goToAddress }.
-function makeBlocksSection(result) {
-  const { output, blocks, settings: { BlockAlign: blockAlign } } = result;
-  const numBlocks = Math.max(blocks.length / 4, Math.ceil(output.size / blockAlign));
-  const lastBlock = numBlocks - 1;
-  const text = make('pre', { className: 'block', tabIndex: 0, role: 'group' });
-  const place = make('p', { className: 'hint', role: 'status' });
-  let current = 0;
+function findNextCut(result, block) {
+  const numBlocks = countBlocks(result);
+  let next = (block + 1) % numBlocks;
+  while (next !== block && !rowOf(result, next)[3]) {
+    next = (next + 1) % numBlocks;
+  }
+  return next;
+}
 
-  async function show(block, addr = null) {
-    current = Math.max(0, Math.min(block, lastBlock));
-    const shown = current;
-    const from = shown * blockAlign;
-    const numChars = Math.min(blockAlign, output.size - from);
-    const chars = await output.slice(from, from + Math.min(numChars, MAX_CHARS_SHOWN)).text();
-    if (shown !== current) {
-      return;
+// The picture, the text of the block under its cursor, and the memory map.
+class Contents extends Component {
+  constructor(props) {
+    super(props);
+    this.state = { block: 0, chars: null, addr: NaN, problem: '' };
+    this.numCuts = props.result.blocks.reduce((sum, n, i) => sum + (i % ROW === 3 && n > 0), 0);
+  }
+
+  componentDidMount() {
+    this.show(0);
+  }
+
+  shouldComponentUpdate(_, state) {
+    return state !== this.state;
+  }
+
+  // Shows a block, with the record that has an address, if there is one, or else where it is cut.
+  async show(block, addr = NaN) {
+    const { output, settings: { BlockAlign } } = this.props.result;
+    const from = block * BlockAlign;
+    this.wanted = block;
+    this.setState({ block, addr, problem: '' });
+    const chars = await output.slice(from, from + Math.min(BlockAlign, MAX_CHARS_SHOWN) + MAX_LINE).text()
+      .catch(() => 'The output cannot be read any more: convert the file again.');
+    if (block === this.wanted) {
+      this.setState({ chars, shown: block }, () => {
+        const text = this.base?.querySelector('.block');
+        const sought = text?.querySelector('.sought') ?? text?.querySelector('.end-of-block');
+        text?.scrollTo(0, sought ? sought.offsetTop - text.clientHeight * (addr >= 0 ? 0.3 : 0.7) : 0);
+      });
     }
-    const isAll = chars.length === numChars;
-    const [numRecords, numBytes, numFill, isCut] = rowOf(blocks, shown);
-    const counts = numRecords === undefined ? ''
-      : `: ${formatCount(numRecords, 'record')}, ${formatCount(numBytes, 'byte')}, ${formatCount(numFill, 'character')} of fill`;
-    place.textContent = `Block ${formatDecimal(shown)} of 0 to ${formatDecimal(lastBlock)}, at offset ${formatHex(from)}${counts}`;
-    const ending = !isAll ? `The first ${formatDecimal(chars.length)} characters of the block.`
-      : numChars < blockAlign ? `Free to the end of the block: ${formatCount(blockAlign - numChars, 'character')}.` : '';
-    const lines = chars.replace(/\r\n$/, '').split('\r\n');
-    text.replaceChildren(...makeLines(lines, isAll && isCut === 1, beginsWithRest(blocks, shown), addr),
-      make('span', { className: 'free' }, ending));
-    text.setAttribute('aria-label', `Text of block ${shown}`);
-    const sought = text.querySelector('.sought');
-    text.scrollTop = sought ? sought.offsetTop - text.clientHeight / 3 : 0;
-    previous.disabled = shown === 0;
-    next.disabled = shown === lastBlock;
   }
-  function goToAddress(addr) {
-    const block = findBlock(result, addr);
-    return block < 0 ? place.replaceChildren(`There is no byte at ${formatAddress(addr)}.`) : show(block, addr);
+
+  goToAddress(addr) {
+    const block = findBlock(this.props.result, addr);
+    return block < 0 ? this.setState({ problem: `There is no byte at ${formatAddress(addr)}.` }) : this.show(block, addr);
   }
-  const previous = makeButton('Previous', () => show(current - 1));
-  const next = makeButton('Next', () => show(current + 1));
-  const goTo = (name, parse, go) => make('label', {}, name, make('input', {
-    type: 'text', autocomplete: 'off', spellcheck: false, onchange: ({ target: { value } }) => {
-      const n = parse(value);
-      return Number.isNaN(n) ? place.replaceChildren(`${name}: a number is expected.`) : go(n);
-    },
-  }));
-  show(0);
-  const element = make('section', { className: 'blocks' },
-    make('h3', {}, 'Blocks of the output'),
-    make('div', { className: 'pager' }, previous, next,
-      goTo('Block', parseNumber, show), goTo('Address', parseHex, goToAddress)),
-    place,
-    make('p', { className: 'legend' }, ...FIELDS.map((name) => make('i', { className: name }, name))), text);
-  return { element, goToAddress };
+
+  // A block's text and the beginning of the next one.
+  renderText({ numChars, settings: { BlockAlign }, ...result }, { chars, shown, addr }) {
+    const size = Math.min(BlockAlign, numChars - shown * BlockAlign);
+    const isAll = size <= MAX_CHARS_SHOWN;
+    const row = rowOf(result, shown);
+    const lines = chars.slice(0, Math.min(size, MAX_CHARS_SHOWN)).replace(/\r\n$/, '').split('\r\n');
+    const [next] = chars.slice(size).split('\r\n');
+    return h('pre', { class: 'block', tabIndex: 0, role: 'group', 'aria-label': `Text of block ${shown}` },
+      listLines(lines, isAll ? row : [], addr),
+      !isAll && h('span', { class: 'free' }, `The first ${formatDecimal(MAX_CHARS_SHOWN)} characters of the block.`),
+      size < BlockAlign && h('span', { class: 'free' },
+        `Free to the end of the block: ${formatCount(BlockAlign - size, 'character')}.`),
+      isAll && next && [h('span', { class: 'end-of-block' }, `end of block ${shown}`), '\n',
+        h('span', { class: `record next ${row[3] ? 'cut' : ''}`, 'data-note': row[3] ? 'the rest, in the next block' : '' }, next)]);
+  }
+
+  render({ result }, { block, chars, problem, ...state }) {
+    const lastBlock = countBlocks(result) - 1;
+    const [numRecords, numBytes, numFill, cut] = rowOf(result, block);
+    const text = `Block ${formatDecimal(block)} of 0 to ${formatDecimal(lastBlock)}, ` +
+      `at offset ${formatHex(block * result.settings.BlockAlign)}: ${formatCount(numRecords, 'record')}, ` +
+      `${formatCount(numBytes, 'byte')}, ${formatCount(numFill, 'character')} of fill${cut ? '; the last record is cut' : ''}`;
+    const goTo = (name, parse, go) => h('label', {}, name, h('input', {
+      type: 'text', autocomplete: 'off', spellcheck: false, onChange: ({ target: { value } }) => {
+        const n = parse(value);
+        return Number.isNaN(n) ? this.setState({ problem: `${name}: a number is expected.` }) : go(n);
+      },
+    }));
+    const onRun = (start) => {
+      this.goToAddress(start);
+      this.base.scrollIntoView({ block: 'nearest' });
+    };
+    const show = (n) => this.show(Math.max(0, Math.min(lastBlock, n)));
+    return h('div', { class: 'contents' },
+      h('section', {},
+        h('div', { class: 'title' }, h('h3', {}, 'Blocks of the output'), h(Legend)),
+        h(Picture, { result, block, text, onBlock: show }),
+        h('div', { class: 'pager' },
+          button('Previous', () => show(block - 1), { disabled: block === 0 }),
+          button('Next', () => show(block + 1), { disabled: block === lastBlock }),
+          button(`Next cut, of ${formatDecimal(this.numCuts)}`, () => show(findNextCut(result, block)), { disabled: !this.numCuts }),
+          goTo('Block', parseNumber, show), goTo('Address', parseHex, (addr) => this.goToAddress(addr))),
+        h('p', { class: 'hint place', role: 'status' }, problem || text),
+        chars === null ? h('pre', { class: 'block' }) : this.renderText(result, { chars, ...state })),
+      h(MemoryMap, { result, onRun }));
+  }
 }

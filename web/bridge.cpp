@@ -58,9 +58,10 @@ void PassBlock(const ConditionedBlock& Block) {
 extern "C" {
 
 /// Reads the file at pPath, whose extension determines the format, and tells what is wrong or surprising about it.
-/// BaseAddr: load address of a raw binary file. Returns a CheckStatus.
+/// BaseAddr: load address of a raw binary file. Returns a CheckStatus; CHECK_UNREADABLE if memory is exhausted.
 EMSCRIPTEN_KEEPALIVE int WEB_Read(const char* pPath, uint32_t BaseAddr) {
-  return CHECK_OpenInput(&Input, {pPath, Tell}, {BaseAddr, {}});
+  const CheckStatus Status = CHECK_OpenInput(&Input, {pPath, Tell}, {BaseAddr, {}});
+  return Input.pFile == nullptr ? CHECK_BAD : Status;
 }
 
 /// Finds the first run of bytes at Addr or above. paRun: receives the run's first address and its size in bytes.

@@ -2,7 +2,7 @@
 """Puts the page and its program into one HTML file: page.py PROGRAM.js VERSION OUTPUT.html.
 
 PROGRAM.js is what emscripten made, PROGRAM.wasm is beside it. Styles and scripts are allowed by their hashes, so the
-page runs what is in this file and nothing else, and connects to nothing. Needs Python 3, and fflate in node_modules.
+page runs what is in this file and nothing else, and connects to nothing. Needs Python 3, and the libraries in node_modules.
 """
 
 import base64
@@ -11,7 +11,8 @@ import pathlib
 import sys
 
 HERE = pathlib.Path(__file__).resolve().parent
-SCRIPTS = ["numbers.js", "map.js", "blocks.js", "card.js", "page.js"]
+SCRIPTS = ["numbers", "names", "settings", "jobs", "saving", "map", "picture", "blocks", "rows", "page"]
+LIBRARIES = {"fflate": "umd/index.js", "preact": "dist/preact.min.umd.js"}
 
 
 def read(path):
@@ -32,13 +33,15 @@ def data_block(name, text):
     return element(text, f' type="text/plain" id="{name}"')
 
 
+def library(name, path):
+    folder = HERE / "node_modules" / name
+    return f"/* {name}\n{read(folder / 'LICENSE')} */\n{read(folder / path)}"
+
+
 def main(loader, version, output):
     style = read(HERE / "style.css")
-    zip_library = HERE / "node_modules" / "fflate"
-    scripts = [
-        f"/* fflate, which makes zip files.\n{read(zip_library / 'LICENSE')} */\n" + read(zip_library / "umd/index.js"),
-        "'use strict';\n" + "\n".join(read(HERE / name) for name in SCRIPTS),
-    ]
+    scripts = [library(*item) for item in LIBRARIES.items()]
+    scripts.append("'use strict';\n" + "\n".join(read(HERE / f"{name}.js") for name in SCRIPTS))
     policy = (
         f"default-src 'none'; script-src {' '.join(map(hash_of, scripts))} 'wasm-unsafe-eval'; worker-src blob:; "
         f"style-src {hash_of(style)}; img-src data:; base-uri 'none'; form-action 'none'"

@@ -1,20 +1,25 @@
 // Conditions files, one at a time, off the page's thread. The page ends a worker to cancel, and to free its memory.
 //
 // It gets { program, file, BaseAddr, BlockAlign, LineAlign }, program only the first time, and answers with any number
-// of { progress: 0 to 1, step }, then with { converted } or { refused: findings }. A finding is { level, text, places,
-// isOfOutput }, a place in a file { line, excerpt, markColumn, around }; the level is 'error', 'warning' or 'note'.
+// of { progress: 0 to 1, step }, then with { converted } or { refused: findings, isSpent: it is of no more use }. A
+// finding is { level, text, places, isOfOutput }, a place in a file { line, excerpt, markColumn, around }; the level is
+// 'error', 'warning' or 'note'.
 'use strict';
 
 const MAX_FILE_BYTES = 2 ** 31 - 1; // the program addresses 4 GiB, and an image of the file has to fit in
+const UNREADABLE = 2; // the status of a check that found neither good nor bad, as memory is exhausted
 const OUTPUT_PATH = '/out.srec';
 const WRITE_BYTES = 32768; // the program writes the output in pieces of this size, and the rest
 const LINES_AROUND = 2;
 const LINE_WIDTH = 78;
+const MAX_LINE = 80;
 const MAX_RUNS_DRAWN = 24;
 const MS_BETWEEN_REPORTS = 50;
 
 const TOO_LARGE = 'The file does not fit into this browser’s memory. The command-line program, Blockfit, can convert it.';
 const CHANGED = 'The file could not be read to its end: it has changed, or is gone, since it was chosen. Choose it again.';
+const UNCHECKED = 'The output could not be checked: this browser’s memory is exhausted. The command-line program, ' +
+  'Blockfit, can convert the file.';
 const STOPPED = 'The conversion stopped unexpectedly. The command-line program, Blockfit, may be able to do it.';
 
 // What a step says, and the nanoseconds that it takes for a byte that passes, as measured: only their relations matter.
@@ -22,9 +27,8 @@ const LOAD = { text: 'Loading', cost: 4 };
 const READ_TEXT = { text: 'Reading', cost: 3 };
 const READ_BINARY = { text: 'Reading', cost: 2 };
 const WRITE = { text: 'Writing', cost: 2.5 };
-const TEST = { text: 'Checking the output', cost: 7.5 };
-const COMPARE = { text: 'Comparing the output', cost: 2.5 };
-const HAND_OVER = { text: 'Comparing the output', cost: 4 };
+const TEST = { text: 'Checking', cost: 7.5 };
+const COMPARE = { text: 'Comparing', cost: 2.5 };
 const GROWTH = 2.5; // characters for a byte
 const START_COST = 6e7; // for the file
 
@@ -138,12 +142,28 @@ function linesAround(bytes, line) {
   return lines;
 }
 
-function explainRefusal(bytes) {
-  if (found.findings.some(({ level, text }) => level === 'error' && /memory|malloc/i.test(text))) {
-    throw new RangeError();
+// Makes the table of blocks: for each its records, bytes, characters of fill, of a cut record at its end, and of the
+// rest of one at its beginning.
+function measureBlocks(pieces, size, blockSize) {
+  const isLineEnd = (i) => pieces[Math.floor(i / WRITE_BYTES)][i % WRITE_BYTES] === 10;
+  const blocks = new Uint32Array(found.blocks.length / 4 * 5);
+  let isRest = false;
+  for (let block = 0; 4 * block < found.blocks.length; ++block) {
+    const [numRecords, numBytes, numFill, isCut] = found.blocks.slice(4 * block, 4 * block + 4);
+    const start = block * blockSize;
+    const end = Math.min(start + blockSize, size) - numFill;
+    let cut = isCut ? 1 : 0;
+    while (cut > 0 && cut < MAX_LINE && end - 1 - cut > start && !isLineEnd(end - 1 - cut)) {
+      ++cut;
+    }
+    let rest = isRest && numRecords ? 1 : 0;
+    while (rest > 0 && rest < MAX_LINE && !isLineEnd(start + rest - 1)) {
+      ++rest;
+    }
+    blocks.set([numRecords, numBytes, numFill, cut, rest], 5 * block);
+    isRest = isCut || (isRest && !numRecords);
   }
-  found.findings.forEach(({ places: [place] }) => place && (place.around = linesAround(bytes, place.line)));
-  return { refused: found.findings };
+  return blocks;
 }
 
 async function condition({ program, file, BaseAddr, BlockAlign, LineAlign }) {
@@ -154,7 +174,7 @@ async function condition({ program, file, BaseAddr, BlockAlign, LineAlign }) {
   progress = { done: START_COST, last: 0 };
   const extension = /(\.[^.]*)?$/.exec(file.name)[0].toLowerCase();
   const [readStep, growth] = extension === '.bin' ? [READ_BINARY, GROWTH] : [READ_TEXT, 1.1];
-  const outputCost = WRITE.cost + TEST.cost + COMPARE.cost + HAND_OVER.cost;
+  const outputCost = WRITE.cost + TEST.cost + COMPARE.cost;
   begin(LOAD, file.size * (LOAD.cost + readStep.cost + growth * outputCost));
   starting ??= loadBlockfit({
     wasmBinary: program,
@@ -165,15 +185,28 @@ async function condition({ program, file, BaseAddr, BlockAlign, LineAlign }) {
   const blockfit = await starting;
   const { FS } = blockfit;
   const call = (name, ...args) => blockfit.ccall(name, 'number', args.map((arg) => typeof arg), args);
+  const check = (...args) => {
+    const status = call(...args);
+    if (status === UNREADABLE) {
+      throw new Refusal(UNCHECKED);
+    }
+    return status === 0;
+  };
   const inputPath = `/in${extension}`;
   let bytes = await load(file);
   makeFile(FS, inputPath, [bytes], Infinity);
 
   begin(readStep, file.size * (readStep.cost + growth * outputCost));
-  if (call('WEB_Read', inputPath, BaseAddr) !== 0) {
-    return explainRefusal(bytes);
-  }
+  const status = call('WEB_Read', inputPath, BaseAddr);
   FS.unlink(inputPath);
+  if (status === UNREADABLE) {
+    throw new RangeError();
+  }
+  if (status !== 0) {
+    blockfit._WEB_Close();
+    found.findings.forEach(({ places: [place] }) => place && (place.around = linesAround(bytes, place.line)));
+    return { refused: found.findings };
+  }
   bytes = null;
   const runs = listRuns(blockfit);
   const numBytes = runs.reduce((sum, n, i) => (i % 2 ? sum + n : sum), 0);
@@ -181,32 +214,29 @@ async function condition({ program, file, BaseAddr, BlockAlign, LineAlign }) {
   begin(WRITE, (GROWTH * numBytes + 14 * runs.length / 2) * outputCost);
   makeFile(FS, OUTPUT_PATH, pieces, WRITE_BYTES);
   if (call('WEB_Write', OUTPUT_PATH, LineAlign, BlockAlign) !== 0) {
-    return explainRefusal([]);
+    throw new RangeError();
   }
   found.isOutput = true;
-  const { size } = FS.stat(OUTPUT_PATH);
-  begin(TEST, size * (outputCost - WRITE.cost));
-  let isProved = call('WEB_TestPromises', OUTPUT_PATH, LineAlign, BlockAlign) === 0;
-  begin(COMPARE, size * (COMPARE.cost + HAND_OVER.cost));
-  isProved = isProved && call('WEB_Compare', OUTPUT_PATH) === 0;
-  begin(HAND_OVER, size * HAND_OVER.cost);
-  report(size / 3);
+  const numChars = FS.stat(OUTPUT_PATH).size;
+  begin(TEST, numChars * (TEST.cost + COMPARE.cost));
+  let isProved = check('WEB_TestPromises', OUTPUT_PATH, LineAlign, BlockAlign);
+  begin(COMPARE, numChars * COMPARE.cost);
+  isProved = isProved && check('WEB_Compare', OUTPUT_PATH);
   FS.unlink(OUTPUT_PATH);
   blockfit._WEB_Close();
-  const { findings, blocks } = found;
-  return { converted: { pieces, findings, isProved, numBytes, runs, groups: groupRuns(runs), blocks: new Uint32Array(blocks) } };
+  const blocks = measureBlocks(pieces, numChars, BlockAlign);
+  const output = new Blob(pieces, { type: 'application/octet-stream' });
+  return { converted: { output, numChars, findings: found.findings, isProved, numBytes, runs, groups: groupRuns(runs), blocks } };
 }
 
 onmessage = async ({ data }) => {
   try {
-    const answer = await condition(data);
-    const { pieces = [], runs, blocks } = answer.converted ?? {};
-    postMessage(answer, pieces.length ? [...pieces, runs, blocks].map(({ buffer }) => buffer) : []);
+    postMessage(await condition(data));
   } catch (error) {
     const text = error instanceof RangeError ? TOO_LARGE : error instanceof Refusal ? error.message : STOPPED;
     if (text === STOPPED) {
       console.error(error);
     }
-    postMessage({ refused: [{ level: 'error', text, places: [] }] });
+    postMessage({ isSpent: true, refused: [{ level: 'error', text, places: [] }] });
   }
 };

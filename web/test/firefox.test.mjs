@@ -27,11 +27,12 @@ test('Firefox converts files, shows their blocks and saves them', async () => {
     await page.goto(PAGE_URL);
     const paths = ['gaps.hex', 'sample.s19', 'sample.bin', 'refused/checksum.hex'].map((name) => join(ROOT, 'examples', name));
     await (await page.$('#choose')).uploadFile(...paths);
-    await page.waitForSelector('[data-state="ready"] input');
-    await page.locator('[data-state="ready"] input').fill('8000');
+    await page.waitForSelector('[data-state="unplaced"]');
+    await page.locator('#BaseAddr').fill('8000');
     await page.keyboard.press('Enter');
-    await page.waitForFunction(() => document.querySelector('#summary').textContent === '3 proved; 1 refused');
-    await page.locator('.card summary').click();
+    await page.waitForFunction(() => document.querySelectorAll('[data-state="proved"]').length === 3);
+    await page.waitForSelector('[data-state="refused"]');
+    await page.locator('.row:first-child .open').click();
     await page.waitForSelector('.block .record');
     await page.locator('#save-all').click();
     const zip = join(folder, 'blockfit.zip');

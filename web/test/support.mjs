@@ -30,18 +30,24 @@ export async function drop(page, ...paths) {
   await page.dispatchEvent('#drop', 'drop', { dataTransfer: transfer });
 }
 
-export const card = (page, name) => page.locator('.card', { has: page.getByRole('heading', { name, exact: true }) });
+// The row of a file, by its name with the folder.
+export const rowOf = (page, name) => page.locator('.row', { has: page.locator(`.open[title=${JSON.stringify(name)}]`) });
 
-export async function setNumber(scope, label, text) {
-  const box = scope.getByLabel(label, { exact: true });
-  await box.fill(text);
-  await box.press('Enter');
+export async function setNumber(page, id, text) {
+  await page.locator(`#${id}`).fill(text);
+  await page.locator(`#${id}`).press('Enter');
 }
 
 export async function waitForState(page, name, ...states) {
-  const found = card(page, name).and(page.locator(states.map((state) => `[data-state="${state}"]`).join()));
+  const found = rowOf(page, name).and(page.locator(states.map((state) => `[data-state="${state}"]`).join()));
   await found.waitFor({ timeout: 30000 });
   return found;
+}
+
+// Opens the details of a row that is closed.
+export async function open(row) {
+  await row.locator('.open[aria-expanded="false"]').click();
+  return row;
 }
 
 // Runs the native program in a folder and returns the file that it writes.
@@ -66,7 +72,8 @@ export function hexText(numChars) {
   const data = Array.from({ length: 32 }, (_, i) => 7 * i & 0xFF);
   const lines = [];
   for (let addr = 0, left = numChars; left > 0; addr += 32, left -= lines.at(-1).length) {
-    lines.push((addr & 0xFFFF ? '' : hexRecord(2, 0, 0, 4, addr >> 24, addr >> 16 & 0xFF)) + hexRecord(32, addr >> 8 & 0xFF, addr & 0xFF, 0, ...data));
+    lines.push((addr & 0xFFFF ? '' : hexRecord(2, 0, 0, 4, addr >> 24, addr >> 16 & 0xFF)) +
+      hexRecord(32, addr >> 8 & 0xFF, addr & 0xFF, 0, ...data));
   }
   return `${lines.join('')}:00000001FF\n`;
 }
