@@ -30,7 +30,7 @@ void ComparePiece(CheckDifference* pDifference, MemImage* pImage, MemImage* pOth
   const uint64_t Last = Piece.Addr + (Piece.NumBytes - 1);
   MEMIMG_ReadData(pImage, Piece.Addr, Last, 0, 0, aMine.data(), nullptr, nullptr, PIECE_SIZE, 0, 0);
   MEMIMG_ReadData(pOther, Piece.Addr, Last, 0, 0, aOther.data(), nullptr, nullptr, PIECE_SIZE, 0, 0);
-  if (std::memcmp(aMine.data(), aOther.data(), Piece.NumBytes) == 0) {
+  if (std::memcmp(aMine.data(), aOther.data(), static_cast<size_t>(Piece.NumBytes)) == 0) {
     return;
   }
   for (uint32_t i = 0; i < Piece.NumBytes; ++i) {
