@@ -1,9 +1,13 @@
 // blockfit-check as a user runs it, the conditioned files that it rejects, and runs in which something fails.
 #include <getopt.h>
+#include <sys/wait.h>
+
+#include <new>
 
 #include "check/command.h"
 #include "check/conditioned.h"
 #include "check/input.h"
+#include "check/terminal.h"
 #include "support/harness.h"
 
 namespace {
@@ -228,8 +232,6 @@ TEST(Check, TakesOptionsAndFiles) {
   WriteFile("cut.hex", REC + "\n");
   WriteFile("note.mot", MOT + "S9031234B6");
   WriteFile("long.bin", std::string(70000, '\0'));
-  WriteFile("big.bin", "");
-  std::filesystem::resize_file("big.bin", 0x80000000);
   WriteFile("c", "S9030000FC\r\n");
   WriteFile("c.srec", "S10400006100\r\nS9030000FC\r\n");
   WriteFile("cut", "S1060030616263A3\r\n");
@@ -262,7 +264,6 @@ TEST(Check, TakesOptionsAndFiles) {
       {"missing.hex bad.hex", "2 missing.hex: error: No such file or directory\n" + Bad},
       {"bad.hex missing.hex", "2 " + Bad + "missing.hex: error: No such file or directory\n"},
       {"d.hex", "2 d.hex: error: Is a directory\n"},
-      {"big.bin", "1 big.bin: error: the file is larger than 2147483647 bytes, the limit for a .bin\n"},
       {"x.ihex ''", "2 x.ihex" + Known + Known},
       {"note.mot 2>&1 | head -n 1", "0 note.mot:2: note: the start address 0x00001234 is not written to the output\n"},
       {"--conditioned d.hex", "2 d.hex: error: Is a directory\n"},
@@ -467,32 +468,58 @@ TEST(Conditioned, BlocksAreListed) {
 TEST(Check, SaysTheSameOrThatItFails) {
   WriteFile("a.hex", REC + "\n" + END + MakeRecord(true, 0x100, "x") + "\n");
   WriteFile("b.mot", "S1060030616263A3\n");
+  // Runs the program in a process of its own, because it may end where memory is exhausted.
   const auto RunIt = [](FaultKind What, const Fault& How, bool* pHasFired) {
-    std::string aArg[] = {"blockfit-check", "--strict", "--within=1-0x200", "--against", "a.hex", "b.mot"};
-    char* apArg[7] = {};
-    std::transform(std::begin(aArg), std::end(aArg), apArg, [](std::string& Arg) { return Arg.data(); });
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    optind = 0;  // getopt_long starts anew
-    FAULT_Arm(What, How);
-    const int Status = CHECK_Run(6, apArg);
-    *pHasFired = FAULT_Disarm();
-    return std::to_string(Status) + testing::internal::GetCapturedStderr() + testing::internal::GetCapturedStdout();
+    const pid_t Child = fork();
+    if (Child == 0) {
+      std::string aArg[] = {"blockfit-check", "--strict", "--within=1-0x200", "--against", "a.hex", "b.mot"};
+      char* apArg[7] = {};
+      std::transform(std::begin(aArg), std::end(aArg), apArg, [](std::string& Arg) { return Arg.data(); });
+      const bool IsOpen = std::freopen("out", "w", stdout) != nullptr && std::freopen("err", "w", stderr) != nullptr;
+      std::setvbuf(stderr, nullptr, _IONBF, 0);  // as it is when a program starts
+      std::set_new_handler(CHECK_StopWithoutMemory);
+      optind = 0;  // getopt_long starts anew
+      FAULT_Arm(What, How);
+      const int Status = CHECK_Run(6, apArg);
+      _exit(Status + (FAULT_Disarm() ? 8 : 0) + (IsOpen ? 0 : 16));
+    }
+    int Status = 0;
+    EXPECT_EQ(Child, waitpid(Child, &Status, 0));
+    EXPECT_TRUE(WIFEXITED(Status));
+    *pHasFired = WEXITSTATUS(Status) >= 8 || WEXITSTATUS(Status) == CHECK_UNREADABLE;
+    return std::to_string(WEXITSTATUS(Status) % 8) + ReadFile("err") + ReadFile("out");
   };
   bool HasFired = false;
   const std::string Expected = RunIt(FAULT_NONE, {}, &HasFired);
   EXPECT_EQ('1', Expected[0]);
   for (const FaultKind What : {FAULT_ALLOC, FAULT_OPEN, FAULT_READ}) {
-    for (const int Error : {EIO, ENOMEM, 0}) {
+    for (const int Error : What == FAULT_ALLOC ? std::vector{ENOMEM} : std::vector{EIO, ENOENT, 0}) {
+      const std::string Reason = What == FAULT_ALLOC ? "error: out of memory" : "error: ";
       HasFired = true;
       for (int First = 1; HasFired; ++First) {
         const std::string Printed = RunIt(What, {First, First, Error}, &HasFired);
-        ASSERT_TRUE(Printed == Expected ||
-                    (HasFired && Printed[0] == '2' && Printed.find("error: ") != std::string::npos))
+        ASSERT_TRUE(Printed == Expected || (HasFired && Printed[0] == '2' && Printed.find(Reason) != std::string::npos))
             << What << ' ' << First << ' ' << Printed;
         ASSERT_TRUE(HasFired || First > 2);
       }
     }
+  }
+}
+
+TEST(Check, KnowsTheLargestRawBinary) {
+  std::string Found;
+  const CheckSink Keep = [&](const CheckFinding& Finding) { Found = Finding.Text; };
+  CheckInput Input;
+  for (const unsigned NumBytes : {0x7FFFFFFFU, 0x80000000U}) {
+    WriteFile("big.bin", "");
+    std::filesystem::resize_file("big.bin", NumBytes);
+    FAULT_Arm(FAULT_READ, {1, 1, EIO});  // it would take long
+    const CheckStatus Status = CHECK_OpenInput(&Input, {"big.bin", Keep}, {});
+    FAULT_Disarm();
+    EXPECT_EQ(NumBytes == 0x80000000 ? CHECK_BAD : CHECK_UNREADABLE, Status);
+    EXPECT_EQ(NumBytes == 0x80000000 ? "the file is larger than 2147483647 bytes, the limit for a .bin"
+                                     : "Input/output error",
+              Found);
   }
 }
 

@@ -92,7 +92,7 @@ bool CHECK_FlushOutput() {
 }
 
 void CHECK_StopWithoutMemory() {
-  std::fputs("Out of memory\n", stderr);
+  std::fputs("error: out of memory\n", stderr);
   std::fflush(stderr);
   std::_Exit(CHECK_UNREADABLE);
 }

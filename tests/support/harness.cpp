@@ -70,6 +70,25 @@ bool FAULT_Disarm() {
   return std::exchange(NumCalls, 0) >= How.First;
 }
 
+// The C++ library's own would call its own malloc.
+void* operator new(size_t NumBytes) {
+  for (;;) {
+    void* pBlock = std::malloc(NumBytes);
+    if (pBlock != nullptr) {
+      return pBlock;
+    }
+    std::get_new_handler()();
+  }
+}
+
+void operator delete(void* pBlock) noexcept {
+  std::free(pBlock);
+}
+
+void operator delete(void* pBlock, size_t) noexcept {
+  std::free(pBlock);
+}
+
 extern "C" {
 
 #pragma GCC diagnostic ignored "-Wmissing-declarations"
