@@ -55,7 +55,7 @@ TEST(Check, ExplainsWhyAFileIsRefused) {
   const std::string Again = " Make or fetch the file again\n";
   const std::string Damaged = ": the line is damaged." + Again;
   const std::string Digit = " e hexadecimal digit expected";
-  const std::string Short = " e the line ends too early" + Damaged;
+  const std::string Short = " e the line ends too early: was the file cut off? Make or fetch it again\n";
   const std::string Mark = " e a record begins with a colon" + Damaged;
   const std::string Checksum = " e wrong checksum, 0x";
   const std::string Twice = " is defined twice: is a line doubled, or do two sections or joined files overlap? <";
@@ -137,9 +137,10 @@ TEST(Check, NamesWhatAFileIsInstead) {
       {"f.hex", "@00000000", Not + Page},
       {"f.hex", MOT, Not + "it is an S-record file: rename it to .srec\n"},
       {"f.hex", "\x80", Not + "a record begins with a colon\n"},
-      {"f.mot", "s1060030616263A3\n", "1:0 e not Motorola S-record: the S of an S-record is upper-case\n"},
+      {"f.mot", "s1060030616263A3\n",
+       "1:0 e not Motorola S-record: it begins with a lower-case s: an S-record begins with S\n"},
       {"f.mot", REC, "1:0 e not Motorola S-record: " + HexName},
-      {"f.bin", "", "0:0 w the file has no data\n"},
+      {"f.bin", "", "0:0 w the file has no data: is it the right one?\n"},
       {"f.bin", "\x7F\x45LF", "0:0 w " + Elf},
       {"f.bin", "\x1F\x8B\x08", "0:0 n " + Gzip},
       {"f.bin", "PK\x03\x04", "0:0 n " + Zip},
@@ -157,17 +158,21 @@ TEST(Check, NamesWhatAFileIsInstead) {
 }
 
 TEST(Check, WarnsOfDataThatMayBeMissing) {
-  const std::string CutOff = ":0 w no end record follows this last record: the file may have been cut off\n";
+  const std::string CutOff =
+      ":0 w no end record follows this last record: the file may have been cut off. Make or fetch it again\n";
   const std::string After =
       ":0 w a record after the end record: were two files joined? In Intel HEX, the second must set its upper "
       "address\n";
-  const std::string EndMark = ":0 w a byte 0x00 or 0x1A ends the data here: what follows is not read\n";
+  const std::string EndMark =
+      ":0 w a byte 0x00 or 0x1A ends the data here: what follows is not read. Make or fetch the file again\n";
   const std::string Unused = ":0 w this record has bytes that are not used: is its type or length damaged?\n";
   const std::string Start = ":0 n the start address 0x";
   const std::string Written = " is not written to the output\n";
   const std::string Leaves =
-      ":0 w data beyond the end of its 64 KiB segment: other tools may put it at the segment's start\n";
-  const std::string Beyond = ":0 w data beyond 0xFFFFFFFF: in the output, its addresses start again at 0\n";
+      ":0 w data beyond the end of its 64 KiB segment: other tools may put it at the segment's start. Records of type "
+      "04 avoid that\n";
+  const std::string Beyond =
+      ":0 w data beyond 0xFFFFFFFF: in the output, its addresses start again at 0. Is the load address right?\n";
   const auto Count = [](const std::string& Said, const std::string& Read) {
     return ":0 w the count record says " + Said + " data records, " + Read + " were read: are some missing?\n";
   };
@@ -191,7 +196,7 @@ TEST(Check, WarnsOfDataThatMayBeMissing) {
       {"f.hex", ":020000021000EC\n:020000040001F9\n:02FFFF000304F9\n" + END, ""},
       {"f.hex", ":02FFFF000304F9\n" + END, ""},
       {"f.hex", REC + "\n:00000006FA\n:03000004080000F1\n" + END, "2" + Unused},
-      {"f.hex", ":03000004080000F1\n" + END, "1" + Unused + "0:0 w the file has no data\n"},
+      {"f.hex", ":03000004080000F1\n" + END, "1" + Unused + "0:0 w the file has no data: is it the right one?\n"},
       {"f.hex", ":02000004FFFFFC\n:02FFFE000102FE\n" + END, ""},
       {"f.hex", ":02000004FFFFFC\n:03FFFE00010203FA\n" + END, "2:13" + Beyond.substr(2)},
       {"f.mot", MOT + "S901FE", ""},
@@ -244,8 +249,10 @@ TEST(Check, TakesOptionsAndFiles) {
   std::filesystem::create_symlink("/dev/stdin", "p.hex");
   const std::string Runs = TABLE + "  0x00000030  0x00000032           3\n";
   const std::string Abc = "a.bin: raw binary, 3 bytes in 1 run\n" + TABLE;
-  const std::string Bad = "bad.hex:1: error: the line ends too early" + DAMAGED + "  :\n   ^\n";
-  const std::string Beyond = "warning: data beyond 0xFFFFFFFF: in the output, its addresses start again at 0\n";
+  const std::string Bad =
+      "bad.hex:1: error: the line ends too early: was the file cut off? Make or fetch it again\n  :\n   ^\n";
+  const std::string Beyond =
+      "warning: data beyond 0xFFFFFFFF: in the output, its addresses start again at 0. Is the load address right?\n";
   const std::string Try = "Try 'blockfit-check --help' for more information.\n";
   const std::string Known = ": error: unknown file extension: Blockfit reads .mot .srec .s19 .s37 .s .hex .bin\n";
   const std::pair<std::string, std::string> aCase[] = {

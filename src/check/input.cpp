@@ -53,8 +53,9 @@ std::string DescribeError(const CheckPlace& Place, const Format& How, const Read
     case READ_ERROR_MARK:
       return Damaged(How.pMarkText);
     case READ_ERROR_DIGIT:
-      return Damaged(Place.Line != 0 && Place.MarkColumn == Place.Excerpt.size() ? "the line ends too early"
-                                                                                 : "hexadecimal digit expected");
+      return Place.Line != 0 && Place.MarkColumn == Place.Excerpt.size()
+                 ? "the line ends too early: was the file cut off? Make or fetch it again"
+                 : Damaged("hexadecimal digit expected");
     case READ_ERROR_CHECKSUM:
       return Damaged(CHECK_Format("wrong checksum, 0x%02X expected", Notes.RightChecksum));
     case READ_ERROR_TOO_SHORT:
@@ -104,17 +105,19 @@ void JudgeAccepted(const RecordWatch& Watch, const DataFile& File, MemImage* pIm
     }
   } else if (Notes.EndMark != READ_NOWHERE && !IsPadded(Watch.File.pPath, Notes.EndMark)) {
     CHECK_Report(Watch.File, CHECK_WARNING, Notes.EndMark,
-                 "a byte 0x00 or 0x1A ends the data here: what follows is not read");
+                 "a byte 0x00 or 0x1A ends the data here: what follows is not read. Make or fetch the file again");
   } else {
     CHECK_WatchEnd(Watch);
   }
   const CheckRun Beyond = CHECK_RunFrom(pImage, uint64_t{UINT32_MAX} + 1);
   if (Beyond.NumBytes != 0) {
-    Watch.File.Sink({CHECK_WARNING, "data beyond 0xFFFFFFFF: in the output, its addresses start again at 0",
-                     CHECK_FindDefinition(File, Beyond.Addr)});
+    Watch.File.Sink(
+        {CHECK_WARNING,
+         "data beyond 0xFFFFFFFF: in the output, its addresses start again at 0. Is the load address right?",
+         CHECK_FindDefinition(File, Beyond.Addr)});
   }
   if (pImage->NumAreas == 0) {
-    CHECK_Report(Watch.File, CHECK_WARNING, READ_NOWHERE, "the file has no data");
+    CHECK_Report(Watch.File, CHECK_WARNING, READ_NOWHERE, "the file has no data: is it the right one?");
   }
 }
 

@@ -58,7 +58,8 @@ void Judge(RecordWatch* pWatch, const NotedRecord& Record) {
   ReportIf(pWatch->HasEnded, KIND_AFTER_END, CHECK_WARNING,
            "a record after the end record: were two files joined? In Intel HEX, the second must set its upper address");
   ReportIf(EndOf(Record) > pWatch->SegmentEnd, KIND_SEGMENT, CHECK_WARNING,
-           "data beyond the end of its 64 KiB segment: other tools may put it at the segment's start");
+           "data beyond the end of its 64 KiB segment: other tools may put it at the segment's start. Records of type "
+           "04 avoid that");
   ReportIf(IsIgnored(*pWatch, Record), KIND_UNUSED, CHECK_WARNING,
            "this record has bytes that are not used: is its type or length damaged?");
   if (IsWrongCount(*pWatch, Record)) {
@@ -104,6 +105,6 @@ void CHECK_WatchRecord(void* pContext, const NotedRecord& Record) {
 void CHECK_WatchEnd(const RecordWatch& Watch) {
   if (!Watch.HasEnded && !Watch.IsCounted) {
     CHECK_Report(Watch.File, CHECK_WARNING, Watch.Last.Offset,
-                 "no end record follows this last record: the file may have been cut off");
+                 "no end record follows this last record: the file may have been cut off. Make or fetch it again");
   }
 }
