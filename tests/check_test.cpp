@@ -208,6 +208,8 @@ TEST(Check, WarnsOfDataThatMayBeMissing) {
       {"f.mot", MOT + "S804000000FB\n", ""},
       {"f.mot", MOT + "S50201FC\n" + MOT_END, "2" + Unused},
       {"f.mot", MOT + "S00400001BE0\n" + MOT_END, "2" + Unused},
+      {"f.mot", MOT + "S0040000FFFC\n" + MOT_END, "2" + Unused},
+      {"f.mot", MOT + "S5030000FC\n" + MOT_END, "2" + Count("0", "1")},
       {"f.mot", MOT + "S0050000C3A98E\n" + MOT_END, ""},
       {"f.mot", MOT + "S0030001FB\n" + MOT_END, "2" + Unused},
       {"f.mot", "S0030001FB\n" + MOT + MOT_END, "1" + Unused},
@@ -399,6 +401,7 @@ TEST(Conditioned, EveryPromiseIsTested) {
       {Cut, {120, 12}, "offset 120: " + CutOdd},
       {Cut, {164, 8}, "offset 120: " + CutAway},
       {Cut, {80, 8}, "offset 80: " + Crosses},
+      {Line(0, 32) + End, {80, 8}, "offset 80: " + Crosses},
       {Cut, {78, 8}, ""},  // blocks too small for the longest line promise less
       {Filled, {120, 8}, ""},
       {Filled, {240, 8}, "offset 120: a record follows fill within a block of 240" + Another},

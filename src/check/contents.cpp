@@ -9,20 +9,6 @@ namespace {
 /// How many bytes are compared at once.
 constexpr uint64_t PIECE_SIZE = 4096;
 
-/// Returns the first part of a run that lies outside all ranges; without one, its NumBytes is 0.
-CheckRun OutsideOf(const CheckRun& Run, const std::vector<CheckRange>& Ranges) {
-  uint64_t First = Run.Addr;
-  uint64_t End = Run.Addr + Run.NumBytes;
-  const auto HoldsFirst = [&](const CheckRange& Range) { return Range.First <= First && First <= Range.Last; };
-  for (auto i = Ranges.begin(); (i = std::find_if(Ranges.begin(), Ranges.end(), HoldsFirst)) != Ranges.end();) {
-    First = uint64_t{i->Last} + 1;
-  }
-  for (const CheckRange& Range : Ranges) {
-    End = Range.First > First ? std::min<uint64_t>(End, Range.First) : End;
-  }
-  return {First, End - std::min(First, End)};
-}
-
 /// Compares bytes that both images have.
 void ComparePiece(CheckDifference* pDifference, MemImage* pImage, MemImage* pOther, const CheckRun& Piece) {
   std::array<uint8_t, PIECE_SIZE> aMine;
@@ -49,24 +35,17 @@ CheckRun CHECK_RunFrom(MemImage* pImage, uint64_t Addr) {
   return Run;
 }
 
-std::vector<CheckRun> CHECK_ListRuns(MemImage* pImage) {
-  std::vector<CheckRun> Runs(pImage->NumAreas);
-  uint64_t Addr = 0;
-  for (CheckRun& Run : Runs) {
-    Run = CHECK_RunFrom(pImage, Addr);
-    Addr = Run.Addr + Run.NumBytes;
-  }
-  return Runs;
-}
-
-CheckRun CHECK_FindOutside(MemImage* pImage, const std::vector<CheckRange>& Ranges) {
-  for (const CheckRun& Run : CHECK_ListRuns(pImage)) {
-    const CheckRun Outside = OutsideOf(Run, Ranges);
-    if (Outside.NumBytes != 0 && !Ranges.empty()) {
-      return Outside;
+CheckRun CHECK_FindOutside(MemImage* pImage, std::vector<CheckRange> Ranges) {
+  std::sort(Ranges.begin(), Ranges.end(), [](const CheckRange& A, const CheckRange& B) { return A.First < B.First; });
+  uint64_t Addr = 0;  // no byte below it is outside
+  for (const CheckRange& Range : Ranges) {
+    const CheckRun Run = CHECK_RunFrom(pImage, Addr);
+    if (Run.Addr < Range.First) {
+      return {Run.Addr, std::min(Run.NumBytes, Range.First - Run.Addr)};
     }
+    Addr = std::max(Addr, uint64_t{Range.Last} + 1);
   }
-  return {};
+  return Ranges.empty() ? CheckRun{} : CHECK_RunFrom(pImage, Addr);
 }
 
 CheckDifference CHECK_Compare(MemImage* pImage, MemImage* pOther) {
@@ -83,8 +62,8 @@ CheckDifference CHECK_Compare(MemImage* pImage, MemImage* pOther) {
       Difference.FirstAddr = std::min(Difference.FirstAddr, Piece.Addr);
       (Mine.Addr < Other.Addr ? Difference.NumSurplus : Difference.NumMissing) += Piece.NumBytes;
     }
-    Mine = CHECK_RunFrom(pImage, Piece.Addr + Piece.NumBytes);
-    Other = CHECK_RunFrom(pOther, Piece.Addr + Piece.NumBytes);
+    Mine = CHECK_RunAfter(pImage, Piece);
+    Other = CHECK_RunAfter(pOther, Piece);
   }
   return Difference;
 }

@@ -16,8 +16,10 @@ struct CheckRun {
 /// all.
 CheckRun CHECK_RunFrom(MemImage* pImage, uint64_t Addr);
 
-/// Returns all runs, by address.
-std::vector<CheckRun> CHECK_ListRuns(MemImage* pImage);
+/// Returns the run that follows Run, or the rest of the run that Run is the first part of.
+inline CheckRun CHECK_RunAfter(MemImage* pImage, const CheckRun& Run) {
+  return CHECK_RunFrom(pImage, Run.Addr + Run.NumBytes);
+}
 
 /// Addresses from First to Last, both included.
 struct CheckRange {
@@ -26,8 +28,8 @@ struct CheckRange {
 };
 
 /// Returns the first part of a run that lies outside all ranges, which may touch, overlap and be nested. Its NumBytes
-/// is 0 if there is none, and if there are no ranges. Each run takes up to O(ranges * ranges).
-CheckRun CHECK_FindOutside(MemImage* pImage, const std::vector<CheckRange>& Ranges);
+/// is 0 if there is none, and if there are no ranges.
+CheckRun CHECK_FindOutside(MemImage* pImage, std::vector<CheckRange> Ranges);
 
 /// How an image differs from another one.
 struct CheckDifference {
