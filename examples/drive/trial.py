@@ -166,6 +166,7 @@ def make_sessions():
         other_boards.append(units_of("fw.srec", 512))
     new = make_version(body)
     foreign = ((0, 0, b"fw"), (1, APP_START), (1, APP_START, bytes(33)), (1, 0xFFF0, bytes(32)), (5, 9), (7, 0), (9, 1))
+    across = [(2, APP_END - num_inside, bytes(32)) for num_inside in (1, 31)]
     return (older, other, new), [
         ("one unit missing", "MW", lambda: mix(random.sample(new.units, len(new.units) - 1)), NONE),
         ("one older unit first", "WF", lambda: [random.choice(older.units[:-5]), *mix(new.units)], NONE),
@@ -179,8 +180,7 @@ def make_sessions():
         ("the older version after whole", "F", lambda: [*mix(new.units), b"", *mix(older.units)], NONE),
         ("another application", "W", lambda: mix(other.units), NONE),
         ("a file for another board", "F", lambda: mix(random.choice(other_boards)), NONE),
-        ("also a record across the end", "F",
-         lambda: mix(insert_record(new.units, 2, APP_END - random.randint(1, 31), bytes(32))), NONE),
+        ("also a record across the end", "F", lambda: mix(insert_record(new.units, *random.choice(across))), NONE),
         ("also a record of another kind", "F", lambda: mix(insert_record(new.units, *random.choice(foreign))), NONE),
         ("an error of the flash, reported", "F", lambda: mix(new.units), REPORTED),
         ("an error of the flash, silent", "MWF", lambda: mix(new.units), SILENT),
@@ -199,6 +199,8 @@ def session(versions, may_answer, units, on, *fault):
     number = known.index(flashes[-1]) if flashes[-1] in known else -1
     again, flashes = on(flashes[-1], [*mix(new.units), b""])
     is_right &= again[0] == "CB"[number >= 0] and again[-1] == "W" and flashes[-1] == new.flash
+    i = random.randrange(APP_START, APP_END)
+    is_right &= on_host(new.flash[:i] + bytes([new.flash[i] ^ 1]) + new.flash[i + 1:], [])[0] == "C"
     return answers[-1] if may_answer else "off", number, is_right
 
 
