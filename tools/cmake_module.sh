@@ -20,7 +20,7 @@ expect_failure() {
 
 # expect_made NUM: a build makes that many conditioned files, and then all are right.
 expect_made() {
-  local Data=$Project/../sample.bin
+  local Data=$Project/boot.bin
   touch "$Scratch/before"
   quietly cmake --build "$Build"
   (($(find "$Build" -maxdepth 1 -name '*.srec' -newer "$Scratch/before" | wc -l) == $1)) || fail "$Build: not $1 files"
@@ -38,16 +38,15 @@ try() {
   rm -rf "$Scratch/project"
   mkdir "$Scratch/project"
   cp -r examples/cmake "$Project"
-  cp examples/sample.bin "$Scratch/project"
   sed -i "s|^find_package.*|include($Scratch/$1.cmake)|" "$Project/CMakeLists.txt"
-  echo 'blockfit_condition(INPUT ../sample.bin BASE 0x8000 BLOCK 100 LINE 0x4 OUTPUT all.srec
+  echo 'blockfit_condition(INPUT boot.bin BASE 0x8000 BLOCK 100 LINE 0x4 OUTPUT all.srec
                            WITHIN 0-0x8001 32770-0xFFFF)' >>"$Project/CMakeLists.txt"
 
   quietly cmake -S "$Project" -B "$Build" -G "$2" "${@:3}"
   expect_made 3
   expect_made 0
   sed -i 's/34}/35}/' "$Project/main.c"
-  echo "more" >>"$Scratch/project/sample.bin"
+  echo "more" >>"$Project/boot.bin"
   expect_made 3
   find "$Scratch" -name Blockfit -type f -exec touch {} +
   expect_made 3

@@ -4,7 +4,7 @@
 set -euo pipefail
 
 source "$(dirname "${BASH_SOURCE[0]}")/lib/common.sh"
-need c++:g++ make cmake doxygen objcopy:binutils srec_cat:srecord mandoc python3
+need c++:g++ make cmake doxygen objcopy:binutils srec_cat:srecord mandoc python3 git meson scons pre-commit
 
 build release
 quietly cmake -S examples/consumer -B build/consumer
