@@ -11,7 +11,7 @@ class Image : public testing::Test {
   int Write(uint64_t Addr, uint64_t NumBytes, const char* pText = nullptr) {
     return MEMIMG_WriteData(m_pImage, Addr, NumBytes, reinterpret_cast<const uint8_t*>(pText), -1);
   }
-  /// Reads a span. Returns it as RunsOf does, with '_' for invalid bytes.
+  /// Reads a span. Returns it as RunsOf does, with '_' for invalid bytes, or '!' for one that has a value.
   std::string Read(uint64_t Start, uint64_t End = TOP, uint64_t MaxGap = 0, int64_t Max = 32, uint32_t StartBits = 0,
                    uint32_t EndBits = 0) {
     uint8_t aData[32];
@@ -21,7 +21,8 @@ class Image : public testing::Test {
     const int64_t Num =
         MEMIMG_ReadData(m_pImage, Start, End, MaxGap, 0xF00 + '.', aData, aValid, &Found, Max, StartBits, EndBits);
     for (size_t i = 0; i < static_cast<size_t>(Num); ++i) {
-      Map[Found + i] = aData[i] == '.' && aValid[i] == 0 ? '_' : aData[i];
+      const char Invalid = aData[i] == '.' ? '_' : '!';
+      Map[Found + i] = aValid[i] != 0 ? aData[i] : static_cast<uint8_t>(Invalid);
     }
     return RunsOf(Map);
   }

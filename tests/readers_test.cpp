@@ -114,6 +114,12 @@ TEST(Readers, SayWhyAFileCannotBeReadOrKept) {
     WriteFile("f", pfRead == HEX_Read ? ":00000001FF\n:03003000616263A7" : "S9030000FC\nS1060030616263A3");
     EXPECT_EQ(Result, ReadPath(pfRead, "f", What, {.First = First}));
   }
+  const auto pImage = NewImage();
+  ReadNotes Notes;
+  FAULT_Arm(FAULT_ALLOC, {.First = 2});
+  EXPECT_EQ(READER_ERR_OPEN, BIN_ReadEx(pImage.get(), "f", 0, nullptr, nullptr, &Notes));
+  FAULT_Disarm();
+  EXPECT_EQ(READ_ERROR_MEMORY, Notes.Error);
 }
 
 /// The window's edge falls on every character of the longest record, its line end and the white space around it.
