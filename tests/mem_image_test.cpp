@@ -224,4 +224,13 @@ TEST(ImageRandom, AgreesWithAPlainMap) {
   }
 }
 
+TEST_F(Image, RefusesAWriteIfALongListGetsNoIndex) {
+  for (uint64_t Addr = 0; Addr < 20; Addr += 2) {
+    EXPECT_EQ(0, Write(Addr, 1, "x"));
+  }
+  FAULT_Arm(FAULT_ALLOC, {});
+  EXPECT_EQ(MEMIMG_ERR_NO_MEMORY, Write(5, 1, "y"));
+  FAULT_Disarm();
+}
+
 }  // namespace
