@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Makes a package for pip of installed programs and their manual pages, with nothing to import:
-# make_wheel.sh TREE FOLDER PLATFORM..., where TREE is a prefix that cmake --install has filled, FOLDER is for the package,
-# and PLATFORM is one that the programs run on, as pip calls it.
+# make_wheel.sh TREE FOLDER PLATFORM..., where TREE is a prefix that cmake --install has filled, FOLDER is for the
+# package, and PLATFORM is one that the programs run on, as pip calls it.
 set -euo pipefail
 
 Here=$(dirname "${BASH_SOURCE[0]}")

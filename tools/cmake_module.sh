@@ -110,8 +110,10 @@ for Generator in Ninja "Unix Makefiles"; do
   quietly cmake --build "$Build"
   "$Check" --against "$Project/cut.hex" "$Build/cut.srec" >/dev/null 2>&1 || fail "cut.srec is not right"
 
-  echo 'blockfit_condition(INPUT cut.hex WITHIN 0-0x8080 0x9000-0x9001 OUTPUT far ALLOW_WARNINGS)' >>"$Project/CMakeLists.txt"
-  expect_no_file far.srec "cut.hex:9: error: 0x00008081-0x0000808F lies outside 0x00000000-0x00008080, 0x00009000-0x00009001"
+  echo 'blockfit_condition(INPUT cut.hex WITHIN 0-0x8080 0x9000-0x9001 OUTPUT far ALLOW_WARNINGS)' \
+    >>"$Project/CMakeLists.txt"
+  expect_no_file far.srec \
+    "cut.hex:9: error: 0x00008081-0x0000808F lies outside 0x00000000-0x00008080, 0x00009000-0x00009001"
   sed -i '/far/d' "$Project/CMakeLists.txt"
 
   cp examples/refused/digit.hex "$Project/bad.hex"
