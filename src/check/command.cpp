@@ -42,13 +42,8 @@ struct Settings {
 
 void PrintRuns(const CheckInput& Input) {
   MemImage* pImage = Input.pImage.get();
-  uint64_t NumBytes = 0;
-  for (CheckRun Run = CHECK_RunFrom(pImage, 0); Run.NumBytes != 0; Run = CHECK_RunAfter(pImage, Run)) {
-    NumBytes += Run.NumBytes;
-  }
-  std::printf("%s: %s, %" PRIu64 " byte%s in %" PRIu32 " run%s\n%s", CHECK_ShowName(Input.pFile->pPath).c_str(),
-              Input.pFormat, NumBytes, NumBytes == 1 ? "" : "s", pImage->NumAreas, pImage->NumAreas == 1 ? "" : "s",
-              NumBytes == 0 ? "" : "       first        last        size\n");
+  std::printf("%s: %s, %s\n%s", CHECK_ShowName(Input.pFile->pPath).c_str(), Input.pFormat,
+              CHECK_ShowSize(pImage).c_str(), pImage->NumAreas == 0 ? "" : "       first        last        size\n");
   for (CheckRun Run = CHECK_RunFrom(pImage, 0); Run.NumBytes != 0; Run = CHECK_RunAfter(pImage, Run)) {
     std::printf("  0x%08" PRIX64 "  0x%08" PRIX64 "  %10" PRIu64 "\n", Run.Addr, Run.Addr + (Run.NumBytes - 1),
                 Run.NumBytes);

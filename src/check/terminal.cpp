@@ -83,6 +83,15 @@ std::string CHECK_ShowName(std::string Name) {
   return Name;
 }
 
+std::string CHECK_ShowSize(MemImage* pImage) {
+  uint64_t NumBytes = 0;
+  for (CheckRun Run = CHECK_RunFrom(pImage, 0); Run.NumBytes != 0; Run = CHECK_RunAfter(pImage, Run)) {
+    NumBytes += Run.NumBytes;
+  }
+  return CHECK_Format("%" PRIu64 " byte%s in %" PRIu32 " run%s", NumBytes, NumBytes == 1 ? "" : "s", pImage->NumAreas,
+                      pImage->NumAreas == 1 ? "" : "s");
+}
+
 bool CHECK_FlushOutput() {
   const bool IsWritten = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
   if (!IsWritten) {

@@ -31,6 +31,9 @@ void CHECK_PrintFinding(const CheckFinding& Finding);
 /// that editors find the file.
 std::string CHECK_ShowName(std::string Name);
 
+/// Returns how much an image holds, such as "500 bytes in 1 run".
+std::string CHECK_ShowSize(MemImage* pImage);
+
 /// Flushes standard output. Returns whether everything printed there has been written; if not, says so.
 [[nodiscard]] bool CHECK_FlushOutput();
 
