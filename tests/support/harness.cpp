@@ -1,5 +1,6 @@
 #include "support/harness.h"
 
+#include <signal.h>
 #include <sys/time.h>
 
 namespace {
@@ -31,6 +32,9 @@ thread_local int NumCalls = 0;
 bool IsHit(FaultKind Kind) {
   if (Kind != Armed || ++NumCalls < How.First || NumCalls > How.Last) {
     return false;
+  }
+  if (How.Error == FAULT_KILL) {
+    raise(SIGKILL);
   }
   errno = How.Error;
   return true;
@@ -98,6 +102,7 @@ void* __real_realloc(void* pBlock, size_t NumBytes);
 int __real_open64(const char* pPath, int Flags, mode_t Mode);
 ssize_t __real_read(int hFile, void* pBuffer, size_t NumBytes);
 ssize_t __real_write(int hFile, const void* pBuffer, size_t NumBytes);
+int __real_rename(const char* pFrom, const char* pTo);
 int __real_close(int hFile);
 int __real_gettimeofday(timeval* pTime, void* pZone);
 
@@ -120,7 +125,20 @@ ssize_t __wrap_read(int hFile, void* pBuffer, size_t NumBytes) {
 
 ssize_t __wrap_write(int hFile, const void* pBuffer, size_t NumBytes) {
   const ssize_t Num = Allowed(FAULT_WRITE, NumBytes);
-  return Num < 0 ? -1 : __real_write(hFile, pBuffer, static_cast<size_t>(Num));
+  std::string Bytes(static_cast<const char*>(pBuffer), NumBytes);
+  if (IsHit(FAULT_DAMAGE)) {
+    const auto Last = Bytes.begin() + static_cast<ptrdiff_t>(Bytes.find('\n', 100)) - 5;  // of a record's data
+    std::swap_ranges(Last - 2, Last, Last);
+  }
+  return Num < 0 ? -1 : __real_write(hFile, Bytes.data(), static_cast<size_t>(Num));
+}
+
+int __wrap_fsync(int) {
+  return IsHit(FAULT_FLUSH) ? -1 : 0;  // no test cuts the power
+}
+
+int __wrap_rename(const char* pFrom, const char* pTo) {
+  return IsHit(FAULT_RENAME) ? -1 : __real_rename(pFrom, pTo);
 }
 
 int __wrap_close(int hFile) {

@@ -34,8 +34,23 @@ std::string RunShell(const std::string& Script);
 std::string Finish(FILE* pOutput, std::string Printed = "");
 
 /// What can be made to fail. The tests are linked so that they intercept calls to malloc, realloc, open, read, write,
-/// close and gettimeofday by the code under test.
-enum FaultKind { FAULT_NONE, FAULT_ALLOC, FAULT_OPEN, FAULT_READ, FAULT_WRITE, FAULT_CLOSE, FAULT_CLOCK };
+/// fsync, rename, close and gettimeofday by the code under test. FAULT_DAMAGE lets a write of records swap two bytes of
+/// data, which leaves the checksum right.
+enum FaultKind {
+  FAULT_NONE,
+  FAULT_ALLOC,
+  FAULT_OPEN,
+  FAULT_READ,
+  FAULT_WRITE,
+  FAULT_DAMAGE,
+  FAULT_FLUSH,
+  FAULT_RENAME,
+  FAULT_CLOSE,
+  FAULT_CLOCK
+};
+
+/// The "error" of a call that kills the program.
+constexpr int FAULT_KILL = -1;
 
 /// Which calls fail, counted from 1 after the fault is armed, and how.
 struct Fault {
