@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the page, build/web/blockfit.html, which has the program in it, and tests it in Chromium and Firefox.
 # With the argument "build" it only builds; with "screenshots" it makes the documentation's pictures of the page anew;
-# with "speed" it prints how the page's times compare with the native programs'.
+# with "speed" it prints how the page's times compare with the native programs', and with those of other pages.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -34,7 +34,7 @@ if [[ $Task == screenshots ]]; then
   node ../tools/lib/screenshots.mjs
   pngquant --force --ext .png --speed 1 ../docs/web-*.png
 elif [[ $Task == speed ]]; then
-  node ../bench/page_speed.mjs
+  node ../bench/page_speed.mjs "${@:2}"
 else
   for Test in test/*.test.mjs; do
     node --test "$Test"

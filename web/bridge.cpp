@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdint>
+#include <new>
 
 #include "check/conditioned.h"
 #include "check/input.h"
@@ -21,6 +22,9 @@ EM_JS(void, TellPlace, (double Line, const char* pExcerpt, uint32_t MarkColumn),
 /// Hands over the next block of the output.
 EM_JS(void, TellBlock, (uint32_t NumRecords, uint32_t NumBytes, uint32_t NumFill, bool IsCut),
       { Module.onBlock(NumRecords, NumBytes, NumFill, IsCut); });
+
+/// Ends a run that gets no memory, in the worker.
+EM_JS(void, FailAllocation, (), { throw new RangeError(); });
 
 namespace {
 
@@ -58,9 +62,12 @@ void PassBlock(const ConditionedBlock& Block) {
 extern "C" {
 
 /// Reads the file at pPath, whose extension determines the format, and tells what is wrong or surprising about it.
-/// BaseAddr: load address of a raw binary file. Returns a CheckStatus; CHECK_UNREADABLE if memory is exhausted.
-EMSCRIPTEN_KEEPALIVE int WEB_Read(const char* pPath, uint32_t BaseAddr) {
-  const CheckStatus Status = CHECK_OpenInput(&Input, {pPath, Tell}, {BaseAddr, {}});
+/// BaseAddr: load address of a raw binary file. paRange: where data may be; none: anywhere.
+/// Returns a CheckStatus; CHECK_UNREADABLE if memory is exhausted.
+EMSCRIPTEN_KEEPALIVE int WEB_Read(const char* pPath, uint32_t BaseAddr, const CheckRange* paRange, uint32_t NumRanges) {
+  std::set_new_handler(FailAllocation);
+  const CheckMemory Memory{BaseAddr, {paRange, paRange + NumRanges}};
+  const CheckStatus Status = CHECK_OpenInput(&Input, {pPath, Tell}, Memory);
   return Input.pFile == nullptr ? CHECK_BAD : Status;
 }
 

@@ -29,8 +29,6 @@ function settingsOf({ file }) {
   return Object.values(settings).some(Number.isNaN) ? null : settings;
 }
 
-// Whether a job's result, the last one that it had, is that of its file and the settings as they are.
-const isCurrent = ({ file, result }) => result?.file === file && isSame(result.settings, settingsOf({ file }));
 const countWarnings = ({ findings }) => findings.filter(({ level }) => level === 'warning').length;
 
 // The one state of a job: a key of STATES.
@@ -38,7 +36,10 @@ function stateOf(job) {
   if (job.phase === 'queued' && isRawBinary(job.file) && Number.isNaN(entered.BaseAddr)) {
     return 'unplaced';
   }
-  return job.phase !== 'converted' ? job.phase : !isCurrent(job) ? 'outdated'
+  if (job.phase !== 'converted' && job.phase !== 'refused') {
+    return job.phase;
+  }
+  return !isSame(job.settings, settingsOf(job)) ? 'outdated' : job.phase === 'refused' ? 'refused'
     : !job.result.isProved ? 'unproved' : countWarnings(job.result) ? 'warned' : 'proved';
 }
 
@@ -106,7 +107,7 @@ function convert(wanted) {
   runNext();
 }
 
-// Converts again what is no longer that of the settings.
+// Converts again what was done with other settings.
 function convertOutdated() {
   convert(jobs.filter((job) => settingsOf(job) &&
     (job === runningJob ? !isSame(job.settings, settingsOf(job)) : stateOf(job) === 'outdated')));

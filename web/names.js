@@ -44,11 +44,13 @@ function commandOf({ path, outputPath, result: { settings } }) {
   const input = lastOf(path);
   const name = lastOf(withoutExtension(outputPath));
   const run = (file, ...options) => ['Blockfit', ...options.flat(), asPath(file)].join(' ');
+  const within = settings.Within.split(' ').filter(Boolean).map((range) => `--within ${range}`);
   const base = isRawBinary({ name: path }) ? [`-BaseAddr ${formatHex(settings.BaseAddr)}`] : [];
   const layout = ['BlockAlign', 'LineAlign'].filter((option) => settings[option] !== FIELDS[option].initial)
     .map((option) => `-${option} ${formatHex(settings[option])}`);
   const out = name === withoutExtension(input) ? [] : [`-o ${asPath(name)}`];
+  const check = within.length ? `blockfit-check ${[...within, ...base].join(' ').replace('-BaseAddr', '--base')} ${asPath(input)} &&\n` : '';
   const runs = base.length + layout.length + out.length <= 2 ? run(input, base, layout, out)
     : `${run(input, base, `-o ${quote(`based/${name}`)}`)} &&\n${run(`based/${name}.srec`, layout)}`;
-  return path.search(INVISIBLE) >= 0 ? '' : folder ? `(cd ${asPath(folder)} && ${runs})` : runs;
+  return path.search(INVISIBLE) >= 0 ? '' : folder ? `(cd ${asPath(folder)} && ${check}${runs})` : check + runs;
 }

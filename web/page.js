@@ -15,7 +15,7 @@ function draw() {
   drawing = null;
   document.body.classList.toggle('empty', !jobs.length);
   byId('in-force').textContent = `${typed.BlockAlign} · ${typed.LineAlign}`;
-  render(h(Layout), byId('settings'));
+  render(h(Form, { names: ['BlockAlign', 'LineAlign', 'Within'] }), byId('settings'));
   render(h(Files), byId('files'));
 }
 

@@ -97,16 +97,17 @@ const Finding = ({ finding }) => h('div', { class: `finding ${finding.level}` },
 
 // What a result is, and what is proved of it. One that is out of date says what it was made with, and claims nothing.
 function Claim({ job, state, result }) {
-  const { runs, numBytes, numChars, isProved, settings: { BaseAddr, BlockAlign, LineAlign } } = result;
+  const { runs, numBytes, numChars, isProved, settings: { BaseAddr, BlockAlign, LineAlign, Within } } = result;
   const address = isRawBinary(job.file) ? `, load address ${formatAddress(BaseAddr)}` : '';
   if (state !== 'proved' && state !== 'warned' && state !== 'unproved') {
     return h('p', { class: 'finding warning' }, 'The result below is out of date: it was made ' +
       `${result.file === job.file ? '' : 'from the file that was chosen before, '}with block size ` +
-      `${formatDecimal(BlockAlign)}, line alignment ${formatDecimal(LineAlign)}${address}. `,
+      `${formatDecimal(BlockAlign)}, line alignment ${formatDecimal(LineAlign)}${address}` +
+      `${Within && `, memory ${Within}`}. `,
     isProved && button('Save the old result', () => save(job)));
   }
   const lines = BlockAlign < 80 ? 'laid out as promised' : 'no line across a block end';
-  return h('p', {}, isProved ? h('b', { class: 'proof' }, `Same bytes, same addresses, ${lines}. `)
+  return h('p', {}, isProved ? h('b', { class: 'proof' }, `Same bytes, same addresses, ${lines}${Within && ', all in the memory of the part'}. `)
     : h('b', { class: 'flaw' }, 'Not proved: the output does not keep what is promised. Do not use it. '),
   `${formatCount(numBytes, 'byte')} in ${formatCount(runs.length / 2, 'run')}${address}, written as ` +
   `${formatCount(numChars, 'character')} in ${formatCount(Math.ceil(numChars / BlockAlign), 'block')} of ` +
@@ -151,9 +152,8 @@ function Files() {
   filter = countOf(filter) ? filter : 'All';
   const shown = jobs.filter((job) => filter === 'All' || filterOf(job) === filter);
   return [
-    jobs.some(({ file }) => isRawBinary(file)) && h('form', {
-      class: `placing ${numUnplaced ? 'wanted' : ''}`, onSubmit: (event) => { event.preventDefault(); enterFields(); draw(); },
-    }, h(Field, { name: 'BaseAddr' }, h('button', { class: 'primary', disabled: !numUnplaced }, 'Convert'))),
+    jobs.some(({ file }) => isRawBinary(file)) && h(Form, { names: ['BaseAddr'], look: `placing ${numUnplaced ? 'wanted' : ''}` },
+      h('button', { class: 'primary', disabled: !numUnplaced }, 'Convert')),
     jobs.length > 1 && h(Toolbar),
     jobs.length > 0 && h('ul', { class: 'rows' }, shown.map((job) => h(Row, { key: job.id, ...lookOf(job) }))),
   ];

@@ -1,6 +1,6 @@
 // Conditions files, one at a time, off the page's thread. The page ends a worker to cancel, and to free its memory.
 //
-// It gets { program, file, BaseAddr, BlockAlign, LineAlign }, program only the first time, and answers with any number
+// It gets { program, file, and the settings }, program only the first time, and answers with any number
 // of { progress: 0 to 1, step }, then with { converted } or { refused: findings, isSpent: it is of no more use }. A
 // finding is { level, text, places, isOfOutput }, a place in a file { line, excerpt, markColumn, around }; the level is
 // 'error', 'warning' or 'note'.
@@ -146,27 +146,34 @@ function linesAround(bytes, line) {
 // rest of one at its beginning.
 function measureBlocks(pieces, size, blockSize) {
   const isLineEnd = (i) => pieces[Math.floor(i / WRITE_BYTES)][i % WRITE_BYTES] === 10;
-  const blocks = new Uint32Array(found.blocks.length / 4 * 5);
+  const findLineEnd = (from, step) => {
+    let i = from;
+    while (i >= 0 && Math.abs(i - from) < MAX_LINE && !isLineEnd(i)) {
+      i += step;
+    }
+    return i;
+  };
+  const blocks = [];
   let isRest = false;
-  for (let block = 0; 4 * block < found.blocks.length; ++block) {
-    const [numRecords, numBytes, numFill, isCut] = found.blocks.slice(4 * block, 4 * block + 4);
-    const start = block * blockSize;
-    const end = Math.min(start + blockSize, size) - numFill;
-    let cut = isCut ? 1 : 0;
-    while (cut > 0 && cut < MAX_LINE && end - 1 - cut > start && !isLineEnd(end - 1 - cut)) {
-      ++cut;
-    }
-    let rest = isRest && numRecords ? 1 : 0;
-    while (rest > 0 && rest < MAX_LINE && !isLineEnd(start + rest - 1)) {
-      ++rest;
-    }
-    blocks.set([numRecords, numBytes, numFill, cut, rest], 5 * block);
+  for (let i = 0; i < found.blocks.length; i += 4) {
+    const [numRecords, numBytes, numFill, isCut] = found.blocks.slice(i, i + 4);
+    const start = i / 4 * blockSize;
+    const last = Math.min(start + blockSize, size) - numFill - 1;
+    const rest = isRest && numRecords ? findLineEnd(start, 1) + 1 - start : 0;
+    blocks.push(numRecords, numBytes, numFill, isCut ? last - findLineEnd(last - 1, -1) : 0, rest);
     isRest = isCut || (isRest && !numRecords);
   }
-  return blocks;
+  return new Uint32Array(blocks);
 }
 
-async function condition({ program, file, BaseAddr, BlockAlign, LineAlign }) {
+const start = (program) => loadBlockfit({
+  wasmBinary: program,
+  onFinding: (finding) => found.findings.push({ ...finding, isOfOutput: found.isOutput }),
+  onPlace: (place) => found.findings.at(-1).places.push(place),
+  onBlock: (...block) => found.blocks.push(...block),
+});
+
+async function condition({ program, file, BaseAddr, Within, BlockAlign, LineAlign }) {
   if (file.size > MAX_FILE_BYTES) {
     throw new RangeError();
   }
@@ -176,33 +183,27 @@ async function condition({ program, file, BaseAddr, BlockAlign, LineAlign }) {
   const [readStep, growth] = extension === '.bin' ? [READ_BINARY, GROWTH] : [READ_TEXT, 1.1];
   const outputCost = WRITE.cost + TEST.cost + COMPARE.cost;
   begin(LOAD, file.size * (LOAD.cost + readStep.cost + growth * outputCost));
-  starting ??= loadBlockfit({
-    wasmBinary: program,
-    onFinding: (finding) => found.findings.push({ ...finding, isOfOutput: found.isOutput }),
-    onPlace: (place) => found.findings.at(-1).places.push(place),
-    onBlock: (...block) => found.blocks.push(...block),
-  });
+  starting ??= start(program);
   const blockfit = await starting;
   const { FS } = blockfit;
-  const call = (name, ...args) => blockfit.ccall(name, 'number', args.map((arg) => typeof arg), args);
-  const check = (...args) => {
+  const typeOf = (arg) => (typeof arg === 'object' ? 'array' : typeof arg);
+  const call = (name, ...args) => blockfit.ccall(name, 'number', args.map(typeOf), args);
+  const test = (...args) => {
     const status = call(...args);
     if (status === UNREADABLE) {
-      throw new Refusal(UNCHECKED);
+      throw new RangeError();
     }
     return status === 0;
   };
   const inputPath = `/in${extension}`;
+  const ranges = Uint32Array.from(Within.match(/0x\w+/g) ?? [], Number);
   let bytes = await load(file);
   makeFile(FS, inputPath, [bytes], Infinity);
 
   begin(readStep, file.size * (readStep.cost + growth * outputCost));
-  const status = call('WEB_Read', inputPath, BaseAddr);
+  const isAccepted = test('WEB_Read', inputPath, BaseAddr, new Uint8Array(ranges.buffer), ranges.length / 2);
   FS.unlink(inputPath);
-  if (status === UNREADABLE) {
-    throw new RangeError();
-  }
-  if (status !== 0) {
+  if (!isAccepted) {
     blockfit._WEB_Close();
     found.findings.forEach(({ places: [place] }) => place && (place.around = linesAround(bytes, place.line)));
     return { refused: found.findings };
@@ -219,21 +220,22 @@ async function condition({ program, file, BaseAddr, BlockAlign, LineAlign }) {
   found.isOutput = true;
   const numChars = FS.stat(OUTPUT_PATH).size;
   begin(TEST, numChars * (TEST.cost + COMPARE.cost));
-  let isProved = check('WEB_TestPromises', OUTPUT_PATH, LineAlign, BlockAlign);
+  let isProved = test('WEB_TestPromises', OUTPUT_PATH, LineAlign, BlockAlign);
   begin(COMPARE, numChars * COMPARE.cost);
-  isProved = isProved && check('WEB_Compare', OUTPUT_PATH);
+  isProved = isProved && test('WEB_Compare', OUTPUT_PATH);
   FS.unlink(OUTPUT_PATH);
   blockfit._WEB_Close();
   const blocks = measureBlocks(pieces, numChars, BlockAlign);
   const output = new Blob(pieces, { type: 'application/octet-stream' });
-  return { converted: { output, numChars, findings: found.findings, isProved, numBytes, runs, groups: groupRuns(runs), blocks } };
+  const { findings } = found;
+  return { converted: { output, numChars, findings, isProved, numBytes, runs, groups: groupRuns(runs), blocks } };
 }
 
 onmessage = async ({ data }) => {
   try {
     postMessage(await condition(data));
   } catch (error) {
-    const text = error instanceof RangeError ? TOO_LARGE : error instanceof Refusal ? error.message : STOPPED;
+    const text = error instanceof RangeError ? (found?.isOutput ? UNCHECKED : TOO_LARGE) : error instanceof Refusal ? error.message : STOPPED;
     if (text === STOPPED) {
       console.error(error);
     }

@@ -241,12 +241,32 @@ test('raw binaries have one load address, which is hexadecimal', () => withPage(
   }
 }));
 
+test('data outside the memory of the part is refused, as the check says', () => withPage({}, async (page) => {
+  await page.setInputFiles('#choose', GAPS);
+  await waitForState(page, 'gaps.hex', 'proved');
+  for (const [ranges, problem, state] of [['0x0-0xFFFFFFFF', '', 'proved'], ['0-0xFF', 'with 0x', 'outdated'],
+    ['0x8000-0x8FFF, 0x08000000-0x08FFFFFF', '', 'refused'], ['0x10-0x1', 'FIRST-LAST', 'outdated']]) {
+    await setNumber(page, 'Within', ranges);
+    const row = await waitForState(page, 'gaps.hex', state);
+    assert.ok((await page.locator('#Within-problem').textContent()).includes(problem), ranges);
+    if (state === 'refused') {
+      const options = ranges.split(', ').flatMap((range) => ['--within', range]);
+      const [expected] = checkNatively(...options, GAPS).stderr;
+      const [, line, text] = /:(\d+): error: (.*)/.exec(expected);
+      assert.equal(await row.locator('.reason').innerText(), `Line ${line}: ${text}`);
+      await page.reload();
+      assert.equal(await page.locator('#Within').inputValue(), '0x00008000-0x00008FFF 0x08000000-0x08FFFFFF');
+      await page.setInputFiles('#choose', GAPS);
+    }
+  }
+}));
+
 test('the command line that is shown makes the same output', async () => {
   for (const path of ['it’s a "test".bin', 'in/the folder/fw.srec']) {
     await withPage({}, async (page) => {
       scratchFile(path, readFileSync(join(EXAMPLES, path.endsWith('.bin') ? 'sample.bin' : 'sample.srec')));
       await page.setInputFiles(...(path.includes('/') ? ['#choose-folder', join(scratch, 'in')] : ['#choose', join(scratch, path)]));
-      for (const [id, value] of [['BaseAddr', '1000'], ['BlockAlign', '512'], ['LineAlign', '16']]) {
+      for (const [id, value] of [['BaseAddr', '1000'], ['BlockAlign', '512'], ['LineAlign', '16'], ['Within', '0x0-0xFFFF']]) {
         await setNumber(page, path.endsWith('.bin') ? id : id.replace('BaseAddr', 'LineAlign'), value);
         const row = await waitForState(page, path, 'proved');
         const { name, bytes } = await saveRow(page, row);
@@ -329,8 +349,8 @@ test('a batch keeps its folders, waits for its end, and says what is left out an
   assert.match(await message(page), /has 6 files. Left out: (batch.damaged\d.hex \(refused\),? ){6}and 3 more\.$/m);
   const expected = [['a/fw.hex', 'Proved', /^421,024 bytes from 0x00000000, \d+ blocks$/], ['b/fw.hex', 'Proved', /^64 bytes/],
     ['con.hex', 'Proved', /bytes/], ['cut.hex', 'Proved, 1 warning', /^Line 1: warning: no end record/],
-    ...Array.from({ length: 7 }, (_, i) => [`damaged${i}.hex`, 'Refused', /^Line 1: Not a hex file/]),
-    ['raw.bin', 'No load address', /load address/], ['text.hex', 'Refused', /^Line 1: Not a hex file/],
+    ...Array.from({ length: 7 }, (_, i) => [`damaged${i}.hex`, 'Refused', /^Line 1: not Intel HEX/]),
+    ['raw.bin', 'No load address', /load address/], ['text.hex', 'Refused', /^Line 1: not Intel HEX/],
     ['what?.hex', 'Proved', /bytes/], ['z\ufffdfw.hex', 'Proved', /bytes/]];
   const rows = await verdictsOf(page);
   assert.deepEqual(rows.map(([name, verdict]) => [name, verdict]), expected.map(([name, verdict]) => [`batch/${name}`, verdict]));
@@ -438,6 +458,6 @@ for (const [colorScheme, width, forcedColors] of [['light', 1180, 'none'], ['dar
       await page.locator('.toolbar').getByText('Stop').click();
       await page.locator('#layout').evaluate((layout) => { layout.open = true; });
       await setNumber(page, 'BlockAlign', '33');
-      await look('outdated', 'outdated', 'outdated', 'refused', 'outdated', 'unplaced', 'stopped', 'stopped');
+      await look('outdated', 'outdated', 'outdated', 'outdated', 'outdated', 'unplaced', 'stopped', 'stopped');
     }));
 }
