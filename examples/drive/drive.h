@@ -11,8 +11,8 @@ enum { APP_START = 0x4000, APP_END = 0x40000, PAGE_SIZE = 0x400 };
 /// The words of that part, as a little-endian processor reads them. The flash controller changes them.
 extern const volatile uint32_t* const pAppWords;
 
-/// Makes all bits of the page that begins at Address 1. It may return at once if they are, unless the power can have
-/// failed during an erasure and the page only seems blank. Returns 0, or any other value for an error.
+/// Makes all bits of the page that begins at Address 1. It may return at once if they are, but not after a power cut
+/// that may have left a page which only seems blank. Returns 0, or any other value for an error.
 int FLASH_ErasePage(uint32_t Address);
 /// Clears the bits of a word that are 0 in Value. A word that several records share is written once for each of them.
 /// Returns 0, or any other value for an error. Where the flash reports none, read back.
@@ -23,8 +23,8 @@ typedef enum {
   DRIVE_TAKEN = 'T',
   DRIVE_IGNORED = 'I',  ///< damaged, not part of an S-record file, or the session had failed before
   DRIVE_EMPTY = 'E',    ///< no record has come, and the flash is as it was
-  DRIVE_MISSING = 'M',  ///< not complete; the rest of the file, or the same file again, completes it
-  DRIVE_WHOLE = 'W',    ///< the flash holds a complete application, and all that has come in this session is in it
+  DRIVE_MISSING = 'M',  ///< not complete; if the same file again does not complete it, only a new session can
+  DRIVE_WHOLE = 'W',    ///< the flash holds a complete application, with every byte but 0xFF that has come
   DRIVE_FAILED = 'F'    ///< for good: no unit is taken until the next session
 } DriveAnswer;
 
@@ -34,10 +34,11 @@ void DRIVE_Begin(void);
 /// Takes a unit: NumChars characters, any bytes. Units may come in any order, and again. The first record of a session
 /// erases the application's whole part, within this call. Returns DRIVE_TAKEN, DRIVE_IGNORED or DRIVE_FAILED. A session
 /// fails with a unit that has
-/// - an S-record that no conditioned file has: of another type, without data or with more than 32 bytes;
+/// - an S-record, as its first wrong line, whose checksum is right but that no conditioned file has: of another type,
+///   without data, with more than 32 bytes, or an end record with an address;
 /// - an address outside the application's part;
-/// - another byte than an earlier unit for the same address;
-/// and if the flash reports an error.
+/// - another byte than an earlier unit for the same address, where 0xFF counts as none;
+/// and if the flash reports an error. Records before such a one have been programmed.
 DriveAnswer DRIVE_TakeUnit(const char* pUnit, size_t NumChars);
 
 /// Returns DRIVE_EMPTY, DRIVE_MISSING, DRIVE_WHOLE or DRIVE_FAILED. May be called at any time, and again. Takes as long
