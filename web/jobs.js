@@ -1,6 +1,6 @@
 // The jobs: one for each file, in the order in which they came. A worker does them, one after the other.
 
-const SMALL_FILE_BYTES = 2 ** 20; // the worker of a small file is kept for the next one; that of a larger one holds memory
+const SMALL_FILE_BYTES = 2 ** 20; // its worker is kept for the next one; that of a larger file holds memory
 const SILENCE_MS = 30000; // a worker that lives reports at least every few seconds
 
 // What is said of a job in each state, how it looks, and the filter that shows it.
@@ -65,8 +65,8 @@ async function hasSameBytes(a, b) {
   return a.size === b.size;
 }
 
-// Whether a file is an older one, chosen again. A browser does not say where a file is, but gives no byte of one that has
-// changed since it was chosen.
+// Whether a file is an older one, chosen again. A browser does not say where a file is, but gives no byte of one that
+// has changed since it was chosen.
 async function isChosenAgain(file, old) {
   const canRead = await old.slice(0, 1).arrayBuffer().then(() => true, () => false);
   return !canRead || (old.lastModified === file.lastModified && hasSameBytes(old, file).catch(() => false));

@@ -8,8 +8,8 @@ const withoutExtension = (path) => path.replace(/([^/])\.[^./]*$/, '$1');
 const lastOf = (path) => path.slice(path.lastIndexOf('/') + 1);
 const asShown = (path) => path.replace(INVISIBLE, '\ufffd');
 
-// A path that every system can unpack: Windows takes fewer characters than others, no dot or blank at the end of a name,
-// and some names for devices, whatever their extension.
+// A path that every system can unpack: Windows takes fewer characters than others, no dot or blank at the end of a
+// name, and some names for devices, whatever their extension.
 const asSavable = (path) => path.split('/').map((name) => name.replace(INVISIBLE, '_').replace(/[<>:"\\|?*]/g, '_')
   .replace(/[. ]+$/, '_').replace(/^(con|prn|aux|nul|com\d|lpt\d)(?=$|[. ])/i, '$1_')).join('/');
 
@@ -49,7 +49,8 @@ function commandOf({ path, outputPath, result: { settings } }) {
   const layout = ['BlockAlign', 'LineAlign'].filter((option) => settings[option] !== FIELDS[option].initial)
     .map((option) => `-${option} ${formatHex(settings[option])}`);
   const out = name === withoutExtension(input) ? [] : [`-o ${asPath(name)}`];
-  const check = within.length ? `blockfit-check ${[...within, ...base].join(' ').replace('-BaseAddr', '--base')} ${asPath(input)} &&\n` : '';
+  const options = [...within, ...base].join(' ').replace('-BaseAddr', '--base');
+  const check = within.length ? `blockfit-check ${options} ${asPath(input)} &&\n` : '';
   const runs = base.length + layout.length + out.length <= 2 ? run(input, base, layout, out)
     : `${run(input, base, `-o ${quote(`based/${name}`)}`)} &&\n${run(`based/${name}.srec`, layout)}`;
   return path.search(INVISIBLE) >= 0 ? '' : folder ? `(cd ${asPath(folder)} && ${check}${runs})` : check + runs;

@@ -70,7 +70,8 @@ async function filesAt(entry) {
 }
 
 async function takeDropped({ items }) {
-  const dropped = [...items].filter(({ kind }) => kind === 'file').map((item) => [item.webkitGetAsEntry?.(), item.getAsFile()]);
+  const dropped = [...items].filter(({ kind }) => kind === 'file')
+    .map((item) => [item.webkitGetAsEntry?.(), item.getAsFile()]);
   const found = await Promise.all(dropped.map(async ([entry, file]) => {
     if (!entry?.isDirectory) {
       return [{ file, path: file.name }];
@@ -93,7 +94,8 @@ function makeSample() {
   };
   add(2, 0, 0, 4, 0x08, 0);
   for (let addr = 0; addr < 0x4100; addr = addr === 0x3900 ? 0x4000 : addr + 16) {
-    add(16, addr >> 8, addr & 0xFF, 0, ...Array.from({ length: 16 }, (_, i) => (addr + i) * (addr + 7 * i) >> 3 & 0xFF));
+    const data = Array.from({ length: 16 }, (_, i) => (addr + i) * (addr + 7 * i) >> 3 & 0xFF);
+    add(16, addr >> 8, addr & 0xFF, 0, ...data);
   }
   add(0, 0, 0, 1);
   return new File([`${lines.join('\n')}\n`], 'sample.hex');

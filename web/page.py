@@ -2,8 +2,7 @@
 """Puts the page and its program into one HTML file: page.py PROGRAM.js VERSION OUTPUT.html.
 
 PROGRAM.js is what emscripten made, PROGRAM.wasm is beside it. Styles and scripts are allowed by their hashes, so the
-page runs what is in this file and nothing else, and connects to nothing. Needs Python 3, and the libraries in
-node_modules.
+page runs what is in this file and nothing else, and connects to nothing. Needs the libraries in node_modules.
 """
 
 import base64

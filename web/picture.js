@@ -31,30 +31,21 @@ function layOutTiles(numBlocks, width) {
 }
 
 // Draws a block as a tile. Only the number of the records between is known, so they are equally wide.
-function drawBlock(context, colours, result, block, x, y, width, height) {
+function drawBlock(paint, result, block, width) {
   const { numChars, settings: { BlockAlign } } = result;
   const [numRecords, , numFill, cut, rest] = rowOf(result, block);
-  const used = Math.min(BlockAlign, numChars - block * BlockAlign);
-  const end = (block + 1) * BlockAlign >= numChars ? END_CHARS : 0;
-  const paint = (part, from, to) => {
-    context.fillStyle = colours[part];
-    context.fillRect(x + from, y, to - from, height);
-  };
   const scale = width / BlockAlign;
   const wide = (chars) => (chars ? Math.max(LEAST_PART, chars * scale) : 0);
-  if (width < 10) {
-    paint('free', 0, width);
-    paint(cut ? 'rest' : 'record', 0, Math.max(1, used * scale));
-    return;
-  }
-  const last = used * scale - wide(end);
-  const filled = last - numFill * scale;
+  const isLast = (block + 1) * BlockAlign >= numChars;
+  const end = wide(isLast ? END_CHARS : 0);
+  const beforeEnd = (isLast ? numChars - block * BlockAlign : BlockAlign) * scale - end;
+  const beforeFill = beforeEnd - numFill * scale;
   const afterRest = wide(rest);
-  const beforeCut = Math.max(afterRest, filled - wide(cut));
+  const beforeCut = Math.max(afterRest, beforeFill - wide(cut));
   paint('free', 0, width);
-  paint('fill', filled, last);
-  paint('record', 0, beforeCut);
-  paint('end', last, last + wide(end));
+  paint('fill', beforeFill, beforeEnd);
+  paint('end', beforeEnd, beforeEnd + end);
+  paint('record', afterRest, beforeCut);
   paint('cut', beforeCut, beforeCut + wide(cut));
   paint('rest', 0, afterRest);
   const numBetween = numRecords - (cut > 0) - (rest > 0);
@@ -64,36 +55,37 @@ function drawBlock(context, colours, result, block, x, y, width, height) {
   }
 }
 
-// Draws a tile of several blocks: the more of them end in a cut, the more of the colour of a rest it has.
-function drawShade(context, colours, result, first, numBlocks, x, y, size) {
+// Draws a small tile, for one block or several: the more of them end in a cut, the more of the colour of a rest it has.
+function drawShade(paint, result, first, numBlocks, width) {
   let numCut = 0;
   for (let i = first; i < first + numBlocks; ++i) {
     numCut += rowOf(result, i)[3] > 0;
   }
-  context.fillStyle = colours.record;
-  context.fillRect(x, y, size, size);
-  context.globalAlpha = numCut / numBlocks;
-  context.fillStyle = colours.rest;
-  context.fillRect(x, y, size, size);
-  context.globalAlpha = 1;
+  paint('record', 0, width);
+  paint('rest', 0, width, numCut / numBlocks);
 }
 
 function drawPicture(canvas, result, { tileWidth, height, stepX, stepY, columns, perTile, numTiles }, width) {
-  const ratio = devicePixelRatio;
   const style = getComputedStyle(canvas);
-  const colours = Object.fromEntries([...Object.keys(PARTS), 'line'].map((part) => [part, style.getPropertyValue(`--${part}`)]));
-  canvas.width = width * ratio;
-  canvas.height = Math.ceil(numTiles / columns) * stepY * ratio;
+  const colours = {};
+  [...Object.keys(PARTS), 'line'].forEach((part) => { colours[part] = style.getPropertyValue(`--${part}`); });
+  canvas.width = width * devicePixelRatio;
+  canvas.height = Math.ceil(numTiles / columns) * stepY * devicePixelRatio;
   const context = canvas.getContext('2d');
-  context.scale(ratio, ratio);
+  context.scale(devicePixelRatio, devicePixelRatio);
   const numBlocks = countBlocks(result);
   for (let i = 0; i < numTiles; ++i) {
     const x = i % columns * stepX;
     const y = Math.floor(i / columns) * stepY;
-    if (perTile === 1) {
-      drawBlock(context, colours, result, i, x, y, tileWidth, height);
+    const paint = (part, from, to, alpha = 1) => {
+      context.globalAlpha = alpha;
+      context.fillStyle = colours[part];
+      context.fillRect(x + from, y, to - from, height);
+    };
+    if (tileWidth < 10) {
+      drawShade(paint, result, i * perTile, Math.min(perTile, numBlocks - i * perTile), tileWidth);
     } else {
-      drawShade(context, colours, result, i * perTile, Math.min(perTile, numBlocks - i * perTile), x, y, height);
+      drawBlock(paint, result, i, tileWidth);
     }
   }
 }
@@ -132,7 +124,8 @@ class Picture extends Component {
     const { stepX, stepY, columns, perTile, numTiles, tileWidth, height } = tiles;
     const tile = Math.floor(block / perTile);
     const onKeyDown = (event) => {
-      const step = { ArrowRight: 1, ArrowLeft: -1, ArrowDown: columns, ArrowUp: -columns, Home: -Infinity, End: Infinity }[event.key];
+      const steps = { Right: 1, Left: -1, Down: columns, Up: -columns, Home: -Infinity, End: Infinity };
+      const step = steps[event.key.replace('Arrow', '')];
       if (step) {
         event.preventDefault();
         onBlock(Math.max(0, Math.min(lastBlock, block + step * perTile)));
@@ -142,15 +135,14 @@ class Picture extends Component {
       const clicked = Math.floor(offsetY / stepY) * columns + Math.min(columns - 1, Math.floor(offsetX / stepX));
       onBlock(Math.min(lastBlock, clicked * perTile));
     };
-    const style = {
-      left: `${tile % columns * stepX}px`, top: `${Math.floor(tile / columns) * stepY}px`, width: `${tileWidth}px`, height: `${height}px`,
-    };
+    const left = `${tile % columns * stepX}px`;
+    const top = `${Math.floor(tile / columns) * stepY}px`;
     return h('div', {
       class: 'picture', role: 'slider', tabIndex: 0, 'aria-label': 'Block of the output', 'aria-valuemin': 0,
       'aria-valuemax': lastBlock, 'aria-valuenow': block, 'aria-valuetext': text, onKeyDown,
     },
     h('canvas', { onClick, style: { height: `${Math.ceil(numTiles / columns) * stepY}px` } }),
-    h('span', { class: 'cursor', style }),
+    h('span', { class: 'cursor', style: { left, top, width: `${tileWidth}px`, height: `${height}px` } }),
     perTile > 1 && h('p', { class: 'hint' },
       `Each tile stands for ${perTile} blocks: the redder, the more of them end in a cut.`));
   }

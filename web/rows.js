@@ -7,11 +7,9 @@ let filter = 'All';
 const filterOf = (job) => STATES[stateOf(job)].filter;
 const countOf = (name) => (name === 'All' ? jobs.length : jobs.filter((job) => filterOf(job) === name).length);
 
-// What became of all jobs, for example '97 proved, 1 with warnings, 2 refused'.
-function summarise() {
-  const texts = { Proved: 'proved', Warnings: 'with warnings', Refused: 'refused', Waiting: 'waiting' };
-  return Object.entries(texts).filter(([name]) => countOf(name)).map(([name, text]) => `${countOf(name)} ${text}`).join(', ');
-}
+// What became of all jobs, for example 'Proved 97, Warnings 1, Refused 2'.
+const summarise = () => FILTERS.filter((name) => name !== 'All' && countOf(name))
+  .map((name) => `${name} ${countOf(name)}`).join(', ');
 
 function button(label, onClick, properties = {}) {
   return h('button', { type: 'button', onClick: () => { onClick(); draw(); }, ...properties }, label);
@@ -31,9 +29,9 @@ function reasonOf(job) {
     return first ? textOf(first) : '';
   }
   const waits = { unplaced: 'Needs the load address above.', outdated: 'Needs a valid setting.' };
-  const { runs, numBytes, numChars, settings } = job.result ?? {};
-  return state !== 'proved' ? waits[state] ?? '' : `${formatCount(numBytes, 'byte')}${numBytes ? ` from ${formatAddress(runs[0])}` : ''}, ` +
-    formatCount(Math.ceil(numChars / settings.BlockAlign), 'block');
+  const { runs, numBytes } = job.result ?? {};
+  return state !== 'proved' ? waits[state] ?? '' : formatCount(numBytes, 'byte') +
+    `${numBytes ? ` from ${formatAddress(runs[0])}` : ''}, ${formatCount(countBlocks(job.result), 'block')}`;
 }
 
 // What a row shows of a job. A row is drawn anew only if one of these has changed.
@@ -58,8 +56,10 @@ class Row extends Component {
     const toggle = () => { job.isOpen = !job.isOpen; draw(); };
     return h('li', { class: `row ${STATES[state].look}`, 'data-state': state },
       h('div', { class: 'head', onClick: ({ target }) => target.closest('button') || toggle() },
-        h('h2', {}, h('button', { type: 'button', class: 'open', 'aria-expanded': isOpen, onClick: toggle, title: shown },
-          h('span', {}, folder), lastOf(shown), isNumbered && h('span', {}, ` → ${lastOf(outputPath)}`))),
+        h('h2', {}, h('button', {
+          type: 'button', class: 'open', 'aria-expanded': isOpen, onClick: toggle, title: shown,
+        },
+        h('span', {}, folder), lastOf(shown), isNumbered && h('span', {}, ` → ${lastOf(outputPath)}`))),
         h('span', { class: 'size' }, formatSize(size)),
         h('span', { class: 'verdict' }, h('b', {}, verdict),
           bar !== null && h('progress', { max: 1, value: bar, 'aria-label': `Progress of ${shown}` })),
@@ -87,7 +87,7 @@ function SaveButton({ job, state, isOnly, wantsSave, shown }) {
 function Place({ line, excerpt, markColumn, around = [] }) {
   const width = String(line + 9).length;
   const row = (number, text) => `${String(number).padStart(width)}  ${text}\n`;
-  const rows = (isWanted) => around.filter(({ number }) => isWanted(number)).map(({ number, text }) => row(number, text));
+  const rows = (has) => around.filter(({ number }) => has(number)).map((one) => row(one.number, one.text));
   return h('pre', { tabIndex: 0, role: 'group', 'aria-label': `Around line ${line}` }, rows((number) => number < line),
     h('b', {}, row(line, excerpt), row('', `${' '.repeat(markColumn)}^`)), rows((number) => number > line));
 }
@@ -107,7 +107,8 @@ function Claim({ job, state, result }) {
     isProved && button('Save the old result', () => save(job)));
   }
   const lines = BlockAlign < 80 ? 'laid out as promised' : 'no line across a block end';
-  return h('p', {}, isProved ? h('b', { class: 'proof' }, `Same bytes, same addresses, ${lines}${Within && ', all in the memory of the part'}. `)
+  const part = Within && ', all in the memory of the part';
+  return h('p', {}, isProved ? h('b', { class: 'proof' }, `Same bytes, same addresses, ${lines}${part}. `)
     : h('b', { class: 'flaw' }, 'Not proved: the output does not keep what is promised. Do not use it. '),
   `${formatCount(numBytes, 'byte')} in ${formatCount(runs.length / 2, 'run')}${address}, written as ` +
   `${formatCount(numChars, 'character')} in ${formatCount(Math.ceil(numChars / BlockAlign), 'block')} of ` +
@@ -128,8 +129,8 @@ function Details({ job, state, result, findings, command }) {
   return h('div', { class: 'details' },
     findings.map((finding) => h(Finding, { finding })),
     !result && !findings.length && h('p', {}, 'Not converted yet.'),
-    result && [h(Claim, { job, state, result }), result.isProved && h(Contents, { key: result, result }),
-      command && h(Command, { command })]);
+    result && h(Claim, { job, state, result }), result?.isProved && h(Contents, { key: result, result }),
+    command && h(Command, { command }));
 }
 
 function Toolbar() {
@@ -143,7 +144,8 @@ function Toolbar() {
         'aria-pressed': name === filter, disabled: !countOf(name), class: name.toLowerCase() }))),
     button('Stop', stopAll, { disabled: !busy }),
     button([label, h('span', {}, ' .zip')], pressSaveAll, {
-      class: 'primary', id: 'save-all', disabled: isZipping || !(busy || numGood), 'aria-pressed': wantsZip || undefined }),
+      class: 'primary', id: 'save-all', disabled: isZipping || !(busy || numGood), 'aria-pressed': wantsZip || undefined,
+    }),
     button('Clear', () => { remove([...jobs]); byId('choose').focus(); }));
 }
 
@@ -152,7 +154,9 @@ function Files() {
   filter = countOf(filter) ? filter : 'All';
   const shown = jobs.filter((job) => filter === 'All' || filterOf(job) === filter);
   return [
-    jobs.some(({ file }) => isRawBinary(file)) && h(Form, { names: ['BaseAddr'], look: `placing ${numUnplaced ? 'wanted' : ''}` },
+    jobs.some(({ file }) => isRawBinary(file)) && h(Form, {
+      names: ['BaseAddr'], look: `placing ${numUnplaced ? 'wanted' : ''}`,
+    },
       h('button', { class: 'primary', disabled: !numUnplaced }, 'Convert')),
     jobs.length > 1 && h(Toolbar),
     jobs.length > 0 && h('ul', { class: 'rows' }, shown.map((job) => h(Row, { key: job.id, ...lookOf(job) }))),

@@ -5,17 +5,19 @@ const { Component, h, render } = preact; // for all scripts: they share one scop
 const MAX_ALIGN = 2 ** 32 - 2;
 
 // A number for a layout: what it would have to be, or ''.
-const checkAlign = (n, min, wanted) => (n > MAX_ALIGN ? `${formatDecimal(MAX_ALIGN)} or less` : n < min || n % 2 ? wanted : '');
+const checkAlign = (n, min, wanted) => (n > MAX_ALIGN ? `${formatDecimal(MAX_ALIGN)} or less`
+  : n < min || n % 2 ? wanted : '');
 const NUMBER = { parse: parseNumber, format: String, wanted: 'digits, or 0x and hexadecimal digits' };
 
 // parse(text) returns NaN for what is not wanted; check(value) returns what a value would have to be, or ''.
 const FIELDS = {
   BlockAlign: {
-    ...NUMBER, label: 'Block size', unit: 'characters', initial: 8192, check: (n) => checkAlign(n, 34, '34 or more, and even'),
+    ...NUMBER, label: 'Block size', unit: 'characters', initial: 8192,
+    check: (n) => checkAlign(n, 34, '34 or more, and even'),
     presets: [[512, 'a drive that takes single sectors'], [1024, 'two sectors at a time'],
       [4096, 'eight sectors at a time'], [8192, 'sixteen: the default']],
-    hint: 'The block size has to divide what the drive takes at a time. Unsure? 512 suits most, and makes a file only ' +
-      '2 to 5 % longer than 8192. Blocks of less than 80 are too short for some lines.',
+    hint: 'The block size has to divide what the drive takes at a time. Unsure? 512 suits most, and makes a file ' +
+      'only 2 to 5 % longer than 8192. Blocks of less than 80 are too short for some lines.',
   },
   LineAlign: {
     ...NUMBER, label: 'Line alignment', unit: 'bytes', initial: 8, check: (n) => checkAlign(n, 0, 'an even number'),
@@ -100,7 +102,7 @@ function Field({ name, children }) {
       children,
       h('span', { class: 'reading', id: `${name}-reading` }, unit, readingOf(name, typed[name]))),
     h('p', { class: 'problem', id: `${name}-problem` }, problem),
-    presets.length > 0 && h('div', { class: `presets ${presets[0].length > 1 ? 'told' : ''}` }, presets.map(([n, what]) =>
+    presets.length > 0 && h('div', { class: `presets ${presets[0][1] && 'told'}` }, presets.map(([n, what]) =>
       h('button', { type: 'button', 'aria-pressed': n === value, onClick: () => { type(`${n}`); enterFields(); } },
         h('b', {}, n), what))),
     h('p', { class: 'hint', id: `${name}-hint` }, hint));

@@ -13,11 +13,10 @@ const WRITE_BYTES = 32768; // the program writes the output in pieces of this si
 const LINES_AROUND = 2;
 const LINE_WIDTH = 78;
 const MAX_LINE = 80;
-const MAX_RUNS_DRAWN = 24;
 const MS_BETWEEN_REPORTS = 50;
 
-const TOO_LARGE = 'The file does not fit into this browser’s memory. The command-line program, Blockfit, can convert it.';
-const CHANGED = 'The file could not be read to its end: it has changed, or is gone, since it was chosen. Choose it again.';
+const TOO_LARGE = 'The file does not fit into this browser’s memory. The command-line program, Blockfit, can do it.';
+const CHANGED = 'The file could not be read to its end: it has changed since it was chosen. Choose it again.';
 const UNCHECKED = 'The output could not be checked: this browser’s memory is exhausted. The command-line program, ' +
   'Blockfit, can convert the file.';
 const STOPPED = 'The conversion stopped unexpectedly. The command-line program, Blockfit, may be able to do it.';
@@ -103,24 +102,6 @@ function listRuns(blockfit) {
   }
   blockfit._free(paRun);
   return new Float64Array(runs);
-}
-
-// The runs as they are drawn: when there are too many, only the widest gaps between them count.
-function groupRuns(runs) {
-  const gapBefore = (i) => runs[i] - runs[i - 2] - runs[i - 1];
-  const gaps = new Float64Array(Math.max(0, runs.length / 2 - 1)).map((_, i) => gapBefore(2 * i + 2));
-  const widestIgnored = gaps.sort()[gaps.length - MAX_RUNS_DRAWN] ?? 0;
-  const groups = [];
-  for (let i = 0; i < runs.length; i += 2) {
-    if (i === 0 || gapBefore(i) > widestIgnored) {
-      groups.push({ start: runs[i], numBytes: 0, numRuns: 0 });
-    }
-    const last = groups.at(-1);
-    last.end = runs[i] + runs[i + 1];
-    last.numBytes += runs[i + 1];
-    last.numRuns += 1;
-  }
-  return groups;
 }
 
 // The lines before and after a line, as { number, text }: LF, CR LF and CR end one.
@@ -228,14 +209,15 @@ async function condition({ program, file, BaseAddr, Within, BlockAlign, LineAlig
   const blocks = measureBlocks(pieces, numChars, BlockAlign);
   const output = new Blob(pieces, { type: 'application/octet-stream' });
   const { findings } = found;
-  return { converted: { output, numChars, findings, isProved, numBytes, runs, groups: groupRuns(runs), blocks } };
+  return { converted: { output, numChars, findings, isProved, numBytes, runs, blocks } };
 }
 
 onmessage = async ({ data }) => {
   try {
     postMessage(await condition(data));
   } catch (error) {
-    const text = error instanceof RangeError ? (found?.isOutput ? UNCHECKED : TOO_LARGE) : error instanceof Refusal ? error.message : STOPPED;
+    const text = error instanceof Refusal ? error.message
+      : !(error instanceof RangeError) ? STOPPED : found?.isOutput ? UNCHECKED : TOO_LARGE;
     if (text === STOPPED) {
       console.error(error);
     }
