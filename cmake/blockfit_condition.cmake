@@ -12,42 +12,14 @@
 # the current source folder, a relative <name> in the current build folder. Without OUTPUT, <name> is that of <file>.
 # BASE is the load address of a .bin file: required for .bin files, not allowed for others.
 #
-# Numbers are decimal, or hexadecimal with 0x. BLOCK and LINE default to Blockfit's own defaults.
+# Numbers are decimal, or hexadecimal with 0x. BLOCK and LINE default to 8192 and 8.
+# WITHIN lists the memory of the part: no byte may have an address outside all of these ranges.
 #
-# WITHIN lists the memory of the part: the build fails if a byte has an address outside all of these ranges.
-#
-# The build fails if blockfit-check refuses the file or warns about it, because data may be missing or wrong.
-# ALLOW_WARNINGS accepts a file in spite of its warnings, and shows them.
+# blockfit-convert makes the file and proves it. The build fails, and there is no file, if it refuses the input or warns
+# about it, because data may be missing or wrong. ALLOW_WARNINGS accepts a file in spite of its warnings, and shows them.
+# The first form leaves <program>.objcopy.hex beside the program, with the lines that a message is about.
 
 cmake_policy(VERSION 3.22)
-
-# Sets <Result> to the hexadecimal digits of <Text>, the number given for <Keyword>, or to nothing if <Text> is empty.
-function(_blockfit_hexadecimal Result Keyword Text Smallest Step)
-  set(${Result} "" PARENT_SCOPE)
-  if(Text STREQUAL "")
-    return()
-  endif()
-  set(Complaint "blockfit_condition: ${Keyword} ${Text}")
-  if(NOT Text MATCHES "^(0[xX][0-9a-fA-F]+|[0-9]+)$")
-    message(FATAL_ERROR "${Complaint} is not a number, decimal or hexadecimal with 0x")
-  endif()
-  # Anything longer might be too large for math.
-  string(LENGTH "${Text}" Length)
-  set(Number 4294967296)
-  if(Length LESS 18)
-    math(EXPR Number "${Text}")
-  endif()
-  if(Number LESS Smallest OR Number GREATER 4294967295)
-    message(FATAL_ERROR "${Complaint} is not in ${Smallest} to 0xFFFFFFFF")
-  endif()
-  math(EXPR Rest "${Number} % ${Step}")
-  if(NOT Rest EQUAL 0)
-    message(FATAL_ERROR "${Complaint} is not even")
-  endif()
-  math(EXPR Number "${Number}" OUTPUT_FORMAT HEXADECIMAL)
-  string(SUBSTRING "${Number}" 2 -1 Number)
-  set(${Result} "${Number}" PARENT_SCOPE)
-endfunction()
 
 # Stops unless a file of this name can be conditioned with these arguments.
 function(_blockfit_check_input Input Output Base)
@@ -67,8 +39,8 @@ function(_blockfit_check_input Input Output Base)
   endif()
 endfunction()
 
-# Conditions <Target> whenever it is linked. If the programs change, it is linked again.
-function(_blockfit_condition_target Target Run)
+# Conditions <Target> whenever it is linked. If the program changes, it is linked again.
+function(_blockfit_condition_target Target Options)
   if(NOT TARGET "${Target}")
     message(FATAL_ERROR "blockfit_condition: ${Target} is not a target; use INPUT for a file")
   endif()
@@ -79,16 +51,16 @@ function(_blockfit_condition_target Target Run)
   if(NOT CMAKE_OBJCOPY)
     message(FATAL_ERROR "blockfit_condition: there is no objcopy; set CMAKE_OBJCOPY to the tool chain's")
   endif()
-  set(Output "$<TARGET_FILE_DIR:${Target}>/$<TARGET_FILE_BASE_NAME:${Target}>.srec")
+  set(Name "$<TARGET_FILE_DIR:${Target}>/$<TARGET_FILE_BASE_NAME:${Target}>")
   add_custom_command(TARGET ${Target} POST_BUILD VERBATIM
-    COMMAND ${Run} "-DInput=$<TARGET_FILE:${Target}>" "-DOutput=${Output}" "-DObjcopy=${CMAKE_OBJCOPY}"
-            -P "${CMAKE_CURRENT_FUNCTION_LIST_DIR}/blockfit_condition_run.cmake")
-  set_property(TARGET ${Target} APPEND PROPERTY LINK_DEPENDS
-               "$<TARGET_FILE:Blockfit::Blockfit>" "$<TARGET_FILE:Blockfit::check>")
-  set_property(TARGET ${Target} APPEND PROPERTY ADDITIONAL_CLEAN_FILES "${Output}")
+    COMMAND "${CMAKE_COMMAND}" -E rm -f "${Name}.srec"
+    COMMAND "${CMAKE_OBJCOPY}" -O ihex "$<TARGET_FILE:${Target}>" "${Name}.objcopy.hex"
+    COMMAND "$<TARGET_FILE:Blockfit::convert>" ${Options} -o "${Name}.srec" "${Name}.objcopy.hex")
+  set_property(TARGET ${Target} APPEND PROPERTY LINK_DEPENDS "$<TARGET_FILE:Blockfit::convert>")
+  set_property(TARGET ${Target} APPEND PROPERTY ADDITIONAL_CLEAN_FILES "${Name}.srec" "${Name}.objcopy.hex")
 endfunction()
 
-function(_blockfit_condition_file Input Output Base Run)
+function(_blockfit_condition_file Input Output Options)
   if(Output STREQUAL "")
     cmake_path(GET Input STEM LAST_ONLY Output)
   endif()
@@ -100,22 +72,33 @@ function(_blockfit_condition_file Input Output Base Run)
   if(Output STREQUAL Input)
     message(FATAL_ERROR "blockfit_condition: ${Input} is both INPUT and OUTPUT")
   endif()
+  cmake_path(GET Output PARENT_PATH Folder)
   cmake_path(RELATIVE_PATH Output BASE_DIRECTORY "${CMAKE_BINARY_DIR}" OUTPUT_VARIABLE Name)
   add_custom_command(OUTPUT "${Output}" VERBATIM COMMENT "Conditioning ${Name}"
-    COMMAND ${Run} "-DInput=${Input}" "-DOutput=${Output}" "-DBase=${Base}"
-            -P "${CMAKE_CURRENT_FUNCTION_LIST_DIR}/blockfit_condition_run.cmake"
-    DEPENDS "${Input}" Blockfit::Blockfit Blockfit::check)
+    COMMAND "${CMAKE_COMMAND}" -E make_directory "${Folder}"
+    COMMAND "${CMAKE_COMMAND}" -E rm -f "${Output}"
+    COMMAND "$<TARGET_FILE:Blockfit::convert>" ${Options} -o "${Output}" "${Input}"
+    DEPENDS "${Input}" Blockfit::convert)
   string(MAKE_C_IDENTIFIER "${Name}" Name)
   add_custom_target(blockfit_${Name} ALL DEPENDS "${Output}")
 endfunction()
 
 function(blockfit_condition)
   cmake_parse_arguments(PARSE_ARGV 0 Arg "ALLOW_WARNINGS" "INPUT;BASE;OUTPUT;BLOCK;LINE" "WITHIN")
+  set(Options -q)
   foreach(Keyword INPUT BASE OUTPUT BLOCK LINE WITHIN)
     if(Keyword IN_LIST ARGV AND "${Arg_${Keyword}}" STREQUAL "")  # perhaps an empty variable
       message(FATAL_ERROR "blockfit_condition: no value for ${Keyword}")
     endif()
+    if(Keyword MATCHES "BASE|BLOCK|LINE|WITHIN")
+      string(TOLOWER "--${Keyword}=" Option)
+      list(TRANSFORM Arg_${Keyword} PREPEND "${Option}" OUTPUT_VARIABLE Values)
+      list(APPEND Options ${Values})
+    endif()
   endforeach()
+  if(Arg_ALLOW_WARNINGS)
+    list(APPEND Options --allow-warnings)
+  endif()
   if(ARGC EQUAL 0)
     message(FATAL_ERROR "blockfit_condition: no arguments; it takes a target, or INPUT and a file")
   endif()
@@ -125,19 +108,13 @@ function(blockfit_condition)
   if(Arg_UNPARSED_ARGUMENTS)
     message(FATAL_ERROR "blockfit_condition: unknown argument ${Arg_UNPARSED_ARGUMENTS}")
   endif()
-  _blockfit_hexadecimal(Base BASE "${Arg_BASE}" 0 1)
-  _blockfit_hexadecimal(Block BLOCK "${Arg_BLOCK}" 34 2)
-  _blockfit_hexadecimal(Line LINE "${Arg_LINE}" 0 2)
-  string(REPLACE ";" "," Within "${Arg_WITHIN}")
-  set(Run "${CMAKE_COMMAND}" "-DBlockfit=$<TARGET_FILE:Blockfit::Blockfit>" "-DCheck=$<TARGET_FILE:Blockfit::check>"
-          "-DBlock=${Block}" "-DLine=${Line}" "-DWithin=${Within}" "-DAllowWarnings=${Arg_ALLOW_WARNINGS}")
 
   if(DEFINED Arg_INPUT)
-    _blockfit_check_input("${Arg_INPUT}" "${Arg_OUTPUT}" "${Base}")
-    _blockfit_condition_file("${Arg_INPUT}" "${Arg_OUTPUT}" "${Base}" "${Run}")
+    _blockfit_check_input("${Arg_INPUT}" "${Arg_OUTPUT}" "${Arg_BASE}")
+    _blockfit_condition_file("${Arg_INPUT}" "${Arg_OUTPUT}" "${Options}")
   elseif(DEFINED Arg_BASE OR DEFINED Arg_OUTPUT)
     message(FATAL_ERROR "blockfit_condition: BASE and OUTPUT go with INPUT, not with a target")
   else()
-    _blockfit_condition_target("${Target}" "${Run}")
+    _blockfit_condition_target("${Target}" "${Options}")
   endif()
 endfunction()

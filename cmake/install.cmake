@@ -19,13 +19,16 @@ install(CODE "set(Folders
 install(SCRIPT cmake/install_folders.cmake)
 
 set_target_properties(blockfit_check PROPERTIES EXPORT_NAME check)
-install(TARGETS Blockfit blockfit_check EXPORT BlockfitTargets RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-install(FILES man/Blockfit.1 man/blockfit-check.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-foreach(Program Blockfit blockfit-check)
+set_target_properties(blockfit_convert PROPERTIES EXPORT_NAME convert)
+install(TARGETS Blockfit blockfit_check blockfit_convert EXPORT BlockfitTargets
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES man/Blockfit.1 man/blockfit-check.1 man/blockfit-convert.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+foreach(Program Blockfit blockfit-check blockfit-convert)
   install(FILES completions/${Program}.bash RENAME ${Program}
           DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
 endforeach()
-install(FILES completions/_Blockfit completions/_blockfit-check DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+install(FILES completions/_Blockfit completions/_blockfit-check completions/_blockfit-convert
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
 
 # The same layout as the source tree, so that links between the pages work.
 install(FILES packaging/README.md packaging/copyright DESTINATION ${BLOCKFIT_DOC_DIR})
@@ -41,4 +44,4 @@ include(CMakePackageConfigHelpers)
 write_basic_package_version_file(BlockfitConfigVersion.cmake COMPATIBILITY SameMajorVersion ARCH_INDEPENDENT)
 install(EXPORT BlockfitTargets NAMESPACE Blockfit:: DESTINATION ${BLOCKFIT_CMAKE_DIR})
 install(FILES ${PROJECT_BINARY_DIR}/BlockfitConfigVersion.cmake cmake/BlockfitConfig.cmake
-              cmake/blockfit_condition.cmake cmake/blockfit_condition_run.cmake DESTINATION ${BLOCKFIT_CMAKE_DIR})
+              cmake/blockfit_condition.cmake DESTINATION ${BLOCKFIT_CMAKE_DIR})

@@ -7,7 +7,7 @@ ExternalProject_Add(blockfit_native
   BINARY_DIR ${Folder}
   CMAKE_ARGS -DCMAKE_BUILD_TYPE=Release
   BUILD_ALWAYS ON
-  BUILD_BYPRODUCTS ${Folder}/Blockfit ${Folder}/blockfit-check
+  BUILD_BYPRODUCTS ${Folder}/Blockfit ${Folder}/blockfit-check ${Folder}/blockfit-convert
   INSTALL_COMMAND "")
 
 function(blockfit_import Name File)
@@ -17,3 +17,4 @@ function(blockfit_import Name File)
 endfunction()
 blockfit_import(Blockfit ${Folder}/Blockfit)
 blockfit_import(check ${Folder}/blockfit-check)
+blockfit_import(convert ${Folder}/blockfit-convert)

@@ -23,8 +23,9 @@ of 80 characters or more, no record crosses the end of a block: a consumer
 that takes the file in blocks, such as a drive that programs whatever is
 copied to it, can understand each block by itself, in any order.
 .
-blockfit-check says why a file is refused, and proves a conversion. A
-reference consumer in C comes with the documentation.")
+blockfit-check says why a file is refused, and proves a conversion;
+blockfit-convert does it all in one command, which never leaves half a
+file. A reference consumer in C comes with the documentation.")
 
 # Debian's own files, and the changes that it requires.
 set(BLOCKFIT_SOURCE_DIR ${PROJECT_SOURCE_DIR})

@@ -1,4 +1,4 @@
-// Goes in front of both programs of the node package, into the same scope: corrects where emscripten differs from a
+// Goes in front of the programs of the node package, into the same scope: corrects where emscripten differs from a
 // native program.
 
 const os = require('os');

@@ -1,8 +1,4 @@
 // blockfit-check as a user runs it, the conditioned files that it rejects, and runs in which something fails.
-#include <getopt.h>
-#include <sys/wait.h>
-
-#include <new>
 
 #include "check/command.h"
 #include "check/conditioned.h"
@@ -478,26 +474,9 @@ TEST(Conditioned, BlocksAreListed) {
 TEST(Check, SaysTheSameOrThatItFails) {
   WriteFile("a.hex", REC + "\n" + END + MakeRecord(true, 0x100, "x") + "\n");
   WriteFile("b.mot", "S1060030616263A3\n");
-  // Runs the program in a process of its own, because it may end where memory is exhausted.
   const auto RunIt = [](FaultKind What, const Fault& How, bool* pHasFired) {
-    const pid_t Child = fork();
-    if (Child == 0) {
-      std::string aArg[] = {"blockfit-check", "--strict", "--within=1-0x200", "--against", "a.hex", "b.mot"};
-      char* apArg[7] = {};
-      std::transform(std::begin(aArg), std::end(aArg), apArg, [](std::string& Arg) { return Arg.data(); });
-      const bool IsOpen = std::freopen("out", "w", stdout) != nullptr && std::freopen("err", "w", stderr) != nullptr;
-      std::setvbuf(stderr, nullptr, _IONBF, 0);  // as it is when a program starts
-      std::set_new_handler(CHECK_StopWithoutMemory);
-      optind = 0;  // getopt_long starts anew
-      FAULT_Arm(What, How);
-      const int Status = CHECK_Run(6, apArg);
-      _exit(Status + (FAULT_Disarm() ? 8 : 0) + (IsOpen ? 0 : 16));
-    }
-    int Status = 0;
-    EXPECT_EQ(Child, waitpid(Child, &Status, 0));
-    EXPECT_TRUE(WIFEXITED(Status));
-    *pHasFired = WEXITSTATUS(Status) >= 8 || WEXITSTATUS(Status) == CHECK_UNREADABLE;
-    return std::to_string(WEXITSTATUS(Status) % 8) + ReadFile("err") + ReadFile("out");
+    return RunWithFault(CHECK_Run, {"blockfit-check", "--strict", "--within=1-0x200", "--against", "a.hex", "b.mot"},
+                        What, How, pHasFired);
   };
   bool HasFired = false;
   const std::string Expected = RunIt(FAULT_NONE, {}, &HasFired);

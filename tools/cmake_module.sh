@@ -48,7 +48,7 @@ try() {
   sed -i 's/34}/35}/' "$Project/main.c"
   echo "more" >>"$Project/boot.bin"
   expect_made 3
-  find "$Scratch" -name Blockfit -type f -exec touch {} +
+  find "$Scratch" -name blockfit-convert -type f -exec touch {} +
   expect_made 3
 
   quietly cmake --install "$Build" --prefix "$Scratch/nothing"
@@ -76,10 +76,6 @@ INPUT a.hex SIZE 3|unknown argument SIZE;3
 INPUT a.elf|INPUT a.elf is not a
 INPUT a.bin|INPUT a.bin needs BASE
 INPUT a.hex BASE 0|BASE is for .bin files
-INPUT a.hex BLOCK 1000h|BLOCK 1000h is not a number
-INPUT a.hex BLOCK 0xFFFFFFFFFFFFFFFF|BLOCK 0xFFFFFFFFFFFFFFFF is not in 34 to 0xFFFFFFFF
-INPUT a.hex BLOCK 32|BLOCK 32 is not in
-INPUT a.hex LINE 0x7|LINE 0x7 is not even
 INPUT /a.srec OUTPUT /a|/a.srec is both INPUT and OUTPUT
 TABLE
 
@@ -116,11 +112,15 @@ for Generator in Ninja "Unix Makefiles"; do
     "cut.hex:9: error: 0x00008081-0x0000808F lies outside 0x00000000-0x00008080, 0x00009000-0x00009001"
   sed -i '/far/d' "$Project/CMakeLists.txt"
 
+  echo 'blockfit_condition(INPUT cut.hex BLOCK 1000h OUTPUT far)' >>"$Project/CMakeLists.txt"
+  expect_no_file far.srec "--block takes an even number, 34 or more, decimal or with 0x, and not '1000h'"
+  sed -i '/far/d' "$Project/CMakeLists.txt"
+
   cp examples/refused/digit.hex "$Project/bad.hex"
   echo 'blockfit_condition(INPUT bad.hex)' >>"$Project/CMakeLists.txt"
   expect_no_file bad.srec "bad.hex:2: error: "
   # An address of more than 32 bits, which objcopy refuses.
   echo 'const int Far __attribute__((section(".far"))) = 1;' >>"$Project/main.c"
   sed -i 's/-Tdata=0x20000/&,--section-start=.far=0x100000000/; /bad/d' "$Project/CMakeLists.txt"
-  expect_no_file app.srec "app.srec was not made"
+  expect_no_file app.srec "app.objcopy.hex"
 done

@@ -29,8 +29,10 @@ expect_words() {
   done
 }
 grep -oP '^ +\{"-\K\w+(?=", Apply)' src/app/options.cpp | expect_words man/Blockfit.1
-grep -oP '^ +\{"\K\w+(?=", (no|required)_arg)' src/check/command.cpp |
-  expect_words man/blockfit-check.1 completions/*blockfit-check*
+for Program in check convert; do
+  grep -oP '^ +\{"\K[\w-]+(?=", (no|required)_arg)' "src/$Program/command.cpp" |
+    expect_words "man/blockfit-$Program.1" completions/*"blockfit-$Program"*
+done
 grep -oP '^ +\{"\.\K\w+' src/datafile/data_file.cpp | expect_words man/*.1 completions/*
 
 echo "Samples"

@@ -29,6 +29,7 @@ try() {
   local Doc=$1/share/doc/blockfit
   quietly "$1/bin/Blockfit" -a 8000 -o "$Scratch/out" "$Doc/examples/sample.bin"
   quietly "$1/bin/blockfit-check" --conditioned --against "$Doc/examples/sample.hex" "$Scratch/out.srec"
+  quietly "$1/bin/blockfit-convert" -o "$Scratch/out.srec" "$Doc/examples/sample.hex"
   quietly cmake -S "$Doc/examples/consumer" -B "$Scratch/consumer"
   quietly cmake --build "$Scratch/consumer"
   expect "consumer" "00008000 000102" "$("$Scratch/consumer/consumer" "$Scratch/out.srec" | head -c 15)"
@@ -47,9 +48,13 @@ bash|Blockfit -a 8000 -o app -|
 bash|blockfit-check --bl|--block --blocks
 bash|blockfit-check --base |
 bash|blockfit-check --against |app.S19 app.hex folder
+bash|blockfit-convert --b|--base --block
+bash|blockfit-convert -o |app.S19 app.hex folder
 zsh|Blockfit -b|-BaseAddr -BlockAlign
 zsh|Blockfit -a 8000 |app.S19 app.hex folder
 zsh|blockfit-check --bl|--block --blocks
+zsh|blockfit-convert --b|--base --block
+zsh|blockfit-convert |app.S19 app.hex folder
 TABLE
 }
 

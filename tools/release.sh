@@ -78,6 +78,7 @@ try_static() { # ARCHIVE [EMULATOR]
     cp examples/sample.hex "$Scratch/root/fw.hex"
     quietly "${InRoot[@]}" /Blockfit fw.hex
     quietly "${InRoot[@]}" /blockfit-check --conditioned --against fw.hex fw.srec
+    quietly "${InRoot[@]}" /blockfit-convert fw.hex
     ! env -u HOME "${InRoot[@]}" /Blockfit -o \~/fw fw.hex >/dev/null || fail "It found a home folder."
   fi
   rm -rf "$Scratch/root"
@@ -91,6 +92,7 @@ try_node_package() { # PACKAGE
     quietly npm install --offline --no-audit --no-fund "$1"
     quietly npx blockfit "fw ü.hex"
     quietly npx blockfit-check --conditioned --against "fw ü.hex" "fw ü.srec"
+    quietly npx blockfit-convert "fw ü.hex"
     ! npx blockfit -o printed "fw ü.hex" >printed.srec || fail "The output went into the file with the messages."
   )
   tools/same_output.py 400 build/release/Blockfit node "$Scratch/user's folder ä/node_modules/blockfit/blockfit.js"

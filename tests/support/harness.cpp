@@ -1,7 +1,11 @@
 #include "support/harness.h"
 
+#include <getopt.h>
 #include <signal.h>
 #include <sys/time.h>
+#include <sys/wait.h>
+
+#include "check/terminal.h"
 
 namespace {
 
@@ -74,6 +78,27 @@ bool FAULT_Disarm() {
   return std::exchange(NumCalls, 0) >= How.First;
 }
 
+std::string RunWithFault(int (*pfRun)(int, char**), std::vector<std::string> Args, FaultKind Kind, const Fault& Which,
+                         bool* pHasFired) {
+  const pid_t Child = fork();
+  if (Child == 0) {
+    char* apArg[9] = {};
+    std::transform(Args.begin(), Args.end(), apArg, [](std::string& Arg) { return Arg.data(); });
+    const bool IsOpen = std::freopen("out", "w", stdout) != nullptr && std::freopen("err", "w", stderr) != nullptr;
+    std::setvbuf(stderr, nullptr, _IONBF, 0);  // as it is when a program starts
+    std::set_new_handler(CHECK_StopWithoutMemory);
+    optind = 0;  // getopt_long starts anew
+    FAULT_Arm(Kind, Which);
+    const int Status = pfRun(static_cast<int>(Args.size()), apArg);
+    _exit(Status + (FAULT_Disarm() ? 8 : 0) + (IsOpen ? 0 : 16));
+  }
+  int Status = 0;
+  EXPECT_EQ(Child, waitpid(Child, &Status, 0));
+  EXPECT_TRUE(WIFEXITED(Status) || WTERMSIG(Status) == SIGKILL);
+  *pHasFired = WIFSIGNALED(Status) || WEXITSTATUS(Status) >= 8 || WEXITSTATUS(Status) == CHECK_UNREADABLE;
+  return std::to_string(WEXITSTATUS(Status) % 8) + ReadFile("err") + ReadFile("out");
+}
+
 // The C++ library's own would call its own malloc.
 void* operator new(size_t NumBytes) {
   for (;;) {
@@ -125,20 +150,21 @@ ssize_t __wrap_read(int hFile, void* pBuffer, size_t NumBytes) {
 
 ssize_t __wrap_write(int hFile, const void* pBuffer, size_t NumBytes) {
   const ssize_t Num = Allowed(FAULT_WRITE, NumBytes);
-  std::string Bytes(static_cast<const char*>(pBuffer), NumBytes);
-  if (IsHit(FAULT_DAMAGE)) {
+  if (Num < 0 && How.Error == FAULT_DAMAGE) {
+    std::string Bytes(static_cast<const char*>(pBuffer), NumBytes);
     const auto Last = Bytes.begin() + static_cast<ptrdiff_t>(Bytes.find('\n', 100)) - 5;  // of a record's data
     std::swap_ranges(Last - 2, Last, Last);
+    return __real_write(hFile, Bytes.data(), NumBytes);
   }
-  return Num < 0 ? -1 : __real_write(hFile, Bytes.data(), static_cast<size_t>(Num));
+  return Num < 0 ? -1 : __real_write(hFile, pBuffer, static_cast<size_t>(Num));
 }
 
 int __wrap_fsync(int) {
-  return IsHit(FAULT_FLUSH) ? -1 : 0;  // no test cuts the power
+  return IsHit(FAULT_MOVE) ? -1 : 0;  // no test cuts the power
 }
 
 int __wrap_rename(const char* pFrom, const char* pTo) {
-  return IsHit(FAULT_RENAME) ? -1 : __real_rename(pFrom, pTo);
+  return IsHit(FAULT_MOVE) ? -1 : __real_rename(pFrom, pTo);
 }
 
 int __wrap_close(int hFile) {

@@ -34,23 +34,13 @@ std::string RunShell(const std::string& Script);
 std::string Finish(FILE* pOutput, std::string Printed = "");
 
 /// What can be made to fail. The tests are linked so that they intercept calls to malloc, realloc, open, read, write,
-/// fsync, rename, close and gettimeofday by the code under test. FAULT_DAMAGE lets a write of records swap two bytes of
-/// data, which leaves the checksum right.
-enum FaultKind {
-  FAULT_NONE,
-  FAULT_ALLOC,
-  FAULT_OPEN,
-  FAULT_READ,
-  FAULT_WRITE,
-  FAULT_DAMAGE,
-  FAULT_FLUSH,
-  FAULT_RENAME,
-  FAULT_CLOSE,
-  FAULT_CLOCK
-};
+/// fsync and rename, close and gettimeofday by the code under test.
+enum FaultKind { FAULT_NONE, FAULT_ALLOC, FAULT_OPEN, FAULT_READ, FAULT_WRITE, FAULT_MOVE, FAULT_CLOSE, FAULT_CLOCK };
 
-/// The "error" of a call that kills the program.
+/// In place of an errno: the call kills the program; a write of records succeeds, but two bytes of data change places,
+/// which leaves the checksum right.
 constexpr int FAULT_KILL = -1;
+constexpr int FAULT_DAMAGE = -2;
 
 /// Which calls fail, counted from 1 after the fault is armed, and how.
 struct Fault {
@@ -64,3 +54,8 @@ void FAULT_Arm(FaultKind Kind, const Fault& Which);
 
 /// Disarms the fault. Returns whether any call has failed since it was armed.
 bool FAULT_Disarm();
+
+/// Runs a program with a fault, in a process of its own, because it may end where memory is exhausted, or be killed.
+/// Args: at most 8. Returns its exit status and what it prints.
+std::string RunWithFault(int (*pfRun)(int, char**), std::vector<std::string> Args, FaultKind Kind, const Fault& Which,
+                         bool* pHasFired);
