@@ -117,12 +117,12 @@ TEST(Check, NamesWhatAFileIsInstead) {
   const std::string Zip = "it is a zip archive: unpack it first\n";
   const std::string Utf16 = "it is UTF-16 text: save it as ASCII\n";
   const std::string HexName = "it is an Intel HEX file: rename it to .hex\n";
-  const std::string Page = "it is text: did a download return an error page, or is it of another format?\n";
+  const std::string Page = "it is other text: fetch it again if it is an error page, or convert its format\n";
   const std::string Not = "1:0 e not Intel HEX: ";
   const std::string Bom = "\xEF\xBB\xBF";
   const std::string Text(64, '~');
   const std::tuple<std::string, std::string, std::string> aCase[] = {
-      {"f.hex", "", Not + "it is empty\n"},
+      {"f.hex", "", Not + "it is empty: make or fetch it again\n"},
       {"f.hex", "\r\n" + REC, Not + "it begins with a blank line or a space: remove it\n"},
       {"f.hex", Bom + REC, Not + "it begins with a byte order mark: save it without one\n"},
       {"f.hex", "\xFF\xFE:", Not + Utf16},
@@ -157,11 +157,11 @@ TEST(Check, WarnsOfDataThatMayBeMissing) {
   const std::string CutOff =
       ":0 w no end record follows this last record: the file may have been cut off. Make or fetch it again\n";
   const std::string After =
-      ":0 w a record after the end record: were two files joined? In Intel HEX, the second must set its upper "
-      "address\n";
+      ":0 w a record after the end record: were two files joined? blockfit-convert joins them rightly\n";
   const std::string EndMark =
       ":0 w a byte 0x00 or 0x1A ends the data here: what follows is not read. Make or fetch the file again\n";
-  const std::string Unused = ":0 w this record has bytes that are not used: is its type or length damaged?\n";
+  const std::string Unused =
+      ":0 w this record has bytes that are not used: its type or length is wrong. Make or fetch the file again\n";
   const std::string Start = ":0 n the start address 0x";
   const std::string Written = " is not written to the output\n";
   const std::string Leaves =
@@ -170,7 +170,8 @@ TEST(Check, WarnsOfDataThatMayBeMissing) {
   const std::string Beyond =
       ":0 w data beyond 0xFFFFFFFF: in the output, its addresses start again at 0. Is the load address right?\n";
   const auto Count = [](const std::string& Said, const std::string& Read) {
-    return ":0 w the count record says " + Said + " data records, " + Read + " were read: are some missing?\n";
+    return ":0 w the count record says " + Said + " data records, " + Read +
+           " were read: some are missing or doubled. Make or fetch the file again\n";
   };
   const std::tuple<std::string, std::string, std::string> aCase[] = {
       {"f.hex", REC + "\n\n", "1" + CutOff},
@@ -384,12 +385,14 @@ TEST(Conditioned, EveryPromiseIsTested) {
   const std::string Cut = Line(0, 32) + Line(32, 16) + Line(48, 16) + End;  // at 76 + 44 = 120
   const std::string Filled = Line(0, 32) + Line(32, 8) + Pairs(8) + Line(40, 24) + End;
   const std::string Late = Line(0, 32) + Line(32, 16) + "\r\n" + Line(48, 16) + End;
-  const std::string Another = " characters: was it made with another block size? Blockfit's -BlockAlign is hexadecimal";
-  const std::string CutAway = "the record before is cut within a block of 164" + Another;
+  const std::string Another =
+      " characters: was it made with another block size? In Blockfit, -BlockAlign 1000 means 4096";
+  const std::string CutAway = "the record before is cut in the middle of a block of 164" + Another;
   const std::string CutOdd = "the record before is not cut at a multiple of the line alignment";
   const std::string Crosses = "the line crosses the end of its block of 80" + Another;
   const std::string Digit = "upper-case hexadecimal digit or CR LF expected";
-  const std::string Lf = "the line ends in LF, not CR LF: did an editor or git change the line ends?";
+  const std::string Lf =
+      "the line ends in LF, not CR LF: an editor or git has changed it. Make or fetch the file again";
   const std::tuple<std::string, ConditionedRules, std::string> aCase[] = {
       {Cut, {120, 8}, ""},
       {Cut, {120, 16}, ""},
@@ -408,9 +411,15 @@ TEST(Conditioned, EveryPromiseIsTested) {
       {"", {120, 8}, "offset 0: no end record"},
       {Line(0, 32), {120, 8}, "offset 76: no end record"},
       {End + "\r\n", {120, 8}, "offset 12: text after the end record"},
-      {End.substr(0, 11), {120, 8}, "offset 1: type 1, 2 or 3, or S9030000FC with CR LF, expected"},
-      {"S0030000FC\r\n" + End, {120, 8}, "offset 1: type 1, 2 or 3, or S9030000FC with CR LF, expected"},
-      {"S4030000FC\r\n" + End, {120, 8}, "offset 1: type 1, 2 or 3, or S9030000FC with CR LF, expected"},
+      {End.substr(0, 11),
+       {120, 8},
+       "offset 1: a data record (S1, S2, S3) or the complete end record (S9030000FC) expected"},
+      {"S0030000FC\r\n" + End,
+       {120, 8},
+       "offset 1: a data record (S1, S2, S3) or the complete end record (S9030000FC) expected"},
+      {"S4030000FC\r\n" + End,
+       {120, 8},
+       "offset 1: a data record (S1, S2, S3) or the complete end record (S9030000FC) expected"},
       {"x\r\n" + End, {120, 8}, "offset 0: record or CR LF expected"},
       {"\r\n" + End, {72, 8}, "offset 0: a record expected: the file begins with fill"},
       {Line(0, 1) + "\r\r\n" + End, {120, 8}, "offset 15: LF expected"},

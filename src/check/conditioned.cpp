@@ -50,8 +50,8 @@ bool Expect(const Check& State, bool IsKept, uint64_t Pos, const char* pText) {
 /// Expect for the place of a record in its block, which looks wrong when the block size is not that of the file.
 bool ExpectPlace(const Check& State, bool IsKept, uint64_t Pos, const char* pText) {
   return IsKept || Fail(State, Pos,
-                        CHECK_Format("%s of %u characters: was it made with another block size? Blockfit's "
-                                     "-BlockAlign is hexadecimal",
+                        CHECK_Format("%s of %u characters: was it made with another block size? In "
+                                     "Blockfit, -BlockAlign 1000 means 4096",
                                      pText, State.Rules.BlockSize)
                             .c_str());
 }
@@ -61,9 +61,10 @@ bool ExpectPlace(const Check& State, bool IsKept, uint64_t Pos, const char* pTex
   const char* pLine = State.acLine.data();
   const size_t Len = 1 + std::strspn(pLine + 1, UTIL_HEX_DIGITS);
   return Expect(State, pLine[0] == 'S', 0, "record or CR LF expected") &&
-         Expect(State, pLine[1] >= '1' && pLine[1] <= '3', 1, "type 1, 2 or 3, or S9030000FC with CR LF, expected") &&
+         Expect(State, pLine[1] >= '1' && pLine[1] <= '3', 1,
+                "a data record (S1, S2, S3) or the complete end record (S9030000FC) expected") &&
          Expect(State, pLine[Len] != '\n', Len,
-                "the line ends in LF, not CR LF: did an editor or git change the line ends?") &&
+                "the line ends in LF, not CR LF: an editor or git has changed it. Make or fetch the file again") &&
          Expect(State, std::strcmp(pLine + Len, "\r\n") == 0, Len, "upper-case hexadecimal digit or CR LF expected");
 }
 
@@ -115,7 +116,8 @@ void EnterBlock(Check* pState, bool IsRest) {
   const bool IsGroups = State.Rules.LineAlign != 0 && NumBefore % State.Rules.LineAlign == 0;
   return ExpectPlace(State, std::strlen(State.acLine.data()) <= Room, Room, "the line crosses the end of its block") &&
          ExpectPlace(State, State.Block.NumFill == 0, 0, "a record follows fill within a block") &&
-         ExpectPlace(State, IsPiece || State.Block.NumRecords == 0, 0, "the record before is cut within a block") &&
+         ExpectPlace(State, IsPiece || State.Block.NumRecords == 0, 0,
+                     "the record before is cut in the middle of a block") &&
          Expect(State, IsPiece || IsGroups, 0, "the record before is not cut at a multiple of the line alignment") &&
          Expect(State, NumBefore + State.NumBytes <= PIECE_SIZE, 0, "this is more than the rest of the record before");
 }

@@ -31,7 +31,7 @@ CheckForeign CHECK_NameForeign(std::string_view Bytes, bool IsBinary) {
   const std::string_view Rest = Text.substr(std::min(Text.find_first_not_of(BLANKS), Text.size()));
   const bool HoldsRecords = IsRecord(Rest, ':') || IsRecord(Rest, 'S');
   const std::array<CheckForeign, 14> aForeign = {{
-      {Bytes.empty(), "it is empty", CHECK_ERROR},
+      {Bytes.empty(), "it is empty: make or fetch it again", CHECK_ERROR},
       {Bytes.starts_with("version https://git-lfs"), "it is a Git LFS pointer: 'git lfs pull' fetches the file",
        CHECK_WARNING},
       {Bytes.starts_with("\x7F\x45LF"), "it is an ELF file: convert it with objcopy", CHECK_WARNING},
@@ -46,7 +46,7 @@ CheckForeign CHECK_NameForeign(std::string_view Bytes, bool IsBinary) {
       {HoldsRecords && Text.size() < Bytes.size(), "it begins with a byte order mark: save it without one",
        CHECK_ERROR},
       {HoldsRecords, "it begins with a blank line or a space: remove it", CHECK_ERROR},
-      {IsText(Text), "it is text: did a download return an error page, or is it of another format?", CHECK_WARNING},
+      {IsText(Text), "it is other text: fetch it again if it is an error page, or convert its format", CHECK_WARNING},
   }};
   const auto IsIt = [&](const CheckForeign& Row) { return Row.Applies && !(IsBinary && Row.Level == CHECK_ERROR); };
   const auto* pRow = std::find_if(aForeign.begin(), aForeign.end(), IsIt);

@@ -56,15 +56,16 @@ void Judge(RecordWatch* pWatch, const NotedRecord& Record) {
     }
   };
   ReportIf(pWatch->HasEnded, KIND_AFTER_END, CHECK_WARNING,
-           "a record after the end record: were two files joined? In Intel HEX, the second must set its upper address");
+           "a record after the end record: were two files joined? blockfit-convert joins them rightly");
   ReportIf(EndOf(Record) > pWatch->SegmentEnd, KIND_SEGMENT, CHECK_WARNING,
            "data beyond the end of its 64 KiB segment: other tools may put it at the segment's start. Records of type "
            "04 avoid that");
   ReportIf(IsIgnored(*pWatch, Record), KIND_UNUSED, CHECK_WARNING,
-           "this record has bytes that are not used: is its type or length damaged?");
+           "this record has bytes that are not used: its type or length is wrong. Make or fetch the file again");
   if (IsWrongCount(*pWatch, Record)) {
     ReportIf(true, KIND_COUNT, CHECK_WARNING,
-             CHECK_Format("the count record says %" PRIu64 " data records, %" PRIu64 " were read: are some missing?",
+             CHECK_Format("the count record says %" PRIu64 " data records, %" PRIu64
+                          " were read: some are missing or doubled. Make or fetch the file again",
                           Record.Addr, pWatch->NumDataInPart));
   }
   if (Record.Kind == NOTED_START || (Record.Kind == NOTED_END && Record.Addr != 0)) {
