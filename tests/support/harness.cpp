@@ -99,17 +99,6 @@ std::string RunWithFault(int (*pfRun)(int, char**), std::vector<std::string> Arg
   return std::to_string(WEXITSTATUS(Status) % 8) + ReadFile("err") + ReadFile("out");
 }
 
-// The C++ library's own would call its own malloc.
-void* operator new(size_t NumBytes) {
-  for (;;) {
-    void* pBlock = std::malloc(NumBytes);
-    if (pBlock != nullptr) {
-      return pBlock;
-    }
-    std::get_new_handler()();
-  }
-}
-
 void operator delete(void* pBlock) noexcept {
   std::free(pBlock);
 }
@@ -177,3 +166,15 @@ int __wrap_gettimeofday(timeval* pTime, void* pZone) {
 }
 
 }  // extern "C"
+
+/// The C++ library's own would call its own malloc. Without a handler, the caller is a test, whose memory never fails.
+void* operator new(size_t NumBytes) {
+  for (;;) {
+    const std::new_handler pfHandler = std::get_new_handler();
+    void* pBlock = pfHandler != nullptr ? std::malloc(NumBytes) : __real_malloc(NumBytes);
+    if (pBlock != nullptr) {
+      return pBlock;
+    }
+    pfHandler();
+  }
+}
