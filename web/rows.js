@@ -144,7 +144,8 @@ function Toolbar() {
         'aria-pressed': name === filter, disabled: !countOf(name), class: name.toLowerCase() }))),
     button('Stop', stopAll, { disabled: !busy }),
     button([label, h('span', {}, ' .zip')], pressSaveAll, {
-      class: 'primary', id: 'save-all', disabled: isZipping || !(busy || numGood), 'aria-pressed': wantsZip || undefined,
+      class: 'primary', id: 'save-all', 'aria-pressed': wantsZip || undefined,
+      disabled: isZipping || !(busy || numGood),
     }),
     button('Clear', () => { remove([...jobs]); byId('choose').focus(); }));
 }

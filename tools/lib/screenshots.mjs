@@ -1,17 +1,20 @@
-// Makes the pictures of the page that the documentation shows: docs/web-light.png and docs/web-dark.png.
+// Makes the pictures of the page that the documentation shows: docs/web-start.png, and a sample, docs/web-light.png and
+// docs/web-dark.png.
 
 import { join } from 'node:path';
-import { PAGE_URL, ROOT, drop, launch, waitForState } from '../../web/test/support.mjs';
+import { PAGE_URL, ROOT, launch } from '../../web/test/support.mjs';
 
 const browser = await launch();
-for (const colorScheme of ['light', 'dark']) {
-  const page = await browser.newPage({ colorScheme, viewport: { width: 1120, height: 900 } });
-  await page.goto(`${PAGE_URL}#BlockAlign=96`);
-  await drop(page, join(ROOT, 'examples/gaps.hex'));
-  await waitForState(page, 'gaps.hex', 'proved');
-  await page.getByText('0x08000000', { exact: true }).last().click();
-  await page.locator('.sought').waitFor();
-  await page.evaluate(() => scrollTo(0, 0));
-  await page.screenshot({ path: join(ROOT, `docs/web-${colorScheme}.png`), fullPage: true });
+for (const [name, colorScheme] of [['start', 'light'], ['light', 'light'], ['dark', 'dark']]) {
+  const page = await browser.newPage({ colorScheme, viewport: { width: 1216, height: 800 } });
+  await page.goto(PAGE_URL);
+  if (name !== 'start') {
+    await page.getByText('Try a sample').click();
+    await page.locator('.block .cut').first().waitFor();
+    await page.getByText('Next cut').click();
+    await page.locator('pre[aria-label="Text of block 1"]').waitFor();
+    await page.locator('.picture').focus();
+  }
+  await page.screenshot({ path: join(ROOT, `docs/web-${name}.png`), fullPage: true });
 }
 await browser.close();

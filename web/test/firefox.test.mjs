@@ -1,4 +1,4 @@
-// The main path in Firefox: files are chosen, converted, shown and saved as one zip file; one that is damaged is refused.
+// The main path in Firefox: files are chosen, converted, shown and saved as one zip file; a damaged one is refused.
 
 import assert from 'node:assert/strict';
 import { mkdtempSync, readFileSync, rmSync } from 'node:fs';
@@ -25,7 +25,8 @@ test('Firefox converts files, shows their blocks and saves them', async () => {
     page.on('pageerror', (error) => errors.push(error.message));
     page.on('console', (message) => errors.push(message.text()));
     await page.goto(PAGE_URL);
-    const paths = ['gaps.hex', 'sample.s19', 'sample.bin', 'refused/checksum.hex'].map((name) => join(ROOT, 'examples', name));
+    const names = ['gaps.hex', 'sample.s19', 'sample.bin', 'refused/checksum.hex'];
+    const paths = names.map((name) => join(ROOT, 'examples', name));
     await (await page.$('#choose')).uploadFile(...paths);
     await page.waitForSelector('[data-state="unplaced"]');
     await page.locator('#BaseAddr').fill('8000');
@@ -45,7 +46,8 @@ test('Firefox converts files, shows their blocks and saves them', async () => {
       } catch {}
     }
     saved.forEach((bytes, i) => {
-      assert.ok(conditionNatively(folder, paths[i], ...(i === 2 ? ['-a', '8000'] : [])).equals(Buffer.from(bytes)), paths[i]);
+      const expected = conditionNatively(folder, paths[i], ...(i === 2 ? ['-a', '8000'] : []));
+      assert.ok(expected.equals(Buffer.from(bytes)), paths[i]);
     });
     assert.deepEqual([saved.length, errors], [3, []]);
   } finally {

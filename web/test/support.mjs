@@ -31,7 +31,8 @@ export async function drop(page, ...paths) {
 }
 
 // The row of a file, by its name with the folder.
-export const rowOf = (page, name) => page.locator('.row', { has: page.locator(`.open[title=${JSON.stringify(name)}]`) });
+export const rowOf = (page, name) =>
+  page.locator('.row', { has: page.locator(`.open[title=${JSON.stringify(name)}]`) });
 
 export async function setNumber(page, id, text) {
   await page.locator(`#${id}`).fill(text);
