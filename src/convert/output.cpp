@@ -40,7 +40,7 @@ void RemovePartAndStop() {
 /// Fails for the reason that the system has given.
 [[nodiscard]] bool FailSystem(const std::string& Path, const std::string& Text) {
   const int Error = SYS_GetLastError();
-  return Fail(Path, Text + ": " + (Error != 0 ? std::strerror(Error) : "the system took only a piece"));
+  return Fail(Path, Text + ": " + (Error != 0 ? std::strerror(Error) : "only a piece was taken: is the disk full?"));
 }
 
 /// Whether a path names the file that an input was read from.

@@ -45,7 +45,7 @@ char* SYS_FindTarget(const char* pPath) {
   if (!SYS_GetStatus(pPath, &Target)) {
     return nullptr;
   }
-  if (Target.State == SysFileState{} || Target.IsReadOnly) {
+  if (Target.State == SysFileState{} || Target.IsReadOnly || access(pPath, W_OK) != 0) {
     errno = Target.IsDirectory ? EISDIR : Target.State == SysFileState{} ? ENOTSUP : EACCES;
     return nullptr;
   }
