@@ -11,8 +11,6 @@
 #include <cstdlib>
 #include <cstring>
 
-// The manifest makes UTF-8 the code page of the process, so names are UTF-8 here as elsewhere.
-
 namespace {
 
 /// Returns whether pPath is a file's name: not that of a device, such as nul, com1.srec or \\.\com1, and not that of a
@@ -54,7 +52,7 @@ const char* SYS_GetHomeDirectory() {
 }
 
 int SYS_OpenPath(const char* pPath, int SystemFlags) {
-  if ((SystemFlags & (O_WRONLY | O_RDWR)) != 0 && !IsFileName(pPath)) {
+  if (!IsFileName(pPath)) {
     errno = EINVAL;
     return -1;
   }
