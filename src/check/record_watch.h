@@ -18,8 +18,8 @@ struct RecordWatch {
   uint32_t Reported = 0;             ///< A bit for each kind of finding that has been reported.
 };
 
-/// Judges the next record: the pfRecord of a ReadObserver. pWatch: the RecordWatch.
-void CHECK_WatchRecord(void* pWatch, const NotedRecord& Record);
+/// Judges the next record: the pfRecord of a ReadObserver. pContext: the RecordWatch.
+void CHECK_WatchRecord(void* pContext, const NotedRecord& Record);
 
 /// Judges the end of a file that was read completely.
 void CHECK_WatchEnd(const RecordWatch& Watch);
