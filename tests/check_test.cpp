@@ -314,6 +314,7 @@ TEST(Check, FindsDataOutsideTheMemory) {
   const std::string Hex = REC + "\n:020000042000DA\n:040000006162636472\n" + END;
   WriteFile("f.hex", Hex);
   WriteFile("g.hex", Hex);
+  WriteFile("c.srec", "S104000000FB\r\nS9030000FC\r\n");
   WriteFile("a.bin", "abc");
   std::filesystem::create_symlink("/dev/stdin", "p.hex");
   const std::string Held = "f.hex: Intel HEX, 7 bytes in 2 runs\n" + TABLE +
@@ -332,6 +333,10 @@ TEST(Check, FindsDataOutsideTheMemory) {
       {"--within 0x31-0x31 --within 0-0xFFFFFFFF f.hex", "0 " + Held},
       {"--within 0-0x20000000 --within 0x20000002-0x20000003 --against g.hex f.hex",
        "1 g" + Both + "f" + Both + "f.hex: same bytes at the same addresses as g.hex\n"},
+      {"--within 1-1 --conditioned c.srec",
+       "1 c.srec: keeps every promise of a conditioned file, block size 8192, line alignment 8\n"
+       "c.srec:1: error: 0x00000000-0x00000000 lies outside 0x00000001-0x00000001: is RAM data in the file?\n"
+       "  S104000000FB\n          ^\n"},
       {"--within 5-4 a.bin",
        "2 --within takes FIRST-LAST, two addresses of 32 bits, decimal or with 0x, and not '5-4'\n"
        "Try 'blockfit-check --help' for more information.\n"},
