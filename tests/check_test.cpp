@@ -263,7 +263,7 @@ TEST(Check, TakesOptionsAndFiles) {
                                          "  0xFFFFF000  0x10001016F       70000\n"},
       {"--base=0XFFFFFFFE --against a.bin a.bin",
        "0 a.bin: " + Beyond + "a.bin: " + Beyond + "a.bin: same bytes at the same addresses as a.bin\n"},
-      {"--against a.bin --base 010 -- -x.hex",
+      {"--against a.bin --base 10 -- -x.hex",
        "1 -x.hex: differs from a.bin, first at 0x0000000A: 0 differing, 3 missing, 3 surplus bytes\n"},
       {"--against a.bin --base 0x30 -- -x.hex", "0 -x.hex: same bytes at the same addresses as a.bin\n"},
       {"--against bad.hex a.bin", "1 " + Bad},
@@ -299,9 +299,9 @@ TEST(Check, TakesOptionsAndFiles) {
   EXPECT_EQ('0', Check("--strict note.mot")[0]);
   EXPECT_EQ('1', Check("--strict cut.hex note.mot")[0]);
   for (const std::string Args :
-       {"--block 32 c", "--base '' a.bin", "--base -1 a.bin", "--base 0x a.bin", "--base 1k a.bin", "--base ' 1' a.bin",
-        "--base +1 a.bin", "--base 0x100000000 a.bin", "--base 99999999999999999999 a.bin", "--nonsense a.bin",
-        "a.bin >/dev/full", "--help >/dev/full", "a.bin bad.hex >/dev/full"}) {
+       {"--block 32 c", "--base '' a.bin", "--base -1 a.bin", "--base 0x a.bin", "--base 010 a.bin", "--base 1k a.bin",
+        "--base ' 1' a.bin", "--base +1 a.bin", "--base 0x100000000 a.bin", "--base 99999999999999999999 a.bin",
+        "--nonsense a.bin", "a.bin >/dev/full", "--help >/dev/full", "a.bin bad.hex >/dev/full"}) {
     EXPECT_EQ('2', Check(Args)[0]) << Args;
   }
   EXPECT_TRUE(Check(std::string(3000, '\x01') + ".hex").ends_with("?.hex: error: File name too long\n"));
@@ -391,7 +391,7 @@ TEST(Conditioned, EveryPromiseIsTested) {
   const std::string Filled = Line(0, 32) + Line(32, 8) + Pairs(8) + Line(40, 24) + End;
   const std::string Late = Line(0, 32) + Line(32, 16) + "\r\n" + Line(48, 16) + End;
   const std::string Another =
-      " characters: was it made with another block size? In Blockfit, -BlockAlign 1000 means 4096";
+      " characters: name another block size with --block. Blockfit's -BlockAlign is hexadecimal";
   const std::string CutAway = "the record before is cut in the middle of a block of 164" + Another;
   const std::string CutOdd = "the record before is not cut at a multiple of the line alignment";
   const std::string Crosses = "the line crosses the end of its block of 80" + Another;

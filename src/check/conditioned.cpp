@@ -50,8 +50,8 @@ bool Expect(const Check& State, bool IsKept, uint64_t Pos, const char* pText) {
 /// Expect for the place of a record in its block, which looks wrong when the block size is not that of the file.
 bool ExpectPlace(const Check& State, bool IsKept, uint64_t Pos, const char* pText) {
   return IsKept || Fail(State, Pos,
-                        CHECK_Format("%s of %u characters: was it made with another block size? In "
-                                     "Blockfit, -BlockAlign 1000 means 4096",
+                        CHECK_Format("%s of %u characters: name another block size with --block. Blockfit's "
+                                     "-BlockAlign is hexadecimal",
                                      pText, State.Rules.BlockSize)
                             .c_str());
 }

@@ -32,6 +32,9 @@ bool Fail(const char* pText, const char* pWanted) {
 bool CHECK_ParseNumber(std::string_view Text, uint32_t* pValue) {
   const bool IsHex = Text.starts_with("0x") || Text.starts_with("0X");
   Text.remove_prefix(IsHex ? 2 : 0);
+  if (!IsHex && Text.size() > 1 && Text[0] == '0') {  // 08000000 is meant to be an address in hexadecimal
+    return false;
+  }
   const char* pEnd = Text.data() + Text.size();
   const std::from_chars_result Result = std::from_chars(Text.data(), pEnd, *pValue, IsHex ? 16 : 10);
   return Result.ec == std::errc() && Result.ptr == pEnd;

@@ -6,8 +6,8 @@
 #include "check/conditioned.h"
 #include "check/input.h"
 
-/// Reads a number of 32 bits, decimal or hexadecimal with 0x. Returns whether the text is one; if not, *pValue may have
-/// changed.
+/// Reads a number of 32 bits, decimal without leading zeros or hexadecimal with 0x. Returns whether the text is one; if
+/// not, *pValue may have changed.
 [[nodiscard]] bool CHECK_ParseNumber(std::string_view Text, uint32_t* pValue);
 
 /// Reads FIRST-LAST, two such numbers. Returns whether the text is that, with a first that is not above the last.
