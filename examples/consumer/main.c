@@ -18,14 +18,15 @@ typedef struct {
 static char acBlock[MAX_BLOCK_SIZE];
 
 static int Usage(const char* pProblem) {
-  fprintf(stderr,
-          "consumer: %s\n"
-          "Usage: consumer [--block-size N] FILE\n"
-          "Lists the address and bytes of every record in the conditioned file FILE.\n"
-          "  --block-size N  the file's block size, even, %d to %d (default 8192)\n"
-          "N IS DECIMAL here, while the option values of Blockfit are hexadecimal: its -BlockAlign 0x1000 is 4096 here.\n"
-          "Exit status: 0 ok, 1 a block breaks a rule, 2 wrong usage, or a file that cannot be read or written.\n",
-          pProblem, MIN_BLOCK_SIZE, MAX_BLOCK_SIZE);
+  fprintf(
+      stderr,
+      "consumer: %s\n"
+      "Usage: consumer [--block-size N] FILE\n"
+      "Lists the address and bytes of every record in the conditioned file FILE.\n"
+      "  --block-size N  the file's block size, even, %d to %d (default 8192)\n"
+      "N IS DECIMAL here, while the option values of Blockfit are hexadecimal: its -BlockAlign 0x1000 is 4096 here.\n"
+      "Exit status: 0 ok, 1 a block breaks a rule, 2 wrong usage, or a file that cannot be read or written.\n",
+      pProblem, MIN_BLOCK_SIZE, MAX_BLOCK_SIZE);
   return EXIT_TROUBLE;
 }
 
