@@ -9,7 +9,8 @@ _blockfit_convert() {
     --base | --block | --line | --within) return ;; # a number, or two
   esac
   if [[ $Word == -* ]]; then
-    mapfile -t COMPREPLY < <(compgen -W "--allow-warnings --base --block --help --line --version --within -o -q" -- "$Word")
+    local Options="--allow-warnings --base --block --help --line --version --within -o -q"
+    mapfile -t COMPREPLY < <(compgen -W "$Options" -- "$Word")
     return
   fi
   compopt -o filenames

@@ -99,7 +99,7 @@ def main():
             return 1
         for command in programs:
             if not converts_alike(command, seed, first[0], first[2], *made):
-                print(f"Input {seed} ({made[0]} {made[2]}): another output of {command}'s blockfit-convert", file=sys.stderr)
+                print(f"Input {seed} ({made[0]} {made[2]}): blockfit-convert beside {command} differs", file=sys.stderr)
                 return 1
         statuses[first[0]] += 1
     print(f"Same results for {num_inputs} inputs; exit statuses: {dict(statuses)}")
