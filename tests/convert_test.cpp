@@ -94,8 +94,9 @@ TEST(Convert, LeavesTheOldFile) {
     EXPECT_NE(std::string::npos, Printed.find(Expected)) << Args << '\n' << Printed;
   }
   EXPECT_TRUE(Convert("cut.hex -o old.srec").ends_with("because of the warnings; --allow-warnings accepts them\n"));
-  EXPECT_EQ("2 old.part.srec: error: cannot be written: File too large\n",
-            RunShell("ulimit -f 0;" CONVERT_PROGRAM " f.hex -o old.srec 2>&1"));
+  // A build that counts coverage cannot write its counts, and says so.
+  const std::string Limited = RunShell("ulimit -f 0;" CONVERT_PROGRAM " f.hex -o old.srec 2>&1");
+  EXPECT_TRUE(Limited.starts_with("2 old.part.srec: error: cannot be written: File too large\n")) << Limited;
   EXPECT_EQ("0 oldold2\n", RunShell("cat old.srec locked.srec; cmp in.srec hard.srec; ls *.part.* | wc -l"));
   EXPECT_EQ(REC + END, ReadFile("in.srec"));
   EXPECT_EQ("2 standard output: No space left on device\n", Convert("f.hex >/dev/full"));
