@@ -5,7 +5,6 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
-#include <new>
 
 #include "check/terminal.h"
 #include "srec/conditioned_writer.h"
@@ -23,14 +22,6 @@ struct Output {
   std::string Target;  ///< The file itself: where pPath leads to if it is a link.
   std::string Part;    ///< The file that is written and proved, and then moved to Target.
 };
-
-/// The part that is being written or proved.
-const char* pUnfinished = nullptr;
-
-void RemovePartAndStop() {
-  std::remove(pUnfinished);
-  CHECK_StopWithoutMemory();
-}
 
 [[nodiscard]] bool Fail(const std::string& Path, const std::string& Text) {
   CHECK_PrintFinding({CHECK_ERROR, Text, {Path.c_str()}});
@@ -120,13 +111,10 @@ bool CONVERT_Write(MemImage* pImage, const char* pPath, const ConditionedRules& 
   if (hPart == SYS_NO_FILE) {
     return FailSystem(To.Part, SYS_GetLastError() == EBUSY ? "another run has it" : "cannot be created");
   }
-  pUnfinished = To.Part.c_str();
-  const std::new_handler pfStop = std::set_new_handler(RemovePartAndStop);
   const bool IsDone = WritePart(To, static_cast<uint32_t>(hPart), pImage, Rules);
   if (!IsDone) {
-    std::remove(pUnfinished);
+    std::remove(To.Part.c_str());
   }
-  std::set_new_handler(pfStop);
   SYS_FileClose(static_cast<uint32_t>(hPart));  // only now, so that no other run takes the part meanwhile
   return IsDone;
 }
