@@ -135,8 +135,12 @@ TEST(Convert, LeavesACompleteFileWhateverFails) {
   const std::string Expected = ReadFile("out.srec");
   EXPECT_EQ(80U * 250 + 9000, ReadConditioned(Expected, 8192).value().size());
   for (const FaultKind What : {FAULT_ALLOC, FAULT_OPEN, FAULT_READ, FAULT_WRITE, FAULT_MOVE, FAULT_CLOSE}) {
-    for (const int Error : What == FAULT_ALLOC ? std::vector{EIO} : std::vector{EIO, 0, FAULT_DAMAGE, FAULT_KILL}) {
-      const std::string Reason = What == FAULT_WRITE && Error == FAULT_DAMAGE ? "not what was written" : "";
+    for (const int Error :
+         What == FAULT_ALLOC ? std::vector{EIO} : std::vector{EIO, 0, FAULT_KILL, FAULT_DAMAGE, FAULT_LINE_END}) {
+      const std::string Reason = What != FAULT_WRITE       ? ""
+                                 : Error == FAULT_DAMAGE   ? "not what was written"
+                                 : Error == FAULT_LINE_END ? "ends in LF"
+                                                           : "";
       int First = 1;
       for (HasFired = true; HasFired; ++First) {
         WriteFile("out.srec", "old");

@@ -139,10 +139,11 @@ ssize_t __wrap_read(int hFile, void* pBuffer, size_t NumBytes) {
 
 ssize_t __wrap_write(int hFile, const void* pBuffer, size_t NumBytes) {
   const ssize_t Num = Allowed(FAULT_WRITE, NumBytes);
-  if (Num < 0 && How.Error == FAULT_DAMAGE) {
+  if (Num < 0 && How.Error <= FAULT_DAMAGE) {
     std::string Bytes(static_cast<const char*>(pBuffer), NumBytes);
-    const auto Last = Bytes.begin() + static_cast<ptrdiff_t>(Bytes.find('\n', 100)) - 5;  // of a record's data
-    std::swap_ranges(Last - 2, Last, Last);
+    const size_t End = Bytes.find('\n', 100);
+    std::swap_ranges(&Bytes[End - 7], &Bytes[End - 5], &Bytes[How.Error == FAULT_DAMAGE ? End - 5 : End - 7]);
+    Bytes[End - 1] = How.Error == FAULT_LINE_END ? '\n' : '\r';
     return __real_write(hFile, Bytes.data(), NumBytes);
   }
   return Num < 0 ? -1 : __real_write(hFile, pBuffer, static_cast<size_t>(Num));
