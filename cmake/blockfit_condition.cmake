@@ -13,7 +13,7 @@
 # BASE is the load address of a .bin file: required for .bin files, not allowed for others.
 #
 # Numbers are decimal, or hexadecimal with 0x. BLOCK and LINE default to 8192 and 8.
-# WITHIN lists the memory of the part: no byte may have an address outside all of these ranges.
+# WITHIN lists the memory of the chip: no byte may have an address outside all of these ranges.
 #
 # blockfit-convert makes the file and proves it. The build fails, and there is no file, if it refuses the input or warns
 # about it, because data may be missing or wrong. ALLOW_WARNINGS accepts a file in spite of its warnings, and shows them.

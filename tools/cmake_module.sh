@@ -25,8 +25,8 @@ expect_made() {
   quietly cmake --build "$Build"
   (($(find "$Build" -maxdepth 1 -name '*.srec' -newer "$Scratch/before" | wc -l) == $1)) || fail "$Build: not $1 files"
   objcopy -O ihex "$Build/app" "$Scratch/app.hex"
-  quietly "$Check" --against "$Scratch/app.hex" --conditioned --block 4096 --line 8 "$Build/app.srec"
-  quietly "$Check" --against "$Data" --base 0x08000000 --conditioned "$Build/boot.srec"
+  quietly "$Check" --against "$Scratch/app.hex" --block 0x200 "$Build/app.srec"
+  quietly "$Check" --against "$Data" --base 0x08000000 --block 0x200 "$Build/boot.srec"
   quietly "$Check" --against "$Data" --base 0x8000 --conditioned --block 100 --line 4 "$Build/all.srec"
 }
 

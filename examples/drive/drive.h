@@ -11,8 +11,8 @@ enum { APP_START = 0x4000, APP_END = 0x40000, PAGE_SIZE = 0x400 };
 /// The words of that part, as a little-endian processor reads them. The flash controller changes them.
 extern const volatile uint32_t* const pAppWords;
 
-/// Makes all bits of the page that begins at Address 1. It may return at once if they are, but not after a power cut
-/// that may have left a page which only seems blank. Returns 0, or any other value for an error.
+/// Sets all bits of the page at Address to 1. May skip a blank page, unless a power cut in an erasure can leave a page
+/// that only seems blank. Returns 0, or any other value for an error.
 int FLASH_ErasePage(uint32_t Address);
 /// Clears the bits of a word that are 0 in Value. A word that several records share is written once for each of them.
 /// Returns 0, or any other value for an error. Where the flash reports none, read back.
@@ -38,7 +38,7 @@ void DRIVE_Begin(void);
 ///   without data, with more than 32 bytes, or an end record with an address;
 /// - an address outside the application's part;
 /// - another byte than an earlier unit for the same address, where 0xFF counts as none;
-/// and if the flash reports an error. Records before such a one have been programmed.
+/// and if the flash reports an error. Of the last three, the records before have been programmed.
 DriveAnswer DRIVE_TakeUnit(const char* pUnit, size_t NumChars);
 
 /// Returns DRIVE_EMPTY, DRIVE_MISSING, DRIVE_WHOLE or DRIVE_FAILED. May be called at any time, and again. Takes as long
