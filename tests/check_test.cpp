@@ -157,7 +157,7 @@ TEST(Check, WarnsOfDataThatMayBeMissing) {
   const std::string CutOff =
       ":0 w no end record follows this last record: the file may have been cut off. Make or fetch it again\n";
   const std::string After =
-      ":0 w a record after the end record: were two files joined? blockfit-convert joins them rightly\n";
+      ":0 w a record after the end record: were two files joined? blockfit-convert joins them correctly\n";
   const std::string EndMark =
       ":0 w a byte 0x00 or 0x1A ends the data here: what follows is not read. Make or fetch the file again\n";
   const std::string Unused =

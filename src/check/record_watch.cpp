@@ -56,7 +56,7 @@ void Judge(RecordWatch* pWatch, const NotedRecord& Record) {
     }
   };
   ReportIf(pWatch->HasEnded, KIND_AFTER_END, CHECK_WARNING,
-           "a record after the end record: were two files joined? blockfit-convert joins them rightly");
+           "a record after the end record: were two files joined? blockfit-convert joins them correctly");
   ReportIf(EndOf(Record) > pWatch->SegmentEnd, KIND_SEGMENT, CHECK_WARNING,
            "data beyond the end of its 64 KiB segment: other tools may put it at the segment's start. Records of type "
            "04 avoid that");
