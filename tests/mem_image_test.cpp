@@ -208,14 +208,15 @@ void ExpectLikeAMap(const SlotCase& Case, uint64_t Step, Shortage Memory) {
 
 TEST(ImageRandom, AgreesWithAPlainMap) {
   constexpr uint64_t MANY = 5003;  // enough areas for an index of many pages
+  constexpr uint64_t FEW = 1009;
   // Three times 43 bytes is one byte more than an area has room for in its own record.
-  const SlotCase aCase[] = {{MANY, 0, 43, 43, 43},
+  const SlotCase aCase[] = {{FEW, 0, 43, 43, 43},
                             {MANY, 0, 1, 1, 1},
                             {MANY, 0, 8, 1, 10},
                             {MANY, TOP - 8 * MANY + 90, 8, 1, 10},
-                            {4001, 0, 130, 124, 131}};
+                            {FEW, 0, 130, 124, 131}};
   for (const auto& Case : aCase) {
-    for (const uint64_t Step : {uint64_t{1}, MANY - 1, uint64_t{2}, MANY - 2, uint64_t{0}}) {
+    for (const uint64_t Step : {uint64_t{1}, Case[0] - 1, uint64_t{2}, Case[0] - 2, uint64_t{0}}) {
       for (const Shortage Memory : {NO_SHORTAGE, ONCE_A_WRITE, FROM_THEN_ON}) {
         SCOPED_TRACE(testing::Message() << Case[1] << ' ' << Case[3] << ' ' << Step << ' ' << Memory);
         ExpectLikeAMap(Case, Step, Memory);
