@@ -107,7 +107,7 @@ try_wheel() { # FOLDER
   quietly "$Scratch/venv/bin/pip" uninstall --yes blockfit
   [[ ! -e $Scratch/venv/bin/Blockfit ]] || fail "pip uninstall left something."
   export PIPX_HOME=$Scratch/pipx PIPX_BIN_DIR=$Scratch/pipx/bin
-  quietly pipx install --pip-args=--no-index "${Wheel[0]}"
+  PIP_NO_INDEX=1 quietly pipx install "${Wheel[0]}" # in which pipx also renews its own pip
   quietly "$PIPX_BIN_DIR/blockfit-check" --conditioned --against examples/sample.hex "$Scratch/fw.srec"
 }
 
