@@ -37,21 +37,18 @@ function nameOutputs(jobs) {
 const quote = (text) => (/^[\w./+,-]+$/.test(text) ? text : `'${text.replace(/'/g, "'\\''")}'`);
 const asPath = (path) => quote(/^[-~]/.test(path) ? `./${path}` : path);
 
-// The command line that makes a job's output beside its input, '' if the input's name cannot be shown. A run takes two
-// options at most; more take a second run, which lays out what the first one wrote.
-function commandOf({ path, outputPath, result: { settings } }) {
-  const folder = path.slice(0, -lastOf(path).length).replace(/\/$/, '');
-  const input = lastOf(path);
-  const name = lastOf(withoutExtension(outputPath));
-  const run = (file, ...options) => ['Blockfit', ...options.flat(), asPath(file)].join(' ');
-  const within = settings.Within.split(' ').filter(Boolean).map((range) => `--within ${range}`);
-  const base = isRawBinary({ name: path }) ? [`-BaseAddr ${formatHex(settings.BaseAddr)}`] : [];
-  const layout = ['BlockAlign', 'LineAlign'].filter((option) => settings[option] !== FIELDS[option].initial)
-    .map((option) => `-${option} ${formatHex(settings[option])}`);
-  const out = name === withoutExtension(input) ? [] : [`-o ${asPath(name)}`];
-  const options = [...within, ...base].join(' ').replace('-BaseAddr', '--base');
-  const check = within.length ? `blockfit-check ${options} ${asPath(input)} &&\n` : '';
-  const runs = base.length + layout.length + out.length <= 2 ? run(input, base, layout, out)
-    : `${run(input, base, `-o ${quote(`based/${name}`)}`)} &&\n${run(`based/${name}.srec`, layout)}`;
-  return path.search(INVISIBLE) >= 0 ? '' : folder ? `(cd ${asPath(folder)} && ${check}${runs})` : check + runs;
+// The command line that makes a job's output beside its input and proves it, '' if the input's name cannot be shown.
+function commandOf({ path, outputPath, result }) {
+  const { BaseAddr, BlockAlign, LineAlign, Within } = result.settings;
+  const words = [
+    'blockfit-convert',
+    ...Within.split(' ').map((range) => range && `--within ${range}`),
+    countWarnings(result) && '--allow-warnings',
+    `--block ${formatHex(BlockAlign)}`,
+    LineAlign !== FIELDS.LineAlign.initial && `--line ${formatHex(LineAlign)}`,
+    outputPath !== `${withoutExtension(path)}.srec` && `-o ${asPath(outputPath)}`,
+    isRawBinary({ name: path }) && `--base ${formatHex(BaseAddr)}`,
+    asPath(path),
+  ];
+  return path.search(INVISIBLE) >= 0 ? '' : words.filter(Boolean).join(' ');
 }

@@ -40,7 +40,7 @@ function lookOf(job) {
   return {
     job, path, size: file.size, result, isOpen, wantsSave, outputPath, isOnly: jobs.length === 1, state: stateOf(job),
     verdict: verdictOf(job), reason: reasonOf(job), bar: job === runningJob ? progress : null,
-    findings: findingsOf(job), command: isOpen && result ? commandOf(job) : '',
+    findings: findingsOf(job), command: isOpen && result?.isProved ? commandOf(job) : '',
   };
 }
 
