@@ -74,6 +74,7 @@ TEST(Convert, LeavesTheOldFile) {
       {"f.hex -o none/x.srec", "2 none/x.part.srec: error: cannot be created: No such file or directory\n"},
       {"f.hex -o x.hex", "2 x.hex: error: " + Name},
       {"f.hex -o hex.srec", "2 hex.srec: error: " + Name},
+      {"f.hex -o f.PART.srec", "2 f.PART.srec: error: a name that ends in .part is for unfinished files: name another"},
       {"in.srec", "2 in.srec: error: an input would be lost: name another output with -o\n"},
       {"in.srec -o hard.srec", "hard.srec: error: an input would be lost"},
       {"in.srec -o soft.srec", "soft.srec: error: an input would be lost"},
@@ -105,9 +106,13 @@ TEST(Convert, LeavesTheOldFile) {
 
 TEST(Convert, KeepsLinksAndPermissions) {
   MakeFiles();
-  const int64_t hPart = SYS_OpenReplacement("old.part.srec");  // as another run does
+  const int64_t hPart = SYS_OpenReplacement("old.part.srec", "old.srec");  // as another run does
   EXPECT_EQ("2 old.part.srec: error: another run has it: Device or resource busy\n", Convert("f.hex -o old.srec"));
   SYS_FileClose(static_cast<uint32_t>(hPart));
+  FAULT_Arm(FAULT_OPEN, {1, 1, FAULT_AWAY});  // another run ends between the open and the lock
+  EXPECT_EQ(SYS_NO_FILE, SYS_OpenReplacement("old.part.srec", "old.srec"));
+  EXPECT_EQ(EBUSY, SYS_GetLastError());
+  FAULT_Disarm();
   EXPECT_EQ(
       "0 ",
       RunShell(

@@ -62,8 +62,9 @@ CheckDifference CHECK_Compare(MemImage* pImage, MemImage* pOther) {
       Difference.FirstAddr = std::min(Difference.FirstAddr, Piece.Addr);
       (Mine.Addr < Other.Addr ? Difference.NumSurplus : Difference.NumMissing) += Piece.NumBytes;
     }
-    Mine = CHECK_RunAfter(pImage, Piece);
-    Other = CHECK_RunAfter(pOther, Piece);
+    // A run that begins after the piece is still the next one. To ask again would start at the front of the image.
+    Mine = Mine.Addr == Piece.Addr ? CHECK_RunAfter(pImage, Piece) : Mine;
+    Other = Other.Addr == Piece.Addr ? CHECK_RunAfter(pOther, Piece) : Other;
   }
   return Difference;
 }

@@ -11,7 +11,6 @@
 #include "check/terminal.h"
 #include "convert/join.h"
 #include "convert/output.h"
-#include "sys/file.h"
 
 namespace {
 
@@ -121,8 +120,8 @@ bool Complain(const char* pArg, const char* pText) {
 }
 
 /// Says what is in its place now.
-void PrintResult(const char* pPath, MemImage* pImage, uint32_t BlockSize) {
-  const uint64_t NumBlocks = (SYS_GetFileState(pPath).NumBytes + BlockSize - 1) / BlockSize;
+void PrintResult(const char* pPath, MemImage* pImage, uint64_t NumChars, uint32_t BlockSize) {
+  const uint64_t NumBlocks = (NumChars + BlockSize - 1) / BlockSize;
   std::printf("%s: %s, %" PRIu64 " block%s of %" PRIu32 " characters, proved%s\n", CHECK_ShowName(pPath).c_str(),
               CHECK_ShowSize(pImage).c_str(), NumBlocks, NumBlocks == 1 ? "" : "s", BlockSize,
               BlockSize < 80 ? "; lines may cross the ends of blocks of fewer than 80" : "");
@@ -140,11 +139,12 @@ void PrintResult(const char* pPath, MemImage* pImage, uint32_t BlockSize) {
   }
   std::string Path = Inputs.front().pFile->pPath;
   Path = Set.pOutput != nullptr ? Set.pOutput : Path.substr(0, Path.rfind('.')) + ".srec";
-  if (!CONVERT_Write(pImage.get(), Path.c_str(), Set.Shared.Rules, Inputs)) {
+  uint64_t NumChars = 0;
+  if (!CONVERT_Write(pImage.get(), Path.c_str(), Set.Shared.Rules, Inputs, &NumChars)) {
     return CHECK_UNREADABLE;
   }
   if (!Set.IsQuiet) {
-    PrintResult(Path.c_str(), pImage.get(), Set.Shared.Rules.BlockSize);
+    PrintResult(Path.c_str(), pImage.get(), NumChars, Set.Shared.Rules.BlockSize);
   }
   return CHECK_GOOD;
 }

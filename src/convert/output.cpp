@@ -5,6 +5,7 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include "check/terminal.h"
 #include "srec/conditioned_writer.h"
@@ -15,6 +16,9 @@
 #include "util/text.h"
 
 namespace {
+
+/// What a part has before its extension.
+constexpr std::string_view PART = ".part";
 
 /// Where the file goes.
 struct Output {
@@ -34,6 +38,12 @@ struct Output {
   return Fail(Path, Text + ": " + (Error != 0 ? std::strerror(Error) : "only a piece was taken: is the disk full?"));
 }
 
+/// Whether a path names the part of another output. It has an extension.
+bool IsPart(const std::string& Path) {
+  const std::string Name = Path.substr(0, Path.rfind('.'));
+  return Name.size() > PART.size() && UTIL_CompareNoCase(Name.c_str() + Name.size() - PART.size(), PART.data()) == 0;
+}
+
 /// Whether a path names the file that an input was read from.
 bool IsInput(const std::string& Path, const std::vector<CheckInput>& Inputs) {
   const SysFileState State = SYS_GetFileState(Path.c_str());
@@ -45,6 +55,9 @@ bool IsInput(const std::string& Path, const std::vector<CheckInput>& Inputs) {
 const char* ObjectionTo(const Output& To, const std::vector<CheckInput>& Inputs) {
   if (CONVERT_ReaderOf(To.pPath) != DATAFILE_ReadMot || CONVERT_ReaderOf(To.Target.c_str()) != DATAFILE_ReadMot) {
     return "the name of an output, and of the file that a link leads to, ends in .srec, .s19, .s37, .s or .mot";
+  }
+  if (IsPart(To.Target)) {
+    return "a name that ends in .part is for unfinished files: name another output with -o";
   }
   if (To.Part.size() >= SYS_PATH_SIZE) {
     return "the name is too long";
@@ -71,14 +84,16 @@ const char* ObjectionTo(const Output& To, const std::vector<CheckInput>& Inputs)
 }
 
 /// Writes and proves the part, which hPart has open, and moves it to the target.
-[[nodiscard]] bool WritePart(const Output& To, uint32_t hPart, MemImage* pImage, const ConditionedRules& Rules) {
+[[nodiscard]] bool WritePart(const Output& To, uint32_t hPart, MemImage* pImage, const ConditionedRules& Rules,
+                             uint64_t* pNumChars) {
   errno = 0;  // the writer leaves the reason here if it fails
   if (SREC_WriteConditionedEx(pImage, To.Part.c_str(), nullptr, nullptr, Rules.LineAlign, Rules.BlockSize) != 0 ||
       SYS_FileFlush(hPart) != 0) {
     return FailSystem(To.Part, "cannot be written");
   }
-  return Prove(To.Part, pImage, Rules) && (SYS_ReplaceFile(hPart, To.Part.c_str(), To.Target.c_str()) == 0 ||
-                                           FailSystem(To.pPath, "cannot be replaced"));
+  *pNumChars = SYS_GetFileState(To.Part.c_str()).NumBytes;
+  return Prove(To.Part, pImage, Rules) &&
+         (SYS_ReplaceFile(To.Part.c_str(), To.Target.c_str()) == 0 || FailSystem(To.pPath, "cannot be replaced"));
 }
 
 }  // namespace
@@ -94,7 +109,7 @@ ReadFn CONVERT_ReaderOf(const char* pPath) {
 }
 
 bool CONVERT_Write(MemImage* pImage, const char* pPath, const ConditionedRules& Rules,
-                   const std::vector<CheckInput>& Inputs) {
+                   const std::vector<CheckInput>& Inputs, uint64_t* pNumChars) {
   const std::unique_ptr<char, CheckFree<SYS_Free>> pTarget(SYS_FindTarget(pPath));
   if (pTarget == nullptr) {
     return FailSystem(pPath, "cannot be replaced");
@@ -102,16 +117,16 @@ bool CONVERT_Write(MemImage* pImage, const char* pPath, const ConditionedRules& 
   // The writer would take a '~' at the start for the home folder.
   Output To{pPath, (*pTarget == '~' ? "./" : "") + std::string(pTarget.get()), {}};
   To.Part = To.Target;
-  To.Part.insert(std::min(To.Part.rfind('.'), To.Part.size()), ".part");
+  To.Part.insert(std::min(To.Part.rfind('.'), To.Part.size()), PART);
   const char* pObjection = ObjectionTo(To, Inputs);
   if (pObjection != nullptr) {
     return Fail(pPath, pObjection);
   }
-  const int64_t hPart = SYS_OpenReplacement(To.Part.c_str());
+  const int64_t hPart = SYS_OpenReplacement(To.Part.c_str(), To.Target.c_str());
   if (hPart == SYS_NO_FILE) {
     return FailSystem(To.Part, SYS_GetLastError() == EBUSY ? "another run has it" : "cannot be created");
   }
-  const bool IsDone = WritePart(To, static_cast<uint32_t>(hPart), pImage, Rules);
+  const bool IsDone = WritePart(To, static_cast<uint32_t>(hPart), pImage, Rules, pNumChars);
   if (!IsDone) {
     std::remove(To.Part.c_str());
   }

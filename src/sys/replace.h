@@ -9,15 +9,16 @@
 /// nowhere, or if memory is exhausted. A pPath at which nothing is yet is fine.
 [[nodiscard]] char* SYS_FindTarget(const char* pPath);
 
-/// Creates the file for the new contents, or opens the one that an interrupted run has left, without emptying it. Where
-/// the file system has locks, no other run can open it this way until it is closed.
+/// Creates the file for the new contents of pTarget, or opens the one that an interrupted run has left, without
+/// emptying it. It gets the permissions of the file at pTarget, if there is one. Where the file system has locks, no
+/// other run can open it this way until it is closed.
 /// Returns the handle, which the caller closes with SYS_FileClose; or SYS_NO_FILE, with the error EBUSY if another run
 /// has it, and EEXIST if it is not a regular file with one name.
-[[nodiscard]] int64_t SYS_OpenReplacement(const char* pPath);
+[[nodiscard]] int64_t SYS_OpenReplacement(const char* pPath, const char* pTarget);
 
 /// Waits until the disk has all that was written to the file, through any handle. Returns 0, or -1 if it has not.
 [[nodiscard]] int SYS_FileFlush(uint32_t hFile);
 
-/// Moves the file at pPath, which hFile has open, to pTarget, with the permissions of the file there, and lets that
-/// outlast a power cut where the file system can. Returns 0, or -1 with the target as it was.
-[[nodiscard]] int SYS_ReplaceFile(uint32_t hFile, const char* pPath, const char* pTarget);
+/// Moves the file at pPath to pTarget, and lets that outlast a power cut where the file system can. Returns 0, or -1
+/// with the target as it was.
+[[nodiscard]] int SYS_ReplaceFile(const char* pPath, const char* pTarget);

@@ -129,7 +129,12 @@ void* __wrap_realloc(void* pBlock, size_t NumBytes) {
 }
 
 int __wrap_open64(const char* pPath, int Flags, mode_t Mode) {
-  return IsHit(FAULT_OPEN) ? -1 : __real_open64(pPath, Flags, Mode);
+  const bool IsBad = IsHit(FAULT_OPEN);
+  const int hFile = IsBad && How.Error != FAULT_AWAY ? -1 : __real_open64(pPath, Flags, Mode);
+  if (IsBad && hFile >= 0 && std::rename(pPath, "away") == 0) {
+    close(__real_open64(pPath, Flags, Mode));
+  }
+  return hFile;
 }
 
 ssize_t __wrap_read(int hFile, void* pBuffer, size_t NumBytes) {

@@ -38,10 +38,12 @@ std::string Finish(FILE* pOutput, std::string Printed = "");
 enum FaultKind { FAULT_NONE, FAULT_ALLOC, FAULT_OPEN, FAULT_READ, FAULT_WRITE, FAULT_MOVE, FAULT_CLOSE, FAULT_CLOCK };
 
 /// In place of an errno: the call kills the program; a write of records succeeds, but two bytes of data change places,
-/// which leaves the checksum right, or a line ends in LF alone.
+/// which leaves the checksum right, or a line ends in LF alone; or an open succeeds, and then another file has the
+/// name.
 constexpr int FAULT_KILL = -1;
 constexpr int FAULT_DAMAGE = -2;
 constexpr int FAULT_LINE_END = -3;
+constexpr int FAULT_AWAY = -4;
 
 /// Which calls fail, counted from 1 after the fault is armed, and how.
 struct Fault {

@@ -16,11 +16,33 @@
 
 namespace {
 
-/// Locks a file until it is closed. Returns whether somebody else has locked it.
+/// Locks a file until it is closed. Returns whether somebody else has locked it, and sets errno.
 bool IsLockedByOthers(int hFile) {
   struct flock Lock {};
   Lock.l_type = F_WRLCK;
-  return fcntl(hFile, F_OFD_SETLK, &Lock) != 0 && (errno == EAGAIN || errno == EACCES);
+  const bool IsLocked = fcntl(hFile, F_OFD_SETLK, &Lock) != 0 && (errno == EAGAIN || errno == EACCES);
+  errno = EBUSY;
+  return IsLocked;
+}
+
+/// Whether a file has the name pPath and no other. If not, sets errno: EBUSY if another run has moved it away since it
+/// was opened.
+bool IsStillAt(int hFile, const char* pPath) {
+  struct stat Opened {};
+  struct stat Named {};
+  if (fstat(hFile, &Opened) != 0 || lstat(pPath, &Named) != 0 || Opened.st_ino != Named.st_ino ||
+      Opened.st_dev != Named.st_dev) {
+    errno = EBUSY;
+    return false;
+  }
+  errno = EEXIST;
+  return S_ISREG(Opened.st_mode) && Opened.st_nlink == 1;
+}
+
+/// Gives a file the permissions of the one at pTarget, if there is one.
+bool CopyMode(int hFile, const char* pTarget) {
+  struct stat Old {};
+  return stat(pTarget, &Old) != 0 || fchmod(hFile, Old.st_mode & 07777) == 0;
 }
 
 /// Lets a move of the file outlast a power cut. If that fails, the path names the old file afterwards.
@@ -52,30 +74,27 @@ char* SYS_FindTarget(const char* pPath) {
   return S_ISLNK(Named.st_mode) ? realpath(pPath, nullptr) : SYS_CopyText(pPath, UTIL_StrLen(pPath));
 }
 
-int64_t SYS_OpenReplacement(const char* pPath) {
+int64_t SYS_OpenReplacement(const char* pPath, const char* pTarget) {
   // Neither follows a link nor waits for the reader of a pipe.
   const int hFile = SYS_OpenPath(pPath, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK);
   if (hFile < 0) {
     return SYS_NO_FILE;
   }
-  struct stat Opened {};
-  const bool IsLocked = IsLockedByOthers(hFile);
-  if (IsLocked || fstat(hFile, &Opened) != 0 || !S_ISREG(Opened.st_mode) || Opened.st_nlink != 1) {
-    close(hFile);
-    errno = IsLocked ? EBUSY : EEXIST;
-    return SYS_NO_FILE;
+  if (!IsLockedByOthers(hFile) && IsStillAt(hFile, pPath) && CopyMode(hFile, pTarget)) {
+    return hFile;
   }
-  return hFile;
+  const int Error = errno;
+  close(hFile);
+  errno = Error;
+  return SYS_NO_FILE;
 }
 
 int SYS_FileFlush(uint32_t hFile) {
   return fsync(static_cast<int>(hFile));
 }
 
-int SYS_ReplaceFile(uint32_t hFile, const char* pPath, const char* pTarget) {
-  struct stat Old {};
-  const bool IsModeKept = stat(pTarget, &Old) != 0 || fchmod(static_cast<int>(hFile), Old.st_mode & 07777) == 0;
-  if (!IsModeKept || std::rename(pPath, pTarget) != 0) {
+int SYS_ReplaceFile(const char* pPath, const char* pTarget) {
+  if (std::rename(pPath, pTarget) != 0) {
     return -1;
   }
   FlushFolderOf(pTarget);

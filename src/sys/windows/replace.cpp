@@ -37,7 +37,7 @@ char* SYS_FindTarget(const char* pPath) {
   return SYS_CopyText(pPath, UTIL_StrLen(pPath));
 }
 
-int64_t SYS_OpenReplacement(const char* pPath) {
+int64_t SYS_OpenReplacement(const char* pPath, const char*) {
   const HANDLE hFile = CreateFileA(pPath, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                    nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (hFile == INVALID_HANDLE_VALUE) {
@@ -46,10 +46,14 @@ int64_t SYS_OpenReplacement(const char* pPath) {
     return SYS_NO_FILE;
   }
   BY_HANDLE_FILE_INFORMATION Opened{};
-  const bool IsLocked = IsLockedByOthers(hFile);
-  if (IsLocked || GetFileInformationByHandle(hFile, &Opened) == 0 || Opened.nNumberOfLinks > 1) {
+  SysFileStatus Named;
+  // Another run may have locked the file, or moved it away since it was opened.
+  const bool IsBusy = IsLockedByOthers(hFile) || GetFileInformationByHandle(hFile, &Opened) == 0 ||
+                      !SYS_GetStatus(pPath, &Named) ||
+                      Named.State.Node != (uint64_t{Opened.nFileIndexHigh} << 32 | Opened.nFileIndexLow);
+  if (IsBusy || Opened.nNumberOfLinks > 1) {
     CloseHandle(hFile);
-    errno = IsLocked ? EBUSY : EEXIST;
+    errno = IsBusy ? EBUSY : EEXIST;
     return SYS_NO_FILE;
   }
   return _open_osfhandle(reinterpret_cast<intptr_t>(hFile), _O_BINARY);
@@ -59,7 +63,7 @@ int SYS_FileFlush(uint32_t hFile) {
   return _commit(static_cast<int>(hFile));
 }
 
-int SYS_ReplaceFile(uint32_t, const char* pPath, const char* pTarget) {
+int SYS_ReplaceFile(const char* pPath, const char* pTarget) {
   if (MoveFileExA(pPath, pTarget, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) == 0) {
     errno = EACCES;
     return -1;
