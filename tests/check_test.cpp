@@ -134,7 +134,7 @@ TEST(Check, NamesWhatAFileIsInstead) {
       {"f.hex", MOT, Not + "it is an S-record file: rename it to .srec\n"},
       {"f.hex", "\x80", Not + "a record begins with a colon\n"},
       {"f.mot", "s1060030616263A3\n",
-       "1:0 e not Motorola S-record: it begins with a lower-case s: an S-record begins with S\n"},
+       "1:0 e not Motorola S-record: it begins with a lower-case s: change it to S in every line\n"},
       {"f.mot", REC, "1:0 e not Motorola S-record: " + HexName},
       {"f.bin", "", "0:0 w the file has no data: is it the right one?\n"},
       {"f.bin", "\x7F\x45LF", "0:0 w " + Elf},

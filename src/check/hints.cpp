@@ -42,7 +42,7 @@ CheckForeign CHECK_NameForeign(std::string_view Bytes, bool IsBinary) {
       {Bytes.starts_with("\xFE\xFF"), "it is UTF-16 text: save it as ASCII", CHECK_ERROR},
       {IsRecord(Bytes, ':'), "it is an Intel HEX file: rename it to .hex", CHECK_WARNING},
       {IsRecord(Bytes, 'S'), "it is an S-record file: rename it to .srec", CHECK_WARNING},
-      {IsRecord(Bytes, 's'), "it begins with a lower-case s: an S-record begins with S", CHECK_ERROR},
+      {IsRecord(Bytes, 's'), "it begins with a lower-case s: change it to S in every line", CHECK_ERROR},
       {HoldsRecords && Text.size() < Bytes.size(), "it begins with a byte order mark: save it without one",
        CHECK_ERROR},
       {HoldsRecords, "it begins with a blank line or a space: remove it", CHECK_ERROR},

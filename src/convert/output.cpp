@@ -57,7 +57,7 @@ const char* ObjectionTo(const Output& To, const std::vector<CheckInput>& Inputs)
     return "the name of an output, and of the file that a link leads to, ends in .srec, .s19, .s37, .s or .mot";
   }
   if (IsPart(To.Target)) {
-    return "a name that ends in .part is for unfinished files: name another output with -o";
+    return "a name with .part before its extension is for unfinished files: name another output with -o";
   }
   if (To.Part.size() >= SYS_PATH_SIZE) {
     return "the name is too long";
