@@ -10,10 +10,10 @@
 [[nodiscard]] char* SYS_FindTarget(const char* pPath);
 
 /// Creates the file for the new contents of pTarget, or opens the one that an interrupted run has left, without
-/// emptying it. It gets the permissions of the file at pTarget, if there is one. Where the file system has locks, no
-/// other run can open it this way until it is closed.
+/// emptying it. On POSIX, it gets the permissions of the file at pTarget, if there is one. Where the file system has
+/// locks, no other run can open it this way until it is closed.
 /// Returns the handle, which the caller closes with SYS_FileClose; or SYS_NO_FILE, with the error EBUSY if another run
-/// has it, and EEXIST if it is not a regular file with one name.
+/// has it, and EEXIST if it is not a regular file with one name. A failure leaves no file that this call has created.
 [[nodiscard]] int64_t SYS_OpenReplacement(const char* pPath, const char* pTarget);
 
 /// Waits until the disk has all that was written to the file, through any handle. Returns 0, or -1 if it has not.

@@ -16,7 +16,7 @@
 
 namespace {
 
-/// Locks a file until it is closed. Returns whether somebody else has locked it, and sets errno.
+/// Locks a file until it is closed. Returns whether somebody else has locked it, with errno set for that.
 bool IsLockedByOthers(int hFile) {
   struct flock Lock {};
   Lock.l_type = F_WRLCK;
@@ -80,10 +80,14 @@ int64_t SYS_OpenReplacement(const char* pPath, const char* pTarget) {
   if (hFile < 0) {
     return SYS_NO_FILE;
   }
-  if (!IsLockedByOthers(hFile) && IsStillAt(hFile, pPath) && CopyMode(hFile, pTarget)) {
+  const bool IsOurs = !IsLockedByOthers(hFile) && IsStillAt(hFile, pPath);
+  if (IsOurs && CopyMode(hFile, pTarget)) {
     return hFile;
   }
   const int Error = errno;
+  if (IsOurs) {
+    std::remove(pPath);
+  }
   close(hFile);
   errno = Error;
   return SYS_NO_FILE;
